@@ -1,0 +1,41 @@
+#include "host/engine/arena.h"
+
+#include <algorithm>
+#include <new>
+
+namespace survey::host {
+
+namespace {
+constexpr std::size_t kAlignment = alignof(std::max_align_t);
+constexpr std::size_t kFirstChunk = 16 * 1024;
+constexpr std::size_t kLargestChunk = 4 * 1024 * 1024;
+
+std::size_t RoundUp(std::size_t size) { return (size + kAlignment - 1) & ~(kAlignment - 1); }
+}  // namespace
+
+unsigned char* Arena::Allocate(std::size_t size) {
+  std::size_t const rounded = RoundUp(size == 0 ? 1 : size);
+  if (rounded < size) throw std::bad_alloc();
+  if (chunks_.empty() || chunks_.back().size - used_ < rounded) {
+    // Chunks double up to a limit; a request larger than that gets a chunk
+    // of its own size.
+    std::size_t next = chunks_.empty() ? kFirstChunk
+                                       : std::min(chunks_.back().size * 2, kLargestChunk);
+    next = std::max(next, rounded);
+    chunks_.push_back(Chunk{std::unique_ptr<unsigned char[]>(new unsigned char[next]), next});
+    used_ = 0;
+  }
+  unsigned char* const block = chunks_.back().bytes.get() + used_;
+  used_ += rounded;
+  inUse_ += rounded;
+  return block;
+}
+
+void Arena::Reset() {
+  // Keep the first chunk for the next evaluation; most queries fit in it.
+  if (chunks_.size() > 1) chunks_.erase(chunks_.begin() + 1, chunks_.end());
+  used_ = 0;
+  inUse_ = 0;
+}
+
+}  // namespace survey::host

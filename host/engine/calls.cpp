@@ -1,0 +1,360 @@
+#include "host/engine/calls.h"
+
+#include <cstdlib>
+#include <new>
+#include <utility>
+
+#include "host/engine/fingerprint.h"
+
+namespace survey::host {
+
+namespace {
+
+std::string Quoted(std::string const& text) { return "\"" + text + "\""; }
+
+// Runs a call into the library. `NoSuchObject` gives false; every other
+// exception of the library becomes an EvaluationError naming `what`.
+template <class Body>
+bool Guard(std::string const& what, Body&& body) {
+  try {
+    body();
+    return true;
+  } catch (NoSuchObject const&) {
+    return false;
+  } catch (InterruptedEvaluation const&) {
+    throw EvaluationError(ErrorKind::kInterrupted, "interrupted while evaluating " + what);
+  } catch (NoSurveyorContext const&) {
+    throw EvaluationError(ErrorKind::kNotAvailable,
+                          what + " is not available: this host has no context for it");
+  } catch (SurveyorContextError const& error) {
+    throw EvaluationError(ErrorKind::kNotAvailable,
+                          what + " is not available: the context cannot answer (" +
+                              error.what() + ")");
+  } catch (CannotEvaluateNow const&) {
+    throw EvaluationError(ErrorKind::kNotAvailable, what + " cannot be evaluated now");
+  } catch (SurveyorDefinedError const& error) {
+    surveyor_string const message = error.Message();
+    throw EvaluationError(ErrorKind::kMessage,
+                          message.data == nullptr
+                              ? std::string()
+                              : std::string(reinterpret_cast<char const*>(message.data),
+                                            message.length));
+  } catch (DebuggableException const& error) {
+    throw EvaluationError(ErrorKind::kMessage, what + " failed: " + error.what());
+  } catch (EvaluationError const&) {
+    throw;
+  } catch (std::bad_alloc const&) {
+    throw EvaluationError(ErrorKind::kMessage, what + " failed: out of memory");
+  } catch (std::exception const& error) {
+    throw EvaluationError(ErrorKind::kMessage, what + " failed: " + error.what());
+  }
+}
+
+void CheckInterruption() {
+  if (Evaluation* const evaluation = Evaluation::Current()) {
+    try {
+      evaluation->CheckInterruption();
+    } catch (InterruptedEvaluation const&) {
+      throw EvaluationError(ErrorKind::kInterrupted, "interrupted");
+    }
+  }
+}
+
+// State memory of an iterator or aggregator, constructed by the library and
+// destroyed through it exactly once.
+class State {
+ public:
+  explicit State(PropertyEntry const& entry) : entry_(&entry) {
+    std::size_t const size = entry.stateSize == 0 ? 1 : entry.stateSize;
+    std::size_t const alignment = alignof(std::max_align_t);
+    memory_ = std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+    if (memory_ == nullptr) throw std::bad_alloc();
+  }
+  ~State() {
+    Destroy();
+    std::free(memory_);
+  }
+  State(State const&) = delete;
+  State& operator=(State const&) = delete;
+
+  void* Memory() { return memory_; }
+  void Construct(std::string const& what) {
+    Guard(what, [&] {
+      if (entry_->construct != nullptr) entry_->construct(memory_);
+    });
+    constructed_ = true;
+  }
+  void Destroy() noexcept {
+    if (!constructed_) return;
+    constructed_ = false;
+    if (entry_->destroyState != nullptr) entry_->destroyState(memory_);
+  }
+
+ private:
+  PropertyEntry const* entry_;
+  void* memory_;
+  bool constructed_ = false;
+};
+
+class EmptyStream final : public Stream {
+ public:
+  bool Next(Value&) override { return false; }
+};
+
+class SingleStream final : public Stream {
+ public:
+  explicit SingleStream(std::optional<Value> value) : value_(std::move(value)) {}
+  bool Next(Value& out) override {
+    if (!value_) return false;
+    out = std::move(*value_);
+    value_.reset();
+    return true;
+  }
+
+ private:
+  std::optional<Value> value_;
+};
+
+class IteratedStream final : public Stream {
+ public:
+  IteratedStream(BoundProperty const& property, Value index, Value object)
+      : property_(property),
+        index_(std::move(index)),
+        object_(std::move(object)),
+        what_(Describe(*property.entry)) {}
+
+  bool Next(Value& out) override {
+    if (finished_) return false;
+    CheckInterruption();
+    if (!state_) {
+      state_ = std::make_unique<State>(*property_.entry);
+      state_->Construct(what_);
+    }
+    SurveyorGetter const step = started_ ? property_.entry->next : property_.entry->first;
+    started_ = true;
+    ValueBuilder builder(property_.result);
+    bool produced = false;
+    bool const answered = Guard(what_, [&] {
+      produced = step(builder.Slot(), index_.Data(), object_.Data(), state_->Memory(),
+                      property_.entry->context) != 0;
+    });
+    if (!answered || !produced) {
+      // The end of the stream: the state goes at once.
+      Finish();
+      return false;
+    }
+    builder.DependOn(index_);
+    builder.DependOn(object_);
+    out = builder.Finish();
+    return true;
+  }
+
+ private:
+  void Finish() {
+    finished_ = true;
+    state_.reset();
+  }
+
+  BoundProperty property_;
+  Value index_;
+  Value object_;
+  std::string what_;
+  std::unique_ptr<State> state_;
+  bool started_ = false;
+  bool finished_ = false;
+};
+
+class AggregateStream final : public Stream {
+ public:
+  AggregateStream(BoundProperty const& property, Value index, std::unique_ptr<Stream> elements)
+      : property_(property),
+        index_(std::move(index)),
+        elements_(std::move(elements)),
+        what_(Describe(*property.entry)) {}
+
+  bool Next(Value& out) override {
+    if (!state_) {
+      state_ = std::make_shared<State>(*property_.entry);
+      state_->Construct(what_);
+      phase_ = kFirstInitial;
+    }
+    while (phase_ != kPhaseCount) {
+      CheckInterruption();
+      switch (phase_) {
+        case kFirstInitial:
+          if (Call(kFirstInitial, Value(), out)) {
+            phase_ = kNextInitial;
+            return true;
+          }
+          phase_ = kNextInitial;
+          break;
+        case kNextInitial:
+          // Repeated while it delivers.
+          if (Call(kNextInitial, Value(), out)) return true;
+          phase_ = kFirstIntermediate;
+          break;
+        case kFirstIntermediate:
+          if (!elements_->Next(element_)) {
+            element_ = Value();
+            phase_ = kFirstFinal;
+            break;
+          }
+          phase_ = kNextIntermediate;
+          if (Call(kFirstIntermediate, element_, out)) return true;
+          break;
+        case kNextIntermediate:
+          if (Call(kNextIntermediate, element_, out)) return true;
+          phase_ = kFirstIntermediate;
+          break;
+        case kFirstFinal:
+          phase_ = kNextFinal;
+          if (Call(kFirstFinal, Value(), out)) return true;
+          if (ended_) phase_ = kPhaseCount;
+          break;
+        case kNextFinal:
+          // Repeated while it delivers; "none" or a call that delivers
+          // nothing ends the output.
+          if (Call(kNextFinal, Value(), out)) return true;
+          phase_ = kPhaseCount;
+          break;
+        default:
+          phase_ = kPhaseCount;
+      }
+    }
+    elements_.reset();
+    return false;
+  }
+
+ private:
+  // Calls one phase. True when it delivered a value into `out`.
+  bool Call(AggregatePhase phase, Value const& element, Value& out) {
+    SurveyorGetter const getter = property_.entry->phases[phase];
+    if (getter == nullptr) return false;
+    ValueBuilder builder(property_.result);
+    bool delivered = false;
+    bool const answered = Guard(what_, [&] {
+      delivered = getter(builder.Slot(), index_.Data(), element.Data(), state_->Memory(),
+                         property_.entry->context) != 0;
+    });
+    if (!answered) {
+      // "None" from an initial or intermediate phase delivers nothing; from
+      // a final phase it ends the output.
+      if (phase == kFirstFinal || phase == kNextFinal) ended_ = true;
+      return false;
+    }
+    if (!delivered) return false;
+    builder.DependOn(index_);
+    builder.KeepAlive(state_);
+    out = builder.Finish();
+    return true;
+  }
+
+  BoundProperty property_;
+  Value index_;
+  std::unique_ptr<Stream> elements_;
+  std::string what_;
+  std::shared_ptr<State> state_;
+  AggregatePhase phase_ = kFirstInitial;
+  Value element_;
+  bool ended_ = false;
+};
+
+}  // namespace
+
+std::string Describe(PropertyEntry const& entry) {
+  std::string text = Quoted(entry.singular);
+  if (!entry.index.empty()) text += " with " + Quoted(entry.index);
+  text += entry.object.empty() ? std::string(" of world") : " of " + Quoted(entry.object);
+  return text;
+}
+
+BoundProperty Bind(Registry const& registry, PropertyEntry const& entry) {
+  TypeEntry const* const result = registry.FindType(entry.result);
+  if (result == nullptr) {
+    throw EvaluationError(ErrorKind::kNoSuchProperty,
+                          Describe(entry) + " yields the unregistered type " +
+                              Quoted(entry.result));
+  }
+  return BoundProperty{&entry, result};
+}
+
+std::optional<Value> CallSimple(BoundProperty const& property, Value const& index,
+                                Value const& object) {
+  CheckInterruption();
+  ValueBuilder builder(property.result);
+  bool produced = false;
+  bool const answered = Guard(Describe(*property.entry), [&] {
+    produced = property.entry->getter(builder.Slot(), index.Data(), object.Data(), nullptr,
+                                      property.entry->context) != 0;
+  });
+  if (!answered || !produced) return std::nullopt;
+  builder.DependOn(index);
+  builder.DependOn(object);
+  return builder.Finish();
+}
+
+std::unique_ptr<Stream> OpenIterated(BoundProperty const& property, Value index, Value object) {
+  return std::make_unique<IteratedStream>(property, std::move(index), std::move(object));
+}
+
+std::unique_ptr<Stream> OpenAggregate(BoundProperty const& property, Value index,
+                                      std::unique_ptr<Stream> elements) {
+  if (!elements) elements = std::make_unique<EmptyStream>();
+  return std::make_unique<AggregateStream>(property, std::move(index), std::move(elements));
+}
+
+std::unique_ptr<Stream> OpenProperty(BoundProperty const& property, Value index, Value object) {
+  switch (property.entry->kind) {
+    case PropertyKind::kSimple:
+      return std::make_unique<SingleStream>(CallSimple(property, index, object));
+    case PropertyKind::kIterated:
+      return OpenIterated(property, std::move(index), std::move(object));
+    case PropertyKind::kAggregate:
+      break;
+  }
+  throw EvaluationError(ErrorKind::kTypeError,
+                        Describe(*property.entry) + " is an aggregate: it takes a stream");
+}
+
+Value CallCast(CastEntry const& cast, TypeEntry const* target, Value const& source) {
+  CheckInterruption();
+  ValueBuilder builder(target);
+  std::string const what = "the cast " + Quoted(cast.phrase) + " of " + Quoted(cast.source);
+  bool const answered = Guard(what, [&] { cast.thunk(builder.Slot(), source.Data(), cast.context); });
+  if (!answered) throw EvaluationError(ErrorKind::kNoValue, what + " has no value");
+  builder.DependOn(source);
+  return builder.Finish();
+}
+
+Value CallOperator(OperatorEntry const& op, TypeEntry const* result, Value const& left,
+                   Value const& right) {
+  CheckInterruption();
+  ValueBuilder builder(result);
+  std::string const what =
+      "the operator " + std::to_string(op.code) + " of " + Quoted(op.left) + " and " + Quoted(op.right);
+  bool const answered = Guard(what, [&] {
+    op.thunk(builder.Slot(), left.Data(), right.Data(), op.context);
+  });
+  if (!answered) throw EvaluationError(ErrorKind::kNoValue, what + " has no value");
+  builder.DependOn(left);
+  builder.DependOn(right);
+  return builder.Finish();
+}
+
+std::optional<std::uint64_t> CallFingerprint(void const* record, SurveyorDependency dependency,
+                                             Value const& index, Value const& object) {
+  if (dependency == nullptr) return std::nullopt;
+  Fingerprinter fingerprinter;
+  fingerprinter.Add(&record, sizeof record);
+  for (Value const* operand : {&index, &object}) {
+    if (operand->Empty()) continue;
+    TypeEntry const* const type = operand->Type();
+    if (type->fingerprint == nullptr) return std::nullopt;
+    fingerprinter.Add(type->name.data(), type->name.size() + 1);
+    type->fingerprint(fingerprinter, operand->Data());
+  }
+  dependency(fingerprinter);
+  return fingerprinter.Digest();
+}
+
+}  // namespace survey::host

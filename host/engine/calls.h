@@ -1,0 +1,72 @@
+// The calling protocol: how the host calls a library's simple, iterated and
+// aggregate properties, casts and operators, and what it makes of the
+// exceptions they throw.
+//
+// `NoSuchObject` means "none" and is the caller's to interpret (an empty
+// stream, or the error "no value" for a singular phrase), so the calls report
+// it as an empty result. Every other library exception becomes an
+// `EvaluationError` of the matching kind.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/engine/errors.h"
+#include "host/engine/evaluation.h"
+#include "host/engine/registry.h"
+#include "host/engine/value.h"
+
+namespace survey::host {
+
+// A stream of values, pulled one at a time.
+class Stream {
+ public:
+  virtual ~Stream() = default;
+  // The next value into `out`; false at the end of the stream.
+  virtual bool Next(Value& out) = 0;
+};
+
+// A property record with its result type resolved.
+struct BoundProperty {
+  PropertyEntry const* entry = nullptr;
+  TypeEntry const* result = nullptr;
+};
+
+// Resolves the result type of a property; an error if it is not registered.
+BoundProperty Bind(Registry const& registry, PropertyEntry const& entry);
+
+// Calls a simple property. Empty when the library has no value for it.
+std::optional<Value> CallSimple(BoundProperty const& property, Value const& index,
+                                Value const& object);
+
+// The values of an iterated property, lazily. The iterator's state lives
+// from the first pull until the end of the stream or the stream's
+// destruction, whichever comes first.
+std::unique_ptr<Stream> OpenIterated(BoundProperty const& property, Value index, Value object);
+
+// The values of an aggregate property over the stream of its elements,
+// through the six phases. Values it delivers keep the aggregator's state
+// alive, since they may point into it.
+std::unique_ptr<Stream> OpenAggregate(BoundProperty const& property, Value index,
+                                      std::unique_ptr<Stream> elements);
+
+// The values of any property of an object (or the world, for an empty
+// object): one or none for a simple property, the stream for an iterated one.
+std::unique_ptr<Stream> OpenProperty(BoundProperty const& property, Value index, Value object);
+
+Value CallCast(CastEntry const& cast, TypeEntry const* target, Value const& source);
+Value CallOperator(OperatorEntry const& op, TypeEntry const* result, Value const& left,
+                   Value const& right);
+
+// The fingerprint of a call, for deciding whether an earlier result may be
+// reused: empty when the call states no dependency or an operand's type
+// cannot be fingerprinted.
+std::optional<std::uint64_t> CallFingerprint(void const* record, SurveyorDependency dependency,
+                                             Value const& index, Value const& object);
+
+// Describes a property for messages: "variable" with "string" of "environment".
+std::string Describe(PropertyEntry const& entry);
+
+}  // namespace survey::host

@@ -1,0 +1,45 @@
+#include "host/engine/evaluation.h"
+
+#include "host/engine/errors.h"
+#include "host/engine/fingerprint.h"
+
+namespace survey::host {
+
+namespace {
+Evaluation* gCurrent = nullptr;
+std::atomic<bool> gInterruptRequested{false};
+}  // namespace
+
+Evaluation::Evaluation(Registry const& registry, SurveyorContext* context)
+    : registry_(&registry), context_(context) {}
+
+void Evaluation::RequestInterrupt() noexcept {
+  gInterruptRequested.store(true, std::memory_order_relaxed);
+}
+
+void Evaluation::ClearInterrupt() noexcept {
+  gInterruptRequested.store(false, std::memory_order_relaxed);
+}
+
+void Evaluation::CheckInterruption() const {
+  if (gInterruptRequested.load(std::memory_order_relaxed)) throw InterruptedEvaluation();
+  if (deadline_ && Clock::now() >= *deadline_) throw InterruptedEvaluation();
+}
+
+std::uint64_t Evaluation::NodeDigest(DependencyNodeEntry const& node) {
+  auto const found = nodeDigests_.find(node.node);
+  if (found != nodeDigests_.end()) return found->second;
+  Fingerprinter fingerprinter;
+  if (node.function != nullptr) node.function(fingerprinter);
+  std::uint64_t const digest = fingerprinter.Digest();
+  nodeDigests_.emplace(node.node, digest);
+  return digest;
+}
+
+Evaluation* Evaluation::Current() { return gCurrent; }
+
+Evaluation::Scope::Scope(Evaluation& evaluation) : previous_(gCurrent) { gCurrent = &evaluation; }
+
+Evaluation::Scope::~Scope() { gCurrent = previous_; }
+
+}  // namespace survey::host

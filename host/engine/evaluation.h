@@ -1,0 +1,68 @@
+// One evaluation: the arena that holds the memory surveyors ask for, its time
+// limit and interrupt flag, its context, and the fingerprints of global
+// dependency nodes, computed once per evaluation.
+//
+// While an `Evaluation::Scope` is alive, the host operations that the library
+// calls (memory, interruption, context, fingerprints) act on that evaluation.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <unordered_map>
+
+#include "host/engine/arena.h"
+#include "host/engine/registry.h"
+
+namespace survey::host {
+
+class Evaluation {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  explicit Evaluation(Registry const& registry, SurveyorContext* context = nullptr);
+  Evaluation(Evaluation const&) = delete;
+  Evaluation& operator=(Evaluation const&) = delete;
+
+  Registry const& GetRegistry() const { return *registry_; }
+  Arena& GetArena() { return arena_; }
+  SurveyorContext* Context() const { return context_; }
+  void SetContext(SurveyorContext* context) { context_ = context; }
+
+  // Limits. A deadline that passes, or an interrupt request, makes the next
+  // interruption check throw.
+  void SetTimeLimit(std::chrono::microseconds limit) { deadline_ = Clock::now() + limit; }
+  void ClearTimeLimit() { deadline_.reset(); }
+  // Safe to call from a signal handler.
+  static void RequestInterrupt() noexcept;
+  static void ClearInterrupt() noexcept;
+  // Throws `InterruptedEvaluation` when the evaluation is to be given up.
+  void CheckInterruption() const;
+
+  // The digest of a global dependency node for this evaluation.
+  std::uint64_t NodeDigest(DependencyNodeEntry const& node);
+
+  // The evaluation that host operations act on, or null outside any.
+  static Evaluation* Current();
+
+  class Scope {
+   public:
+    explicit Scope(Evaluation& evaluation);
+    ~Scope();
+    Scope(Scope const&) = delete;
+    Scope& operator=(Scope const&) = delete;
+
+   private:
+    Evaluation* previous_;
+  };
+
+ private:
+  Registry const* registry_;
+  SurveyorContext* context_;
+  Arena arena_;
+  std::optional<Clock::time_point> deadline_;
+  std::unordered_map<void const*, std::uint64_t> nodeDigests_;
+};
+
+}  // namespace survey::host

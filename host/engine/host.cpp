@@ -1,0 +1,190 @@
+#include "host/engine/host.h"
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "host/engine/fingerprint.h"
+#include "host/engine/time_text.h"
+
+namespace survey::host {
+
+namespace {
+
+// Types whose values own nothing: destroying them does nothing.
+void DestroyNothing(void const*) {}
+
+template <class T>
+void FingerprintBytes(Fingerprinter& fingerprinter, void const* value) {
+  fingerprinter.Add(value, sizeof(T));
+}
+
+void FingerprintString(Fingerprinter& fingerprinter, void const* value) {
+  fingerprinter << *static_cast<surveyor_string const*>(value);
+}
+
+std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+}  // namespace
+
+// The records of the host's own types, registered through the same
+// operations as a library's, before any library and after it is gone.
+struct Host::OwnTypes {
+  alignas(16) unsigned char string[kTypeHostArea] = {};
+  alignas(16) unsigned char integerType[kTypeHostArea] = {};
+  alignas(16) unsigned char booleanType[kTypeHostArea] = {};
+  alignas(16) unsigned char time[kTypeHostArea] = {};
+  alignas(16) unsigned char interval[kTypeHostArea] = {};
+};
+
+Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
+  Registry::Scope scope(registry_);
+  Register_Type(ownTypes_->string, kTypeHostArea, "string", sizeof(surveyor_string),
+                &DestroyNothing, nullptr, &FingerprintString);
+  Register_Type(ownTypes_->integerType, kTypeHostArea, "integer", sizeof(integer),
+                &DestroyNothing, nullptr, &FingerprintBytes<integer>);
+  Register_Type(ownTypes_->booleanType, kTypeHostArea, "boolean", sizeof(boolean),
+                &DestroyNothing, nullptr, &FingerprintBytes<boolean>);
+  Register_Type(ownTypes_->time, kTypeHostArea, "time", sizeof(moment), &DestroyNothing, nullptr,
+                &FingerprintBytes<moment>);
+  Register_Type(ownTypes_->interval, kTypeHostArea, "time interval", sizeof(time_interval),
+                &DestroyNothing, nullptr, &FingerprintBytes<time_interval>);
+}
+
+Host::~Host() {
+  Unload();
+  Unregister_Type(ownTypes_->interval);
+  Unregister_Type(ownTypes_->time);
+  Unregister_Type(ownTypes_->booleanType);
+  Unregister_Type(ownTypes_->integerType);
+  Unregister_Type(ownTypes_->string);
+}
+
+void Host::Load(std::string const& path) {
+  if (handle_ != nullptr) {
+    throw EvaluationError(ErrorKind::kLoad, "a surveyor library is loaded already: " + path_);
+  }
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) {
+    throw EvaluationError(ErrorKind::kLoad,
+                          "cannot load surveyor library " + path + ": " + std::strerror(errno));
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw EvaluationError(ErrorKind::kLoad,
+                          "cannot load surveyor library " + path + ": not a regular file");
+  }
+  std::size_t const before = registry_.RecordCount();
+  void* handle = nullptr;
+  {
+    Registry::Scope scope(registry_);
+    handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) {
+      char const* const reason = dlerror();
+      throw EvaluationError(ErrorKind::kLoad, "cannot load surveyor library " + path + ": " +
+                                                  (reason != nullptr ? reason : "unknown error"));
+    }
+    if (dlsym(handle, "survey") == nullptr) {
+      dlclose(handle);
+      throw EvaluationError(ErrorKind::kLoad,
+                            path + " is not a surveyor library: it has no function \"survey\"");
+    }
+  }
+  if (registry_.RecordCount() == before) {
+    // Its initialisers ran before, into another registry of this process.
+    dlclose(handle);
+    throw EvaluationError(ErrorKind::kLoad,
+                          "surveyor library " + path + " is loaded by another host already");
+  }
+  handle_ = handle;
+  path_ = path;
+}
+
+void Host::Unload() {
+  if (handle_ == nullptr) return;
+  dlclose(handle_);
+  handle_ = nullptr;
+}
+
+TypeEntry const* Host::StringType() const { return registry_.FindType("string"); }
+TypeEntry const* Host::IntegerType() const { return registry_.FindType("integer"); }
+TypeEntry const* Host::BooleanType() const { return registry_.FindType("boolean"); }
+TypeEntry const* Host::TimeType() const { return registry_.FindType("time"); }
+TypeEntry const* Host::IntervalType() const { return registry_.FindType("time interval"); }
+
+Value Host::MakeString(std::string_view bytes) const {
+  return Value::MakeString(StringType(), bytes);
+}
+
+Value Host::MakeInteger(long long number) const {
+  return Value::MakeInteger(IntegerType(), number);
+}
+
+std::unique_ptr<Evaluation> Host::NewEvaluation(SurveyorContext* context) const {
+  registry_.ClearCaches();
+  return std::make_unique<Evaluation>(registry_, context);
+}
+
+std::unique_ptr<Stream> Host::Property(std::string_view phrase, Value const& index,
+                                       Value const& object) const {
+  std::vector<PropertyEntry const*> const named = registry_.PropertiesNamed(phrase);
+  if (named.empty()) {
+    throw EvaluationError(ErrorKind::kUnknownPhrase, "unknown phrase " + Quoted(phrase));
+  }
+  PropertyEntry const* const entry = registry_.FindProperty(phrase, index.Type(), object.Type());
+  if (entry == nullptr) {
+    std::string message = "no property " + Quoted(phrase);
+    message += index.Empty() ? std::string(" without an index")
+                             : " with an index of type " + Quoted(index.Type()->name);
+    message += object.Empty() ? std::string(" of world") : " of " + Quoted(object.Type()->name);
+    message += "; it exists";
+    char const* separator = " ";
+    for (PropertyEntry const* other : named) {
+      message += separator;
+      separator = ", ";
+      message += other->index.empty() ? std::string() : "with " + Quoted(other->index) + " ";
+      message += other->object.empty() ? std::string("of world") : "of " + Quoted(other->object);
+    }
+    throw EvaluationError(ErrorKind::kNoSuchProperty, message);
+  }
+  if (entry->kind == PropertyKind::kAggregate) {
+    throw EvaluationError(ErrorKind::kTypeError,
+                          Describe(*entry) + " is an aggregate: it takes a stream");
+  }
+  return OpenProperty(Bind(registry_, *entry), index, object);
+}
+
+Value Host::Cast(std::string_view phrase, Value const& value) const {
+  CastEntry const* const cast = registry_.FindCast(phrase, value.Type());
+  if (cast == nullptr) {
+    throw EvaluationError(ErrorKind::kNoSuchProperty,
+                          "no cast " + Quoted(phrase) + " for " +
+                              Quoted(value.Empty() ? "nothing" : value.Type()->name));
+  }
+  TypeEntry const* const target = registry_.FindType(cast->target);
+  if (target == nullptr) {
+    throw EvaluationError(ErrorKind::kNoSuchProperty,
+                          "the cast " + Quoted(phrase) + " yields the unregistered type " +
+                              Quoted(cast->target));
+  }
+  return CallCast(*cast, target, value);
+}
+
+std::string Host::Text(Value const& value) const {
+  if (value.Empty()) return std::string();
+  TypeEntry const* const type = value.Type();
+  if (registry_.IsA(type, "string")) {
+    surveyor_string const& text = value.As<surveyor_string>();
+    return text.length == 0 ? std::string()
+                            : std::string(reinterpret_cast<char const*>(text.data), text.length);
+  }
+  if (registry_.IsA(type, "integer")) return std::to_string(value.As<integer>().value);
+  if (registry_.IsA(type, "boolean")) return value.As<boolean>().value == 1 ? "True" : "False";
+  if (registry_.IsA(type, "time")) return TimeText(value.As<moment>().ticks);
+  if (registry_.IsA(type, "time interval")) return IntervalText(value.As<time_interval>().ticks);
+  if (registry_.FindCast("string", type) != nullptr) return Text(Cast("string", value));
+  return "<" + type->name + ">";
+}
+
+}  // namespace survey::host

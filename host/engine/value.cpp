@@ -1,0 +1,120 @@
+#include "host/engine/value.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+
+namespace survey::host {
+
+namespace detail {
+
+struct ValueBlock {
+  TypeEntry const* type;
+  std::size_t references;
+  std::size_t extraOffset;
+  bool constructed;
+  Value operands[2];  // the index and the object, or a cast's source
+  std::shared_ptr<void> keepAlive;
+  // The value itself lies behind this header, aligned for any scalar.
+  unsigned char* Bytes();
+};
+
+namespace {
+constexpr std::size_t kAlignment = alignof(std::max_align_t);
+
+constexpr std::size_t RoundUp(std::size_t size) {
+  return (size + kAlignment - 1) & ~(kAlignment - 1);
+}
+constexpr std::size_t kHeaderSize = RoundUp(sizeof(ValueBlock));
+
+void Free(ValueBlock* block) {
+  block->~ValueBlock();
+  std::free(block);
+}
+}  // namespace
+
+unsigned char* ValueBlock::Bytes() { return reinterpret_cast<unsigned char*>(this) + kHeaderSize; }
+
+}  // namespace detail
+
+using detail::ValueBlock;
+
+Value::Value(Value const& other) noexcept : block_(other.block_) {
+  if (block_ != nullptr) ++block_->references;
+}
+
+Value::~Value() {
+  if (block_ == nullptr || --block_->references != 0) return;
+  if (block_->constructed && block_->type != nullptr && block_->type->destroy != nullptr) {
+    block_->type->destroy(block_->Bytes());
+  }
+  detail::Free(block_);
+}
+
+TypeEntry const* Value::Type() const { return block_ == nullptr ? nullptr : block_->type; }
+
+void const* Value::Data() const { return block_ == nullptr ? nullptr : block_->Bytes(); }
+
+ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {
+  std::size_t const size = type == nullptr ? 0 : type->size;
+  std::size_t const extraOffset = detail::RoundUp(size == 0 ? 1 : size);
+  std::size_t const total = detail::kHeaderSize + extraOffset + extraBytes;
+  void* const memory = std::aligned_alloc(detail::kAlignment, detail::RoundUp(total));
+  if (memory == nullptr) throw std::bad_alloc();
+  block_ = ::new (memory) ValueBlock{type, 1, extraOffset, false, {}, {}};
+}
+
+ValueBuilder::~ValueBuilder() {
+  if (block_ != nullptr) detail::Free(block_);
+}
+
+void* ValueBuilder::Slot() { return block_->Bytes(); }
+
+unsigned char* ValueBuilder::Extra() { return block_->Bytes() + block_->extraOffset; }
+
+void ValueBuilder::DependOn(Value const& operand) {
+  if (operand.Empty()) return;
+  for (Value& slot : block_->operands) {
+    if (slot.Empty()) {
+      slot = operand;
+      return;
+    }
+  }
+  throw std::logic_error("a value depends on two operands at most");
+}
+
+void ValueBuilder::KeepAlive(std::shared_ptr<void> owner) { block_->keepAlive = std::move(owner); }
+
+Value ValueBuilder::Finish() {
+  block_->constructed = true;
+  return Value(std::exchange(block_, nullptr));
+}
+
+Value Value::MakeString(TypeEntry const* stringType, std::string_view bytes) {
+  ValueBuilder builder(stringType, bytes.size());
+  unsigned char* const copy = builder.Extra();
+  if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
+  ::new (builder.Slot()) surveyor_string{copy, static_cast<unsigned long>(bytes.size())};
+  return builder.Finish();
+}
+
+Value Value::MakeInteger(TypeEntry const* integerType, long long number) {
+  ValueBuilder builder(integerType);
+  ::new (builder.Slot()) integer{number};
+  return builder.Finish();
+}
+
+Value Value::MakeBoolean(TypeEntry const* booleanType, bool truth) {
+  ValueBuilder builder(booleanType);
+  ::new (builder.Slot()) boolean{static_cast<unsigned char>(truth ? 1 : 0)};
+  return builder.Finish();
+}
+
+Value Value::MakeTicks(TypeEntry const* timeType, long long ticks) {
+  ValueBuilder builder(timeType);
+  ::new (builder.Slot()) moment{ticks};
+  return builder.Finish();
+}
+
+}  // namespace survey::host

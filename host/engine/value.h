@@ -1,0 +1,82 @@
+// A value of the evaluator: its registered type and a block of the type's
+// size, aligned for any scalar, in which an adaptor constructed it.
+//
+// Library values may hold pointers into themselves or rings of handles, so a
+// value never moves once constructed: `Value` is a counted handle to a block
+// that stays where it was made. The block also keeps alive what the value may
+// point into: the operands it was computed from and, for aggregate results,
+// the aggregator's state.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "host/engine/registry.h"
+
+namespace survey::host {
+
+namespace detail {
+struct ValueBlock;
+}
+
+class Value {
+ public:
+  Value() = default;
+  Value(Value const& other) noexcept;
+  Value(Value&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
+  Value& operator=(Value other) noexcept {
+    std::swap(block_, other.block_);
+    return *this;
+  }
+  ~Value();
+
+  bool Empty() const { return block_ == nullptr; }
+  explicit operator bool() const { return block_ != nullptr; }
+  TypeEntry const* Type() const;
+  void const* Data() const;
+
+  template <class T>
+  T const& As() const {
+    return *static_cast<T const*>(Data());
+  }
+
+  // Values of the host's basic types. A string's bytes are copied into the
+  // value's own block.
+  static Value MakeString(TypeEntry const* stringType, std::string_view bytes);
+  static Value MakeInteger(TypeEntry const* integerType, long long number);
+  static Value MakeBoolean(TypeEntry const* booleanType, bool truth);
+  static Value MakeTicks(TypeEntry const* timeType, long long ticks);
+
+ private:
+  friend class ValueBuilder;
+  explicit Value(detail::ValueBlock* block) : block_(block) {}
+  detail::ValueBlock* block_ = nullptr;
+};
+
+// A value is built in two steps: a raw block is made, an adaptor constructs
+// into `Slot()`, and `Finish` makes the block a value. A builder dropped
+// before `Finish` frees the block without destroying anything in it.
+class ValueBuilder {
+ public:
+  explicit ValueBuilder(TypeEntry const* type, std::size_t extraBytes = 0);
+  ~ValueBuilder();
+  ValueBuilder(ValueBuilder const&) = delete;
+  ValueBuilder& operator=(ValueBuilder const&) = delete;
+
+  // Raw memory of the type's size, aligned for any scalar.
+  void* Slot();
+  // `extraBytes` behind the value, owned by it.
+  unsigned char* Extra();
+  // The value may point into these; they live as long as it does.
+  void DependOn(Value const& operand);
+  void KeepAlive(std::shared_ptr<void> owner);
+  // The slot now holds a constructed value.
+  Value Finish();
+
+ private:
+  detail::ValueBlock* block_;
+};
+
+}  // namespace survey::host
