@@ -261,6 +261,24 @@ class AggregateStream final : public Stream {
 
 }  // namespace
 
+std::string OperatorName(int code) {
+  switch (code) {
+    case kOperatorConcatenation: return "&";
+    case kOperatorEqual: return "=";
+    case kOperatorLessThan: return "<";
+    case kOperatorLessOrEqual: return "<=";
+    case kOperatorStartsWith: return "starts with";
+    case kOperatorEndsWith: return "ends with";
+    case kOperatorContains: return "contains";
+    case kOperatorPlus: return "+";
+    case kOperatorMinus: return "-";
+    case kOperatorTimes: return "*";
+    case kOperatorDivide: return "/";
+    case kOperatorModulo: return "mod";
+  }
+  return "operator " + std::to_string(code);
+}
+
 std::string Describe(PropertyEntry const& entry) {
   std::string text = Quoted(entry.singular);
   if (!entry.index.empty()) text += " with " + Quoted(entry.index);
@@ -331,7 +349,7 @@ Value CallOperator(OperatorEntry const& op, TypeEntry const* result, Value const
   CheckInterruption();
   ValueBuilder builder(result);
   std::string const what =
-      "the operator " + std::to_string(op.code) + " of " + Quoted(op.left) + " and " + Quoted(op.right);
+      Quoted(OperatorName(op.code)) + " of " + Quoted(op.left) + " and " + Quoted(op.right);
   bool const answered = Guard(what, [&] {
     op.thunk(builder.Slot(), left.Data(), right.Data(), op.context);
   });

@@ -20,6 +20,19 @@
 
 namespace survey::host {
 
+// Operator codes the host registers for its arithmetic, beside the shared
+// codes of the boundary (concatenation, the relations, starts/ends/contains).
+enum HostOperatorCode : int {
+  kOperatorPlus = 100,
+  kOperatorMinus = 101,
+  kOperatorTimes = 102,
+  kOperatorDivide = 103,
+  kOperatorModulo = 104,
+};
+
+// The operator's sign or words, for messages.
+std::string OperatorName(int code);
+
 // A stream of values, pulled one at a time.
 class Stream {
  public:

@@ -14,6 +14,7 @@ struct ValueBlock {
   std::size_t references;
   std::size_t extraOffset;
   bool constructed;
+  void const* external;  // a view's data, which lies elsewhere
   Value operands[2];  // the index and the object, or a cast's source
   std::shared_ptr<void> keepAlive;
   // The value itself lies behind this header, aligned for any scalar.
@@ -46,7 +47,7 @@ Value::Value(Value const& other) noexcept : block_(other.block_) {
 
 Value::~Value() {
   if (block_ == nullptr || --block_->references != 0) return;
-  if (block_->constructed && block_->type != nullptr && block_->type->destroy != nullptr) {
+  if (block_->constructed && block_->external == nullptr && block_->type != nullptr && block_->type->destroy != nullptr) {
     block_->type->destroy(block_->Bytes());
   }
   detail::Free(block_);
@@ -54,7 +55,10 @@ Value::~Value() {
 
 TypeEntry const* Value::Type() const { return block_ == nullptr ? nullptr : block_->type; }
 
-void const* Value::Data() const { return block_ == nullptr ? nullptr : block_->Bytes(); }
+void const* Value::Data() const {
+  if (block_ == nullptr) return nullptr;
+  return block_->external != nullptr ? block_->external : block_->Bytes();
+}
 
 ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {
   std::size_t const size = type == nullptr ? 0 : type->size;
@@ -62,7 +66,7 @@ ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {
   std::size_t const total = detail::kHeaderSize + extraOffset + extraBytes;
   void* const memory = std::aligned_alloc(detail::kAlignment, detail::RoundUp(total));
   if (memory == nullptr) throw std::bad_alloc();
-  block_ = ::new (memory) ValueBlock{type, 1, extraOffset, false, {}, {}};
+  block_ = ::new (memory) ValueBlock{type, 1, extraOffset, false, nullptr, {}, {}};
 }
 
 ValueBuilder::~ValueBuilder() {
@@ -96,6 +100,14 @@ Value Value::MakeString(TypeEntry const* stringType, std::string_view bytes) {
   unsigned char* const copy = builder.Extra();
   if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
   ::new (builder.Slot()) surveyor_string{copy, static_cast<unsigned long>(bytes.size())};
+  return builder.Finish();
+}
+
+Value Value::View(TypeEntry const* type, void const* data, Value const& owner) {
+  ValueBuilder builder(nullptr);
+  builder.block_->type = type;
+  builder.block_->external = data;
+  builder.DependOn(owner);
   return builder.Finish();
 }
 

@@ -48,6 +48,9 @@ class Value {
   static Value MakeInteger(TypeEntry const* integerType, long long number);
   static Value MakeBoolean(TypeEntry const* booleanType, bool truth);
   static Value MakeTicks(TypeEntry const* timeType, long long ticks);
+  // A value of `type` that lies inside another value's memory (an element of
+  // a tuple, say); it keeps `owner` alive and destroys nothing.
+  static Value View(TypeEntry const* type, void const* data, Value const& owner);
 
  private:
   friend class ValueBuilder;
@@ -76,6 +79,7 @@ class ValueBuilder {
   Value Finish();
 
  private:
+  friend class Value;
   detail::ValueBlock* block_;
 };
 

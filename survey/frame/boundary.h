@@ -24,6 +24,21 @@ struct surveyor_string {
   unsigned long length;
 };
 
+// "substring": a view of part of a string together with the whole string it
+// was found in. Its base type is "string": the part comes first.
+struct substring {
+  surveyor_string part;
+  surveyor_string whole;
+};
+
+// One element of a tuple value. A tuple of n elements is n nodes stored in
+// the value, each pointing at its element, which lives elsewhere; the last
+// node's `next` is null. Tuple type names read "( a, b )".
+struct TupleNode {
+  void const* element;
+  TupleNode const* next;
+};
+
 // "integer": one signed 64-bit number.
 struct integer {
   long long value;

@@ -1,40 +1,47 @@
-// survey: asks the surveyor library questions about this machine.
+// survey: asks questions about this machine in the query language.
 //
-// This first version answers the environment's questions through the host's
-// property calls; the query language comes on top of the same calls.
+//   survey 'names of files of folder "/etc"'
+//   survey -e 'name of operating system' -e 'now'
+//   survey -f queries.txt --json
+//   survey            (a prompt, when standard input is a terminal)
 
+#include <readline/history.h>
+#include <readline/readline.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iostream>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "host/engine/host.h"
+#include "host/lang/session.h"
 
 namespace {
 
 using survey::host::ErrorKindName;
-using survey::host::Evaluation;
 using survey::host::EvaluationError;
-using survey::host::Host;
-using survey::host::Stream;
-using survey::host::Value;
+using survey::lang::Answer;
+using survey::lang::AnswerValue;
+using survey::lang::Session;
 
-constexpr char kUsage[] =
-    "usage: survey [--library PATH] COMMAND\n"
-    "\n"
-    "Commands:\n"
-    "  variables        every variable of the environment, as \"name = value\"\n"
-    "  variable NAME    the value of one variable of the environment\n"
-    "  text NAME        the text form of one variable of the environment\n"
-    "\n"
-    "Options:\n"
-    "  --library PATH   the surveyor library to load (default: libSurvey.so beside\n"
-    "                   this program, or ../lib/libSurvey.so)\n"
-    "  --help           this text\n"
-    "  --version        the version of survey\n";
+struct Options {
+  std::vector<std::string> queries;
+  std::vector<std::string> files;
+  std::string library;
+  std::string client;
+  bool types = false;
+  bool time = false;
+  bool json = false;
+  bool list = false;
+  double timeout = 0;
+};
 
 // The folder this program lies in.
 std::string ProgramFolder() {
@@ -55,85 +62,214 @@ std::string DefaultLibrary() {
   return folder + "/../lib/libSurvey.so";
 }
 
-// Prints every value of a stream, one per line.
-void PrintAll(Host const& host, Stream& stream) {
-  Value value;
-  while (stream.Next(value)) std::printf("%s\n", host.Text(value).c_str());
+// The user's state folder, where the prompt keeps its history.
+std::string StateFolder() {
+  char const* const state = std::getenv("XDG_STATE_HOME");
+  if (state != nullptr && *state != '\0') return std::string(state) + "/survey";
+  char const* const home = std::getenv("HOME");
+  return std::string(home != nullptr ? home : ".") + "/.local/state/survey";
 }
 
-// The one value of a stream; "no value" or "more than one value" otherwise.
-Value Single(Stream& stream, std::string const& what) {
-  Value first;
-  if (!stream.Next(first)) {
-    throw EvaluationError(survey::host::ErrorKind::kNoValue, what + " has no value");
+void MakeFolders(std::string const& path) {
+  for (std::size_t at = 1; at <= path.size(); ++at) {
+    if (at == path.size() || path[at] == '/') mkdir(path.substr(0, at).c_str(), 0700);
   }
-  Value second;
-  if (stream.Next(second)) {
-    throw EvaluationError(survey::host::ErrorKind::kMoreThanOneValue,
-                          what + " has more than one value");
-  }
-  return first;
 }
 
-int Run(std::string const& library, std::vector<std::string> const& words) {
-  Host host;
-  host.Load(library);
-  std::unique_ptr<Evaluation> evaluation = host.NewEvaluation();
-  Evaluation::Scope scope(*evaluation);
-  auto world = host.Property("environment", Value(), Value());
-  Value const environment = Single(*world, "environment");
-  if (words[0] == "variables" && words.size() == 1) {
-    auto variables = host.Property("variables", Value(), environment);
-    PrintAll(host, *variables);
-    return 0;
+// Reads a query file: one query per line, blank lines and // comments skipped.
+std::vector<std::string> ReadQueries(std::istream& in) {
+  std::vector<std::string> queries;
+  std::string line;
+  while (std::getline(in, line)) {
+    std::size_t const first = line.find_first_not_of(" \t\r");
+    if (first == std::string::npos) continue;
+    if (line.compare(first, 2, "//") == 0) continue;
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    queries.push_back(line);
   }
-  if ((words[0] == "variable" || words[0] == "text") && words.size() == 2) {
-    auto found = host.Property("variable", host.MakeString(words[1]), environment);
-    Value const variable = Single(*found, "variable \"" + words[1] + "\" of environment");
-    Value const answer =
-        words[0] == "text" ? host.Cast("string", variable)
-                           : Single(*host.Property("value", Value(), variable), "value");
-    std::printf("%s\n", host.Text(answer).c_str());
-    return 0;
+  return queries;
+}
+
+// The error with a caret under the place in the query it points at.
+void PrintError(std::string const& query, EvaluationError const& error) {
+  std::fprintf(stderr, "error: %s: %s\n", ErrorKindName(error.Kind()), error.what());
+  if (error.Position() >= 0 && static_cast<std::size_t>(error.Position()) <= query.size() &&
+      query.size() <= 1000 && query.find('\n') == std::string::npos) {
+    std::fprintf(stderr, "  %s\n  %s^\n", query.c_str(), std::string(error.Position(), ' ').c_str());
   }
-  std::fputs(kUsage, stderr);
-  return 2;
+}
+
+nlohmann::json ToJson(std::string const& query, Answer const& answer) {
+  nlohmann::json values = nlohmann::json::array();
+  for (AnswerValue const& value : answer.values) {
+    values.push_back({{"type", value.type}, {"text", value.text}});
+  }
+  nlohmann::json object = {{"query", query}, {"values", values},
+                           {"elapsed_us", answer.elapsed.count()}};
+  if (answer.error) {
+    object["error"] = {{"kind", ErrorKindName(answer.error->Kind())},
+                       {"message", answer.error->what()},
+                       {"position", answer.error->Position()}};
+  } else {
+    object["error"] = nullptr;
+  }
+  return object;
+}
+
+// Runs one query and prints its answer. False when it failed.
+bool RunQuery(Session& session, Options const& options, std::string const& query, bool heading) {
+  if (options.json) {
+    Answer const answer = session.Evaluate(query);
+    // Invalid bytes in values are replaced rather than failing the output.
+    std::cout << ToJson(query, answer).dump(-1, ' ', false,
+                                            nlohmann::json::error_handler_t::replace)
+              << std::endl;
+    return !answer.error;
+  }
+  if (heading) std::printf("%s\n", query.c_str());
+  Answer const answer = session.Evaluate(
+      query,
+      [&](AnswerValue const& value) {
+        if (heading) std::fputs("  ", stdout);
+        if (options.types) {
+          std::printf("%s: %s\n", value.type.c_str(), value.text.c_str());
+        } else {
+          std::fwrite(value.text.data(), 1, value.text.size(), stdout);
+          std::fputc('\n', stdout);
+        }
+      },
+      /*keep=*/false);
+  std::fflush(stdout);
+  if (answer.error) PrintError(query, *answer.error);
+  if (options.time) {
+    std::fprintf(stderr, "time: %lld us\n", static_cast<long long>(answer.elapsed.count()));
+  }
+  return !answer.error;
+}
+
+// The vocabulary: every property, cast and type, optionally only those
+// whose phrase contains one of the given words.
+int ListVocabulary(Session& session, Options const& options) {
+  auto const& registry = session.GetHost().GetRegistry();
+  auto matches = [&](std::string const& text) {
+    if (options.queries.empty()) return true;
+    for (std::string const& word : options.queries) {
+      if (text.find(word) != std::string::npos) return true;
+    }
+    return false;
+  };
+  nlohmann::json list = nlohmann::json::array();
+  for (auto const* entry : registry.Properties()) {
+    if (!matches(entry->singular) && !matches(entry->plural)) continue;
+    char const* const kind = entry->kind == survey::host::PropertyKind::kSimple     ? "property"
+                             : entry->kind == survey::host::PropertyKind::kIterated ? "iterated"
+                                                                                    : "aggregate";
+    if (options.json) {
+      list.push_back({{"singular", entry->singular}, {"plural", entry->plural}, {"kind", kind},
+                      {"index", entry->index}, {"object", entry->object}, {"result", entry->result}});
+    } else {
+      std::printf("%s / %s  (%s)%s%s of %s -> %s\n", entry->singular.c_str(),
+                  entry->plural.c_str(), kind, entry->index.empty() ? "" : " with ",
+                  entry->index.c_str(), entry->object.empty() ? "world" : entry->object.c_str(),
+                  entry->result.c_str());
+    }
+  }
+  for (auto const* entry : registry.Casts()) {
+    if (!matches(entry->phrase)) continue;
+    if (options.json) {
+      list.push_back({{"singular", entry->phrase}, {"plural", entry->phrase}, {"kind", "cast"},
+                      {"index", ""}, {"object", entry->source}, {"result", entry->target}});
+    } else {
+      std::printf("as %s  (cast) of %s -> %s\n", entry->phrase.c_str(), entry->source.c_str(),
+                  entry->target.c_str());
+    }
+  }
+  if (options.json) std::cout << list.dump(1) << std::endl;
+  return 0;
+}
+
+void OnInterrupt(int) { survey::host::Evaluation::RequestInterrupt(); }
+
+int Prompt(Session& session, Options const& options) {
+  std::string const folder = StateFolder();
+  MakeFolders(folder);
+  std::string const history = folder + "/history";
+  read_history(history.c_str());
+  // Ctrl-C abandons the running query; at the prompt readline clears the line.
+  struct sigaction action {};
+  action.sa_handler = &OnInterrupt;
+  sigaction(SIGINT, &action, nullptr);
+  bool allGood = true;
+  while (char* line = readline("survey> ")) {
+    std::string const query = line;
+    std::free(line);
+    if (query.find_first_not_of(" \t") == std::string::npos) continue;
+    add_history(query.c_str());
+    append_history(1, history.c_str());
+    allGood = RunQuery(session, options, query, false) && allGood;
+  }
+  std::printf("\n");
+  return allGood ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string library;
-  std::vector<std::string> words;
-  for (int i = 1; i < argc; ++i) {
-    std::string const argument = argv[i];
-    if (argument == "--help") {
-      std::fputs(kUsage, stdout);
-      return 0;
-    }
-    if (argument == "--version") {
-      std::printf("survey %s\n", SURVEY_VERSION);
-      return 0;
-    }
-    if (argument == "--library") {
-      if (i + 1 >= argc) {
-        std::fputs("survey: --library needs a path\n", stderr);
-        return 2;
-      }
-      library = argv[++i];
-      continue;
-    }
-    words.push_back(argument);
-  }
-  if (words.empty()) {
-    std::fputs(kUsage, stderr);
-    return 2;
-  }
-  if (library.empty()) library = DefaultLibrary();
+  Options options;
+  CLI::App app{"survey: answers questions about this machine, asked in the query language."};
+  app.set_version_flag("--version", std::string("survey ") + SURVEY_VERSION);
+  app.add_option("query", options.queries, "queries to answer (with --list: words to look for)");
+  app.add_option("-e,--eval", options.queries, "a query to answer (repeatable)");
+  app.add_option("-f,--file", options.files,
+                 "a file of queries, one per line (// comments and blank lines skipped)");
+  app.add_flag("--types", options.types, "print each value's type before it");
+  app.add_flag("--time", options.time, "print the time each query took");
+  app.add_flag("--json", options.json, "print one JSON object per query");
+  app.add_flag("--list", options.list, "print the vocabulary (phrases containing WORDS)");
+  app.add_option("--timeout", options.timeout, "give up a query after this many seconds")
+      ->check(CLI::NonNegativeNumber);
+  app.add_option("--library", options.library, "the surveyor library to load");
+  app.add_option("--client", options.client, "the client folder (reserved; not used yet)");
   try {
-    return Run(library, words);
+    app.parse(argc, argv);
+  } catch (CLI::ParseError const& error) {
+    int const code = app.exit(error);
+    return error.get_exit_code() == 0 ? code : 2;
+  }
+
+  Session session;
+  try {
+    session.Load(options.library.empty() ? DefaultLibrary() : options.library);
   } catch (EvaluationError const& error) {
-    std::fprintf(stderr, "survey: %s: %s\n", ErrorKindName(error.Kind()), error.what());
+    std::fprintf(stderr, "survey: %s\n", error.what());
     return 1;
   }
+  if (options.timeout > 0) {
+    session.SetTimeLimit(std::chrono::microseconds(static_cast<long long>(options.timeout * 1e6)));
+  }
+  if (options.list) return ListVocabulary(session, options);
+
+  std::vector<std::string> queries = options.queries;
+  for (std::string const& file : options.files) {
+    std::ifstream in(file);
+    if (!in) {
+      std::fprintf(stderr, "survey: cannot read %s: %s\n", file.c_str(), std::strerror(errno));
+      return 2;
+    }
+    for (std::string& query : ReadQueries(in)) queries.push_back(std::move(query));
+  }
+  if (queries.empty() && options.files.empty()) {
+    if (isatty(STDIN_FILENO)) return Prompt(session, options);
+    queries = ReadQueries(std::cin);
+  }
+  // Ctrl-C abandons the running query and moves on.
+  struct sigaction action {};
+  action.sa_handler = &OnInterrupt;
+  sigaction(SIGINT, &action, nullptr);
+  bool allGood = true;
+  bool const heading = queries.size() > 1;
+  for (std::string const& query : queries) {
+    allGood = RunQuery(session, options, query, heading) && allGood;
+  }
+  return allGood ? 0 : 1;
 }

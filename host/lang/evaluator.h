@@ -1,0 +1,62 @@
+// The evaluator of the query language. Every node of a parsed query opens as
+// a stream that yields one value at a time, so a long file or a large tree
+// is never held whole; consumers that stop early (exists, a singular phrase,
+// `and`, `or`) stop the streams beneath them at once.
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/engine/host.h"
+#include "host/lang/ast.h"
+
+namespace survey::lang {
+
+class Evaluator {
+ public:
+  explicit Evaluator(host::Host& host);
+  ~Evaluator();
+  Evaluator(Evaluator const&) = delete;
+  Evaluator& operator=(Evaluator const&) = delete;
+
+  // The values of a node, with `it` bound to `it` (empty outside any
+  // binding). Pull inside an Evaluation::Scope.
+  std::unique_ptr<host::Stream> Open(Node const& node, host::Value const& it);
+
+  // Exactly one value of a node: "no value" or "more than one value" else.
+  host::Value One(Node const& node, host::Value const& it);
+  // The same over a stream already opened on the node.
+  host::Value One(Node const& node, host::Value const& it, std::unique_ptr<host::Stream> stream);
+
+  // A value's text form; a tuple's items joined by ", ".
+  std::string Text(host::Value const& value);
+  // The name of a value's type.
+  static std::string TypeName(host::Value const& value);
+
+  host::Host& GetHost() { return host_; }
+
+  // The tuple type of these element types, registered on first use.
+  host::TypeEntry const* TupleType(std::vector<host::TypeEntry const*> const& elements);
+  // The element types of a tuple type, from its name; empty if not a tuple.
+  std::vector<host::TypeEntry const*> TupleElements(host::TypeEntry const* type);
+  // The elements of a tuple value, as values that keep the tuple alive.
+  std::vector<host::Value> Items(host::Value const& tuple);
+
+ private:
+  bool Truth(Node const& node, host::Value const& it);
+  bool Passes(std::vector<std::unique_ptr<Node>> const& filters, host::Value const& value);
+
+  host::Host& host_;
+  struct TupleTypeRecord {
+    alignas(16) unsigned char record[kTypeHostArea] = {};
+    std::string name;  // the registry keeps a pointer to these characters
+  };
+  std::deque<TupleTypeRecord> tupleRecords_;
+
+  friend class PropertyStream;
+  friend class StreamFactory;
+};
+
+}  // namespace survey::lang

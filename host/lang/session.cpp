@@ -1,0 +1,45 @@
+#include "host/lang/session.h"
+
+#include "host/lang/parser.h"
+
+namespace survey::lang {
+
+Session::Session() : words_(host_.GetRegistry()), evaluator_(host_) {}
+
+Session::~Session() = default;
+
+void Session::Load(std::string const& libraryPath) { host_.Load(libraryPath); }
+
+Answer Session::Evaluate(std::string_view query,
+                         std::function<void(AnswerValue const&)> const& each, bool keep) {
+  auto const started = std::chrono::steady_clock::now();
+  Answer answer;
+  host::Evaluation::ClearInterrupt();
+  std::unique_ptr<host::Evaluation> evaluation = host_.NewEvaluation();
+  if (timeLimit_.count() > 0) evaluation->SetTimeLimit(timeLimit_);
+  {
+    host::Evaluation::Scope scope(*evaluation);
+    try {
+      std::unique_ptr<Node> const tree = Parse(query, host_.GetRegistry());
+      std::unique_ptr<host::Stream> values = evaluator_.Open(*tree, host::Value());
+      host::Value value;
+      while (values->Next(value)) {
+        AnswerValue shown{evaluator_.Text(value), Evaluator::TypeName(value)};
+        if (each) each(shown);
+        if (keep) answer.values.push_back(std::move(shown));
+        value = host::Value();
+      }
+    } catch (host::EvaluationError const& error) {
+      answer.error = error;
+    } catch (host::InterruptedEvaluation const&) {
+      answer.error = host::EvaluationError(host::ErrorKind::kInterrupted, "interrupted");
+    } catch (std::bad_alloc const&) {
+      answer.error = host::EvaluationError(host::ErrorKind::kMessage, "out of memory");
+    }
+  }
+  answer.elapsed = std::chrono::duration_cast<std::chrono::microseconds>(
+      std::chrono::steady_clock::now() - started);
+  return answer;
+}
+
+}  // namespace survey::lang

@@ -1,0 +1,59 @@
+// A query session: a host with the host's own words and a surveyor library
+// loaded, and the evaluation of one query at a time.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/engine/host.h"
+#include "host/lang/evaluator.h"
+#include "host/lang/words.h"
+
+namespace survey::lang {
+
+// One value of an answer: its text form and the name of its type.
+struct AnswerValue {
+  std::string text;
+  std::string type;
+};
+
+// What a query gave: its values, in order, up to the first error if any.
+struct Answer {
+  std::vector<AnswerValue> values;
+  std::optional<host::EvaluationError> error;
+  std::chrono::microseconds elapsed{0};
+};
+
+class Session {
+ public:
+  Session();
+  ~Session();
+
+  // Loads the surveyor library; throws host::EvaluationError (kLoad).
+  void Load(std::string const& libraryPath);
+
+  // Bounds each query's evaluation; zero means no bound.
+  void SetTimeLimit(std::chrono::microseconds limit) { timeLimit_ = limit; }
+
+  // Evaluates a query. Values are handed to `each` as they come, so a long
+  // stream is printed while it is produced; the answer keeps them too unless
+  // `keep` is false.
+  Answer Evaluate(std::string_view query,
+                  std::function<void(AnswerValue const&)> const& each = nullptr,
+                  bool keep = true);
+
+  host::Host& GetHost() { return host_; }
+
+ private:
+  host::Host host_;
+  HostWords words_;
+  Evaluator evaluator_;
+  std::chrono::microseconds timeLimit_{0};
+};
+
+}  // namespace survey::lang

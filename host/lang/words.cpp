@@ -1,0 +1,470 @@
+#include "host/lang/words.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include "host/engine/time_text.h"
+#include "host/lang/ast.h"
+
+namespace survey::lang {
+
+namespace {
+
+// --- Helpers over raw operands.
+
+surveyor_string const& Str(void const* value) { return *static_cast<surveyor_string const*>(value); }
+long long Int(void const* value) { return static_cast<integer const*>(value)->value; }
+long long Ticks(void const* value) { return static_cast<moment const*>(value)->ticks; }
+
+boolean Truth(bool value) { return boolean{static_cast<unsigned char>(value ? 1 : 0)}; }
+
+surveyor_string Copy(std::string const& text) {
+  unsigned char* const bytes = Allocate_Surveyor_Memory(text.size());
+  if (!text.empty()) std::memcpy(bytes, text.data(), text.size());
+  return surveyor_string{bytes, static_cast<unsigned long>(text.size())};
+}
+
+int Compare(surveyor_string const& a, surveyor_string const& b) {
+  unsigned long const common = std::min(a.length, b.length);
+  int const order = common == 0 ? 0 : std::memcmp(a.data, b.data, common);
+  if (order != 0) return order;
+  return a.length < b.length ? -1 : (a.length > b.length ? 1 : 0);
+}
+
+long long Add(long long a, long long b) {
+  long long sum;
+  if (__builtin_add_overflow(a, b, &sum)) throw std::overflow_error("integer overflow");
+  return sum;
+}
+long long Subtract(long long a, long long b) {
+  long long difference;
+  if (__builtin_sub_overflow(a, b, &difference)) throw std::overflow_error("integer overflow");
+  return difference;
+}
+long long Multiply(long long a, long long b) {
+  long long product;
+  if (__builtin_mul_overflow(a, b, &product)) throw std::overflow_error("integer overflow");
+  return product;
+}
+
+substring Part(surveyor_string const& whole, unsigned long start, unsigned long length) {
+  return substring{surveyor_string{whole.data + start, length}, whole};
+}
+
+template <class T>
+void Put(void* result, T const& value) {
+  if (result != nullptr) ::new (result) T(value);
+}
+
+// --- Operators. Each is a thunk of the raw shape.
+
+void StringEqual(void* r, void const* a, void const* b, void const*) {
+  Put(r, Truth(Compare(Str(a), Str(b)) == 0));
+}
+void StringLess(void* r, void const* a, void const* b, void const*) {
+  Put(r, Truth(Compare(Str(a), Str(b)) < 0));
+}
+void StringLessOrEqual(void* r, void const* a, void const* b, void const*) {
+  Put(r, Truth(Compare(Str(a), Str(b)) <= 0));
+}
+void StringStartsWith(void* r, void const* a, void const* b, void const*) {
+  Put(r, StartsWith(Str(a), Str(b)));
+}
+void StringEndsWith(void* r, void const* a, void const* b, void const*) {
+  surveyor_string const& text = Str(a);
+  surveyor_string const& end = Str(b);
+  Put(r, Truth(end.length <= text.length &&
+               (end.length == 0 ||
+                std::memcmp(text.data + text.length - end.length, end.data, end.length) == 0)));
+}
+void StringContains(void* r, void const* a, void const* b, void const*) {
+  Put(r, Contains(Str(a), Str(b)));
+}
+void StringConcatenate(void* r, void const* a, void const* b, void const*) {
+  surveyor_string const& left = Str(a);
+  surveyor_string const& right = Str(b);
+  unsigned char* const bytes = Allocate_Surveyor_Memory(left.length + right.length);
+  if (left.length != 0) std::memcpy(bytes, left.data, left.length);
+  if (right.length != 0) std::memcpy(bytes + left.length, right.data, right.length);
+  Put(r, surveyor_string{bytes, left.length + right.length});
+}
+
+void IntegerEqual(void* r, void const* a, void const* b, void const*) { Put(r, Truth(Int(a) == Int(b))); }
+void IntegerLess(void* r, void const* a, void const* b, void const*) { Put(r, Truth(Int(a) < Int(b))); }
+void IntegerLessOrEqual(void* r, void const* a, void const* b, void const*) {
+  Put(r, Truth(Int(a) <= Int(b)));
+}
+void IntegerPlus(void* r, void const* a, void const* b, void const*) {
+  Put(r, integer{Add(Int(a), Int(b))});
+}
+void IntegerMinus(void* r, void const* a, void const* b, void const*) {
+  Put(r, integer{Subtract(Int(a), Int(b))});
+}
+void IntegerTimes(void* r, void const* a, void const* b, void const*) {
+  Put(r, integer{Multiply(Int(a), Int(b))});
+}
+void IntegerDivide(void* r, void const* a, void const* b, void const*) {
+  if (Int(b) == 0) throw std::domain_error("division by zero");
+  if (Int(a) == LLONG_MIN && Int(b) == -1) throw std::overflow_error("integer overflow");
+  Put(r, integer{Int(a) / Int(b)});
+}
+void IntegerModulo(void* r, void const* a, void const* b, void const*) {
+  if (Int(b) == 0) throw std::domain_error("division by zero");
+  if (Int(b) == -1) {
+    Put(r, integer{0});
+    return;
+  }
+  Put(r, integer{Int(a) % Int(b)});
+}
+
+void BooleanEqual(void* r, void const* a, void const* b, void const*) {
+  Put(r, Truth(static_cast<boolean const*>(a)->value == static_cast<boolean const*>(b)->value));
+}
+
+// Times and intervals are both a 64-bit count of microseconds.
+void TicksEqual(void* r, void const* a, void const* b, void const*) { Put(r, Truth(Ticks(a) == Ticks(b))); }
+void TicksLess(void* r, void const* a, void const* b, void const*) { Put(r, Truth(Ticks(a) < Ticks(b))); }
+void TicksLessOrEqual(void* r, void const* a, void const* b, void const*) {
+  Put(r, Truth(Ticks(a) <= Ticks(b)));
+}
+void TimePlusInterval(void* r, void const* a, void const* b, void const*) {
+  Put(r, moment{static_cast<moment const*>(a)->ticks} + time_interval{Ticks(b)});
+}
+void TimeMinusInterval(void* r, void const* a, void const* b, void const*) {
+  Put(r, moment{Subtract(Ticks(a), Ticks(b))});
+}
+void TimeMinusTime(void* r, void const* a, void const* b, void const*) {
+  Put(r, moment{Ticks(a)} - moment{Ticks(b)});
+}
+void IntervalPlus(void* r, void const* a, void const* b, void const*) {
+  Put(r, time_interval{Add(Ticks(a), Ticks(b))});
+}
+void IntervalMinus(void* r, void const* a, void const* b, void const*) {
+  Put(r, time_interval{Subtract(Ticks(a), Ticks(b))});
+}
+void IntervalTimesInteger(void* r, void const* a, void const* b, void const*) {
+  Put(r, time_interval{Ticks(a)} * integer{Int(b)});
+}
+void IntegerTimesInterval(void* r, void const* a, void const* b, void const*) {
+  Put(r, integer{Int(a)} * time_interval{Ticks(b)});
+}
+
+// --- Casts.
+
+void IntegerAsString(void* r, void const* v, void const*) { Put(r, Copy(std::to_string(Int(v)))); }
+void BooleanAsString(void* r, void const* v, void const*) {
+  Put(r, Copy(static_cast<boolean const*>(v)->value == 1 ? "True" : "False"));
+}
+void TimeAsString(void* r, void const* v, void const*) { Put(r, asString(moment{Ticks(v)})); }
+void IntervalAsString(void* r, void const* v, void const*) {
+  Put(r, Copy(host::IntervalText(Ticks(v))));
+}
+void StringAsString(void* r, void const* v, void const*) { Put(r, Str(v)); }
+void StringAsInteger(void* r, void const* v, void const*) {
+  surveyor_string const& text = Str(v);
+  std::string const digits(reinterpret_cast<char const*>(text.data), text.length);
+  std::size_t i = 0;
+  bool const negative = !digits.empty() && digits[0] == '-';
+  if (negative) ++i;
+  if (i == digits.size()) throw NoSuchObject();
+  unsigned long long value = 0;
+  unsigned long long const limit = negative ? 9223372036854775808ULL : 9223372036854775807ULL;
+  for (; i < digits.size(); ++i) {
+    if (digits[i] < '0' || digits[i] > '9') throw NoSuchObject();
+    unsigned const digit = digits[i] - '0';
+    if (value > (limit - digit) / 10) throw NoSuchObject();
+    value = value * 10 + digit;
+  }
+  Put(r, integer{negative ? static_cast<long long>(0ULL - value) : static_cast<long long>(value)});
+}
+void Recase(void* r, void const* v, bool upper) {
+  surveyor_string const& text = Str(v);
+  unsigned char* const bytes = Allocate_Surveyor_Memory(text.length);
+  for (unsigned long i = 0; i < text.length; ++i) {
+    unsigned char const c = text.data[i];
+    bytes[i] = upper ? (c >= 'a' && c <= 'z' ? c - 32 : c) : (c >= 'A' && c <= 'Z' ? c + 32 : c);
+  }
+  Put(r, surveyor_string{bytes, text.length});
+}
+void AsLowercase(void* r, void const* v, void const*) { Recase(r, v, false); }
+void AsUppercase(void* r, void const* v, void const*) { Recase(r, v, true); }
+
+// --- Properties: int Get(result, index, object, state, context).
+
+int LengthOfString(void* r, void const*, void const* o, void*, void const*) {
+  Put(r, integer{static_cast<long long>(Str(o).length)});
+  return 1;
+}
+int FirstCount(void* r, void const* i, void const* o, void*, void const*) {
+  if (Int(i) < 0) return 0;
+  surveyor_string const& text = Str(o);
+  unsigned long const n = static_cast<unsigned long long>(Int(i)) < text.length
+                              ? static_cast<unsigned long>(Int(i)) : text.length;
+  Put(r, Part(text, 0, n));
+  return 1;
+}
+int LastCount(void* r, void const* i, void const* o, void*, void const*) {
+  if (Int(i) < 0) return 0;
+  surveyor_string const& text = Str(o);
+  unsigned long const n = static_cast<unsigned long long>(Int(i)) < text.length
+                              ? static_cast<unsigned long>(Int(i)) : text.length;
+  Put(r, Part(text, text.length - n, n));
+  return 1;
+}
+// The first or last occurrence of the index text, as a substring.
+int Occurrence(void* r, void const* i, void const* o, bool last) {
+  surveyor_string const& text = Str(o);
+  surveyor_string const& sought = Str(i);
+  if (sought.length > text.length) throw NoSuchObject();
+  std::string_view const haystack(reinterpret_cast<char const*>(text.data), text.length);
+  std::string_view const needle(reinterpret_cast<char const*>(sought.data), sought.length);
+  std::size_t const at = last ? haystack.rfind(needle) : haystack.find(needle);
+  if (at == std::string_view::npos) throw NoSuchObject();
+  Put(r, Part(text, at, sought.length));
+  return 1;
+}
+int FirstText(void* r, void const* i, void const* o, void*, void const*) { return Occurrence(r, i, o, false); }
+int LastText(void* r, void const* i, void const* o, void*, void const*) { return Occurrence(r, i, o, true); }
+int FollowingText(void* r, void const*, void const* o, void*, void const*) {
+  substring const& part = *static_cast<substring const*>(o);
+  unsigned long const end = static_cast<unsigned long>(part.part.data - part.whole.data) + part.part.length;
+  Put(r, Part(part.whole, end, part.whole.length - end));
+  return 1;
+}
+int PrecedingText(void* r, void const*, void const* o, void*, void const*) {
+  substring const& part = *static_cast<substring const*>(o);
+  Put(r, Part(part.whole, 0, static_cast<unsigned long>(part.part.data - part.whole.data)));
+  return 1;
+}
+int PositionOfSubstring(void* r, void const*, void const* o, void*, void const*) {
+  substring const& part = *static_cast<substring const*>(o);
+  Put(r, integer{static_cast<long long>(part.part.data - part.whole.data)});
+  return 1;
+}
+int Now(void* r, void const*, void const*, void*, void const*) {
+  Put(r, moment_now());
+  return 1;
+}
+template <long long kSeconds>
+int Unit(void* r, void const*, void const*, void*, void const*) {
+  Put(r, integer{kSeconds} * second_of());
+  return 1;
+}
+
+// Iterators keep a cursor into the object string.
+struct Cursor {
+  unsigned long offset;
+  bool done;
+};
+void ConstructCursor(void* state) { ::new (state) Cursor{0, false}; }
+void DestroyCursor(void const*) {}
+
+int NextPiece(void* r, void const* i, void const* o, void* s, void const*) {
+  Cursor& cursor = *static_cast<Cursor*>(s);
+  surveyor_string const& text = Str(o);
+  surveyor_string const& separator = Str(i);
+  if (cursor.done) throw NoSuchObject();
+  std::string_view const haystack(reinterpret_cast<char const*>(text.data), text.length);
+  std::size_t at = separator.length == 0
+                       ? std::string_view::npos
+                       : haystack.find(std::string_view(reinterpret_cast<char const*>(separator.data),
+                                                        separator.length),
+                                       cursor.offset);
+  if (at == std::string_view::npos) {
+    cursor.done = true;
+    Put(r, Part(text, cursor.offset, text.length - cursor.offset));
+    return 1;
+  }
+  Put(r, Part(text, cursor.offset, at - cursor.offset));
+  cursor.offset = at + separator.length;
+  return 1;
+}
+int FirstPiece(void* r, void const* i, void const* o, void* s, void const* c) {
+  *static_cast<Cursor*>(s) = Cursor{0, false};
+  return NextPiece(r, i, o, s, c);
+}
+int NextCharacter(void* r, void const*, void const* o, void* s, void const*) {
+  Cursor& cursor = *static_cast<Cursor*>(s);
+  surveyor_string const& text = Str(o);
+  if (cursor.offset >= text.length) throw NoSuchObject();
+  Put(r, Part(text, cursor.offset, 1));
+  ++cursor.offset;
+  return 1;
+}
+int FirstCharacter(void* r, void const* i, void const* o, void* s, void const* c) {
+  *static_cast<Cursor*>(s) = Cursor{0, false};
+  return NextCharacter(r, i, o, s, c);
+}
+
+// Concatenation: an aggregate that joins its strings with the index text.
+struct Joiner {
+  std::string text;
+  bool any = false;
+  bool delivered = false;
+};
+void ConstructJoiner(void* state) { ::new (state) Joiner(); }
+void DestroyJoiner(void const* state) { static_cast<Joiner const*>(state)->~Joiner(); }
+int JoinNothing(void*, void const*, void const*, void*, void const*) { return 0; }
+int JoinOne(void*, void const* i, void const* o, void* s, void const*) {
+  Joiner& joiner = *static_cast<Joiner*>(s);
+  if (joiner.any && i != nullptr) {
+    joiner.text.append(reinterpret_cast<char const*>(Str(i).data), Str(i).length);
+  }
+  joiner.text.append(reinterpret_cast<char const*>(Str(o).data), Str(o).length);
+  joiner.any = true;
+  return 0;
+}
+int JoinFinal(void* r, void const*, void const*, void* s, void const*) {
+  Put(r, Copy(static_cast<Joiner*>(s)->text));
+  return 1;
+}
+int JoinEnd(void*, void const*, void const*, void*, void const*) { throw NoSuchObject(); }
+
+void NoDestroy(void const*) {}
+void FingerprintSubstring(Fingerprinter& fingerprinter, void const* value) {
+  fingerprinter << static_cast<substring const*>(value)->part;
+}
+
+}  // namespace
+
+HostWords::HostWords(host::Registry& registry) : registry_(registry) {
+  host::Registry::Scope scope(registry_);
+  Register_Type(Next(Kind::kType), kTypeHostArea, "substring", sizeof(substring), &NoDestroy, "string",
+                &FingerprintSubstring);
+
+  struct OperatorRow {
+    int code;
+    char const* left;
+    char const* right;
+    char const* result;
+    SurveyorOperatorThunk thunk;
+  };
+  OperatorRow const operators[] = {
+      {kOperatorEqual, "string", "string", "boolean", &StringEqual},
+      {kOperatorLessThan, "string", "string", "boolean", &StringLess},
+      {kOperatorLessOrEqual, "string", "string", "boolean", &StringLessOrEqual},
+      {kOperatorStartsWith, "string", "string", "boolean", &StringStartsWith},
+      {kOperatorEndsWith, "string", "string", "boolean", &StringEndsWith},
+      {kOperatorContains, "string", "string", "boolean", &StringContains},
+      {kOperatorConcatenation, "string", "string", "string", &StringConcatenate},
+      {kOperatorEqual, "integer", "integer", "boolean", &IntegerEqual},
+      {kOperatorLessThan, "integer", "integer", "boolean", &IntegerLess},
+      {kOperatorLessOrEqual, "integer", "integer", "boolean", &IntegerLessOrEqual},
+      {kOperatorPlus, "integer", "integer", "integer", &IntegerPlus},
+      {kOperatorMinus, "integer", "integer", "integer", &IntegerMinus},
+      {kOperatorTimes, "integer", "integer", "integer", &IntegerTimes},
+      {kOperatorDivide, "integer", "integer", "integer", &IntegerDivide},
+      {kOperatorModulo, "integer", "integer", "integer", &IntegerModulo},
+      {kOperatorEqual, "boolean", "boolean", "boolean", &BooleanEqual},
+      {kOperatorEqual, "time", "time", "boolean", &TicksEqual},
+      {kOperatorLessThan, "time", "time", "boolean", &TicksLess},
+      {kOperatorLessOrEqual, "time", "time", "boolean", &TicksLessOrEqual},
+      {kOperatorPlus, "time", "time interval", "time", &TimePlusInterval},
+      {kOperatorMinus, "time", "time interval", "time", &TimeMinusInterval},
+      {kOperatorMinus, "time", "time", "time interval", &TimeMinusTime},
+      {kOperatorEqual, "time interval", "time interval", "boolean", &TicksEqual},
+      {kOperatorLessThan, "time interval", "time interval", "boolean", &TicksLess},
+      {kOperatorLessOrEqual, "time interval", "time interval", "boolean", &TicksLessOrEqual},
+      {kOperatorPlus, "time interval", "time interval", "time interval", &IntervalPlus},
+      {kOperatorMinus, "time interval", "time interval", "time interval", &IntervalMinus},
+      {kOperatorTimes, "time interval", "integer", "time interval", &IntervalTimesInteger},
+      {kOperatorTimes, "integer", "time interval", "time interval", &IntegerTimesInterval},
+  };
+  for (OperatorRow const& row : operators) {
+    Register_Binary_Operator(Next(Kind::kOperator), kRecordHostArea, row.code, row.left, row.right, row.result,
+                             row.thunk, nullptr, &DependsOnNothing);
+  }
+
+  struct CastRow {
+    char const* phrase;
+    char const* source;
+    char const* target;
+    SurveyorCastThunk thunk;
+  };
+  CastRow const casts[] = {
+      {"string", "string", "string", &StringAsString},
+      {"string", "integer", "string", &IntegerAsString},
+      {"string", "boolean", "string", &BooleanAsString},
+      {"string", "time", "string", &TimeAsString},
+      {"string", "time interval", "string", &IntervalAsString},
+      {"integer", "string", "integer", &StringAsInteger},
+      {"lowercase", "string", "string", &AsLowercase},
+      {"uppercase", "string", "string", &AsUppercase},
+  };
+  for (CastRow const& row : casts) {
+    Register_Cast(Next(Kind::kCast), kRecordHostArea, row.phrase, row.source, row.target, row.thunk, nullptr,
+                  &DependsOnNothing);
+  }
+
+  struct PropertyRow {
+    char const* singular;
+    char const* plural;
+    char const* index;
+    char const* object;
+    char const* result;
+    SurveyorGetter getter;
+    SurveyorDependency dependency;
+  };
+  PropertyRow const properties[] = {
+      {"length", "lengths", "", "string", "integer", &LengthOfString, &DependsOnNothing},
+      {"first", "firsts", "integer", "string", "substring", &FirstCount, &DependsOnNothing},
+      {"last", "lasts", "integer", "string", "substring", &LastCount, &DependsOnNothing},
+      {"first", "firsts", "string", "string", "substring", &FirstText, &DependsOnNothing},
+      {"last", "lasts", "string", "string", "substring", &LastText, &DependsOnNothing},
+      {"following text", "following texts", "", "substring", "substring", &FollowingText,
+       &DependsOnNothing},
+      {"preceding text", "preceding texts", "", "substring", "substring", &PrecedingText,
+       &DependsOnNothing},
+      {"position", "positions", "", "substring", "integer", &PositionOfSubstring,
+       &DependsOnNothing},
+      {"now", "nows", "", "", "time", &Now, nullptr},
+      {"day", "days", "", "", "time interval", &Unit<86400>, &DependsOnNothing},
+      {"hour", "hours", "", "", "time interval", &Unit<3600>, &DependsOnNothing},
+      {"minute", "minutes", "", "", "time interval", &Unit<60>, &DependsOnNothing},
+      {"second", "seconds", "", "", "time interval", &Unit<1>, &DependsOnNothing},
+  };
+  for (PropertyRow const& row : properties) {
+    Register_Property(Next(Kind::kProperty), kRecordHostArea, row.singular, row.plural, row.index, row.object,
+                      row.result, row.getter, nullptr, row.dependency);
+  }
+
+  Register_Iterated_Property(Next(Kind::kProperty), kRecordHostArea, "substring separated by",
+                             "substrings separated by", "string", "string", "substring",
+                             sizeof(Cursor), &ConstructCursor, &DestroyCursor, &FirstPiece,
+                             &NextPiece, nullptr, &DependsOnNothing);
+  Register_Iterated_Property(Next(Kind::kProperty), kRecordHostArea, "character", "characters", "", "string",
+                             "substring", sizeof(Cursor), &ConstructCursor, &DestroyCursor,
+                             &FirstCharacter, &NextCharacter, nullptr, &DependsOnNothing);
+  for (char const* index : {"string", ""}) {
+    Register_Aggregate_Property(Next(Kind::kProperty), kRecordHostArea, "concatenation", "concatenations", index,
+                                "string", "string", sizeof(Joiner), &ConstructJoiner,
+                                &DestroyJoiner, &JoinNothing, &JoinNothing, &JoinOne,
+                                &JoinNothing, &JoinFinal, &JoinEnd, nullptr, &DependsOnNothing);
+  }
+}
+
+HostWords::~HostWords() {
+  // Types go last: everything above names them.
+  for (auto it = records_.rbegin(); it != records_.rend(); ++it) {
+    void* const record = it->bytes;
+    switch (it->kind) {
+      case Kind::kType: Unregister_Type(record); break;
+      case Kind::kProperty: Unregister_Property(record); break;
+      case Kind::kCast: Unregister_Cast(record); break;
+      case Kind::kOperator: Unregister_Binary_Operator(record); break;
+    }
+  }
+}
+
+void* HostWords::Next(Kind kind) {
+  Record& record = records_.emplace_back();
+  record.kind = kind;
+  return record.bytes;
+}
+
+void HostWords::DependsOnNothing(Fingerprinter&) {}
+
+}  // namespace survey::lang

@@ -1,0 +1,34 @@
+// The host's own words: the substring type, the relations, arithmetic and
+// casts of its basic types, and a few properties of strings and times. They
+// are registered through the same registry as a library's, so that they show
+// in the vocabulary like any other phrase.
+#pragma once
+
+#include <deque>
+
+#include "host/engine/registry.h"
+
+namespace survey::lang {
+
+class HostWords {
+ public:
+  explicit HostWords(host::Registry& registry);
+  ~HostWords();
+  HostWords(HostWords const&) = delete;
+  HostWords& operator=(HostWords const&) = delete;
+
+ private:
+  enum class Kind { kType, kProperty, kCast, kOperator };
+  struct Record {
+    alignas(16) unsigned char bytes[kTypeHostArea] = {};
+    Kind kind = Kind::kType;
+  };
+  // A fresh zeroed record for the next registration.
+  void* Next(Kind kind);
+  static void DependsOnNothing(Fingerprinter&);
+
+  host::Registry& registry_;
+  std::deque<Record> records_;
+};
+
+}  // namespace survey::lang
