@@ -10,6 +10,12 @@
 
 namespace survey::lang {
 
+using host::kOperatorDivide;
+using host::kOperatorMinus;
+using host::kOperatorModulo;
+using host::kOperatorPlus;
+using host::kOperatorTimes;
+
 enum class NodeKind {
   kString,      // text: the literal's bytes
   kInteger,     // number
