@@ -5,8 +5,10 @@
 //   survey -f queries.txt --json
 //   survey            (a prompt, when standard input is a terminal)
 
+#if SURVEY_USE_READLINE
 #include <readline/history.h>
 #include <readline/readline.h>
+#endif
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -189,6 +191,20 @@ int ListVocabulary(Session& session, Options const& options) {
 }
 
 void OnInterrupt(int) { survey::host::Evaluation::RequestInterrupt(); }
+
+#if !SURVEY_USE_READLINE
+// Without line editing: a plain prompt and line.
+char* readline(char const* prompt) {
+  std::fputs(prompt, stdout);
+  std::fflush(stdout);
+  std::string line;
+  if (!std::getline(std::cin, line)) return nullptr;
+  return strdup(line.c_str());
+}
+void add_history(char const*) {}
+int read_history(char const*) { return 0; }
+int append_history(int, char const*) { return 0; }
+#endif
 
 int Prompt(Session& session, Options const& options) {
   std::string const folder = StateFolder();
