@@ -12,15 +12,11 @@ namespace {
 
 std::string Quoted(std::string const& text) { return "\"" + text + "\""; }
 
-// Runs a call into the library. `NoSuchObject` gives false; every other
-// exception of the library becomes an EvaluationError naming `what`.
-template <class Body>
-bool Guard(std::string const& what, Body&& body) {
+// Rethrows the exception in flight, other than NoSuchObject, as an
+// EvaluationError naming `what`.
+[[noreturn]] void Translate(std::string const& what) {
   try {
-    body();
-    return true;
-  } catch (NoSuchObject const&) {
-    return false;
+    throw;
   } catch (InterruptedEvaluation const&) {
     throw EvaluationError(ErrorKind::kInterrupted, "interrupted while evaluating " + what);
   } catch (NoSurveyorContext const&) {
@@ -47,6 +43,21 @@ bool Guard(std::string const& what, Body&& body) {
     throw EvaluationError(ErrorKind::kMessage, what + " failed: out of memory");
   } catch (std::exception const& error) {
     throw EvaluationError(ErrorKind::kMessage, what + " failed: " + error.what());
+  }
+}
+
+// Runs a call into the library. `NoSuchObject` gives false; every other
+// exception becomes an EvaluationError naming what was called. The
+// description is made only when there is an error to report.
+template <class Describe, class Body>
+bool Guard(Describe&& describe, Body&& body) {
+  try {
+    body();
+    return true;
+  } catch (NoSuchObject const&) {
+    return false;
+  } catch (...) {
+    Translate(describe());
   }
 }
 
@@ -79,7 +90,7 @@ class State {
 
   void* Memory() { return memory_; }
   void Construct(std::string const& what) {
-    Guard(what, [&] {
+    Guard([&] { return what; }, [&] {
       if (entry_->construct != nullptr) entry_->construct(memory_);
     });
     constructed_ = true;
@@ -134,7 +145,7 @@ class IteratedStream final : public Stream {
     started_ = true;
     ValueBuilder builder(property_.result);
     bool produced = false;
-    bool const answered = Guard(what_, [&] {
+    bool const answered = Guard([&] { return what_; }, [&] {
       produced = step(builder.Slot(), index_.Data(), object_.Data(), state_->Memory(),
                       property_.entry->context) != 0;
     });
@@ -232,7 +243,7 @@ class AggregateStream final : public Stream {
     if (getter == nullptr) return false;
     ValueBuilder builder(property_.result);
     bool delivered = false;
-    bool const answered = Guard(what_, [&] {
+    bool const answered = Guard([&] { return what_; }, [&] {
       delivered = getter(builder.Slot(), index_.Data(), element.Data(), state_->Memory(),
                          property_.entry->context) != 0;
     });
@@ -301,7 +312,7 @@ std::optional<Value> CallSimple(BoundProperty const& property, Value const& inde
   CheckInterruption();
   ValueBuilder builder(property.result);
   bool produced = false;
-  bool const answered = Guard(Describe(*property.entry), [&] {
+  bool const answered = Guard([&] { return Describe(*property.entry); }, [&] {
     produced = property.entry->getter(builder.Slot(), index.Data(), object.Data(), nullptr,
                                       property.entry->context) != 0;
   });
@@ -337,9 +348,10 @@ std::unique_ptr<Stream> OpenProperty(BoundProperty const& property, Value index,
 Value CallCast(CastEntry const& cast, TypeEntry const* target, Value const& source) {
   CheckInterruption();
   ValueBuilder builder(target);
-  std::string const what = "the cast " + Quoted(cast.phrase) + " of " + Quoted(cast.source);
-  bool const answered = Guard(what, [&] { cast.thunk(builder.Slot(), source.Data(), cast.context); });
-  if (!answered) throw EvaluationError(ErrorKind::kNoValue, what + " has no value");
+  auto what = [&] { return "the cast " + Quoted(cast.phrase) + " of " + Quoted(cast.source); };
+  bool const answered =
+      Guard(what, [&] { cast.thunk(builder.Slot(), source.Data(), cast.context); });
+  if (!answered) throw EvaluationError(ErrorKind::kNoValue, what() + " has no value");
   builder.DependOn(source);
   return builder.Finish();
 }
@@ -348,12 +360,13 @@ Value CallOperator(OperatorEntry const& op, TypeEntry const* result, Value const
                    Value const& right) {
   CheckInterruption();
   ValueBuilder builder(result);
-  std::string const what =
-      Quoted(OperatorName(op.code)) + " of " + Quoted(op.left) + " and " + Quoted(op.right);
+  auto what = [&] {
+    return Quoted(OperatorName(op.code)) + " of " + Quoted(op.left) + " and " + Quoted(op.right);
+  };
   bool const answered = Guard(what, [&] {
     op.thunk(builder.Slot(), left.Data(), right.Data(), op.context);
   });
-  if (!answered) throw EvaluationError(ErrorKind::kNoValue, what + " has no value");
+  if (!answered) throw EvaluationError(ErrorKind::kNoValue, what() + " has no value");
   builder.DependOn(left);
   builder.DependOn(right);
   return builder.Finish();

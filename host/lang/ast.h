@@ -65,6 +65,15 @@ struct Node {
     host::BoundProperty property;
   };
   mutable std::vector<Resolved> resolved;
+  struct ResolvedOperator {
+    host::TypeEntry const* left;
+    host::TypeEntry const* right;
+    host::OperatorEntry const* op;
+    host::TypeEntry const* result;
+  };
+  mutable std::vector<ResolvedOperator> operators;
+  // A literal's value, made once: values are never changed, so it is shared.
+  mutable host::Value literal;
 };
 
 }  // namespace survey::lang

@@ -400,7 +400,22 @@ bool Evaluator::Truth(Node const& node, Value const& it) {
   return value.As<boolean>().value == 1;
 }
 
-Value Evaluator::One(Node const& node, Value const& it) { return One(node, it, Open(node, it)); }
+Value Evaluator::One(Node const& node, Value const& it) {
+  switch (node.kind) {
+    case NodeKind::kIt:
+      if (!it.Empty()) return it;
+      break;
+    case NodeKind::kBinary:
+    case NodeKind::kRelation:
+    case NodeKind::kAnd:
+    case NodeKind::kOr:
+    case NodeKind::kNot:
+      return Scalar(node, it);
+    default:
+      break;
+  }
+  return One(node, it, Open(node, it));
+}
 
 Value Evaluator::One(Node const& node, Value const&, std::unique_ptr<Stream> stream) {
   return At(node, [&] {
@@ -417,15 +432,70 @@ Value Evaluator::One(Node const& node, Value const&, std::unique_ptr<Stream> str
   });
 }
 
+// The value of a node that always has exactly one: relations, arithmetic,
+// logic. Evaluated directly, without opening streams, since filters run
+// them once per value.
+Value Evaluator::Scalar(Node const& node, Value const& it) {
+  host::Registry const& registry = host_.GetRegistry();
+  switch (node.kind) {
+    case NodeKind::kNot:
+      return Value::MakeBoolean(host_.BooleanType(), !Truth(*node.left, it));
+    case NodeKind::kAnd:
+    case NodeKind::kOr: {
+      bool const left = Truth(*node.left, it);
+      // Stop early: the right side is not evaluated when the left decides.
+      bool const answer = node.kind == NodeKind::kAnd ? (left && Truth(*node.right, it))
+                                                      : (left || Truth(*node.right, it));
+      return Value::MakeBoolean(host_.BooleanType(), answer);
+    }
+    default:
+      break;
+  }
+  Value left = One(*node.left, it);
+  Value right = One(*node.right, it);
+  if (node.swapped) std::swap(left, right);
+  Node::ResolvedOperator const* resolved = nullptr;
+  for (auto const& known : node.operators) {
+    if (known.left == left.Type() && known.right == right.Type()) resolved = &known;
+  }
+  if (resolved == nullptr) {
+    host::OperatorEntry const* const found =
+        registry.FindOperator(node.op, left.Type(), right.Type());
+    if (found != nullptr) {
+      node.operators.push_back(Node::ResolvedOperator{left.Type(), right.Type(), found,
+                                                      registry.FindType(found->result)});
+      resolved = &node.operators.back();
+    }
+  }
+  host::OperatorEntry const* const op = resolved == nullptr ? nullptr : resolved->op;
+  if (op == nullptr) {
+    throw EvaluationError(ErrorKind::kTypeError,
+                          "no operator " + Quoted(host::OperatorName(node.op)) + " between values of type " +
+                              Quoted(TypeName(left)) + " and " + Quoted(TypeName(right)),
+                          node.position);
+  }
+  TypeEntry const* const result = resolved->result;
+  Value answer = At(node, [&] { return host::CallOperator(*op, result, left, right); });
+  if (node.kind == NodeKind::kRelation && node.negated) {
+    answer = Value::MakeBoolean(host_.BooleanType(), answer.As<boolean>().value != 1);
+  }
+  return answer;
+}
+
 std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
   host::Registry const& registry = host_.GetRegistry();
   switch (node.kind) {
     case NodeKind::kString:
-      return std::make_unique<OneStream>(host_.MakeString(node.text));
+      if (node.literal.Empty()) node.literal = host_.MakeString(node.text);
+      return std::make_unique<OneStream>(node.literal);
     case NodeKind::kInteger:
-      return std::make_unique<OneStream>(host_.MakeInteger(node.number));
+      if (node.literal.Empty()) node.literal = host_.MakeInteger(node.number);
+      return std::make_unique<OneStream>(node.literal);
     case NodeKind::kBoolean:
-      return std::make_unique<OneStream>(Value::MakeBoolean(host_.BooleanType(), node.number != 0));
+      if (node.literal.Empty()) {
+        node.literal = Value::MakeBoolean(host_.BooleanType(), node.number != 0);
+      }
+      return std::make_unique<OneStream>(node.literal);
     case NodeKind::kIt:
       if (it.Empty()) {
         throw EvaluationError(ErrorKind::kSyntax, "\"it\" is bound to nothing here", node.position);
@@ -456,10 +526,6 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
         });
       });
     }
-    case NodeKind::kNot:
-      return std::make_unique<LazyOne>([this, &node, it] {
-        return Value::MakeBoolean(host_.BooleanType(), !Truth(*node.left, it));
-      });
     case NodeKind::kNegate:
       return std::make_unique<LazyOne>([this, &node, it] {
         Value const value = One(*node.left, it);
@@ -499,34 +565,10 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
       });
     case NodeKind::kBinary:
     case NodeKind::kRelation:
-      return std::make_unique<LazyOne>([this, &node, it, &registry] {
-        Value left = One(*node.left, it);
-        Value right = One(*node.right, it);
-        if (node.swapped) std::swap(left, right);
-        host::OperatorEntry const* const op =
-            registry.FindOperator(node.op, left.Type(), right.Type());
-        if (op == nullptr) {
-          throw EvaluationError(ErrorKind::kTypeError,
-                                "no operator " + Quoted(host::OperatorName(node.op)) + " between values of type " +
-                                    Quoted(TypeName(left)) + " and " + Quoted(TypeName(right)),
-                                node.position);
-        }
-        TypeEntry const* const result = registry.FindType(op->result);
-        Value answer = At(node, [&] { return host::CallOperator(*op, result, left, right); });
-        if (node.kind == NodeKind::kRelation && node.negated) {
-          answer = Value::MakeBoolean(host_.BooleanType(), answer.As<boolean>().value != 1);
-        }
-        return answer;
-      });
     case NodeKind::kAnd:
     case NodeKind::kOr:
-      return std::make_unique<LazyOne>([this, &node, it] {
-        bool const left = Truth(*node.left, it);
-        // Stop early: the right side is not evaluated when the left decides.
-        bool const answer = node.kind == NodeKind::kAnd ? (left && Truth(*node.right, it))
-                                                        : (left || Truth(*node.right, it));
-        return Value::MakeBoolean(host_.BooleanType(), answer);
-      });
+    case NodeKind::kNot:
+      return std::make_unique<LazyOne>([this, &node, it] { return Scalar(node, it); });
     case NodeKind::kIf: {
       bool const condition = Truth(*node.condition, it);
       return Open(condition ? *node.left : *node.right, it);
