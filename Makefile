@@ -1,0 +1,56 @@
+# Entry points for building, testing and trying Survey. The real work is done
+# by the CMake presets in CMakePresets.json (binary folders under build/).
+#
+#   make run     install what is missing, build, and run a demonstration
+#   make check   install what is missing, then build and test every preset
+#   make build   configure and build the default preset
+#   make test    build and test the default preset
+#   make format  reformat the C and C++ sources with clang-format
+#   make clean   remove build/
+
+PRESETS ?= default i386 asan
+JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
+SHELL   := /bin/bash
+
+.PHONY: all run check build test deps demo format format-check clean
+
+all: build
+
+deps:
+	bash scripts/install-deps.sh
+
+run: deps build
+	bash scripts/demo.sh
+
+# Each preset in turn; the first failing step stops everything with its status.
+check: deps
+	@set -e; for p in $(PRESETS); do \
+	  echo "=== preset $$p ==="; \
+	  echo "+ cmake --preset $$p"; \
+	  cmake --preset $$p; \
+	  echo "+ cmake --build --preset $$p -j$(JOBS)"; \
+	  cmake --build --preset $$p -j$(JOBS); \
+	  echo "+ ctest --preset $$p -j$(JOBS) --no-tests=error"; \
+	  ctest --preset $$p -j$(JOBS) --no-tests=error; \
+	done
+
+build:
+	cmake --preset default
+	cmake --build --preset default -j$(JOBS)
+
+test: build
+	ctest --preset default -j$(JOBS) --no-tests=error
+
+demo:
+	bash scripts/demo.sh
+
+FORMAT_FILES = git ls-files -- '*.c' '*.cc' '*.cpp' '*.h' '*.hpp'
+
+format:
+	$(FORMAT_FILES) | xargs -r clang-format -i
+
+format-check:
+	$(FORMAT_FILES) | xargs -r clang-format --dry-run -Werror
+
+clean:
+	rm -rf build

@@ -1,0 +1,88 @@
+#!/usr/bin/env bash
+# Installs the Debian packages needed to build, test and demonstrate Survey.
+# Only packages that are missing are installed, and the package index is
+# refreshed only when something has to be installed, so running it again on a
+# ready machine does nothing. Meant for Debian 12; run as root (or with sudo
+# available).
+set -euo pipefail
+
+# The one list of what we need, and why.
+PACKAGES=(
+  build-essential     # gcc, g++, make, libc headers
+  cmake               # build system (3.25 or later)
+  ninja-build         # the generator every preset uses
+  g++-multilib        # the 32-bit (-m32) i386 preset
+  googletest          # GoogleTest/GoogleMock sources, built per preset
+  libgtest-dev        # GoogleTest headers
+  libgmock-dev        # GoogleMock headers
+  libbenchmark-dev    # micro-benchmarks of the evaluator
+  libxxhash-dev       # fingerprints of cached results (used header-only)
+  libsqlite3-dev      # the client folder's record stores
+  libssl-dev          # file hashes: SHA-1, SHA-256, MD5
+  libreadline-dev     # line editing and history at the interactive prompt
+  nlohmann-json3-dev  # JSON output and test fixtures
+  libcli11-dev        # command-line argument parsing
+  hyperfine           # whole-process timing comparisons in bench/
+  binutils            # readelf/nm/objdump, used to check the built libraries
+  clang               # fuzz targets (libFuzzer)
+  libclang-rt-14-dev  # libFuzzer and sanitizer runtimes for clang
+  clang-format        # `make format`
+)
+
+log() { printf 'install-deps: %s\n' "$*"; }
+
+is_installed() {
+  local status
+  status=$(dpkg-query -W -f='${Status}' "$1" 2>/dev/null) || return 1
+  [[ "$status" == "install ok installed" ]]
+}
+
+missing=()
+for pkg in "${PACKAGES[@]}"; do
+  if is_installed "$pkg"; then
+    :
+  else
+    missing+=("$pkg")
+  fi
+done
+
+if [[ ${#missing[@]} -eq 0 ]]; then
+  log "all ${#PACKAGES[@]} packages are already installed"
+  exit 0
+fi
+
+log "missing: ${missing[*]}"
+
+SUDO=()
+if [[ $(id -u) -ne 0 ]]; then
+  if command -v sudo >/dev/null 2>&1; then
+    SUDO=(sudo)
+  else
+    log "not root and sudo is not available: install the packages above as root" >&2
+    exit 1
+  fi
+fi
+
+export DEBIAN_FRONTEND=noninteractive
+
+# A failing secondary index (for instance a foreign architecture's security
+# suite) makes apt-get update exit non-zero although the lists we need were
+# fetched. Carry on: apt-get install below fails loudly if a package really
+# cannot be had.
+log "running apt-get update"
+if ! "${SUDO[@]}" apt-get update; then
+  log "warning: apt-get update reported errors; trying to install anyway" >&2
+fi
+
+log "running apt-get install ${missing[*]}"
+"${SUDO[@]}" apt-get install -y --no-install-recommends "${missing[@]}"
+
+still_missing=()
+for pkg in "${missing[@]}"; do
+  is_installed "$pkg" || still_missing+=("$pkg")
+done
+if [[ ${#still_missing[@]} -ne 0 ]]; then
+  log "still missing after install: ${still_missing[*]}" >&2
+  exit 1
+fi
+log "installed: ${missing[*]}"
