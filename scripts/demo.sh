@@ -22,6 +22,8 @@ if [[ -z "$SURVEY" || ! -x "$SURVEY" ]]; then
   exit 1
 fi
 
+SURVEY=$(realpath "$SURVEY")
+
 # The command loads libSurvey.so from beside itself or from ../lib. If this
 # build keeps it elsewhere, point the command at it.
 SURVEY_ARGS=()
@@ -86,21 +88,47 @@ echo "Survey demonstration, using $SURVEY"
 step ok -- --version
 
 # One variable of this program's environment, beside what the shell says.
-step ok -- variable HOME
+step ok -- 'value of variable "HOME" of environment'
 echo "(the shell says HOME is $HOME)"
+step ok -- 'number of variables of environment'
+step ok -- 'names of variables whose (name of it starts with "H") of environment'
 
-# A small, known environment: every variable, then one value and one text form.
-demo_env=(HOME=/home/demo LANG=C.UTF-8 "GREETING=hello from the environment" SHELL=/bin/sh)
-step ok "${demo_env[@]}" -- variables
-step ok "${demo_env[@]}" -- variable GREETING
-step ok "${demo_env[@]}" -- text GREETING
+# A small, known environment: every variable, then one value.
+demo_env=(HOME=/home/demo LANG=C.UTF-8 "GREETING=hello from the environment")
+step ok "${demo_env[@]}" -- 'variables of environment' \
+  'value of variable "GREETING" of environment'
+
+# Strings, numbers and time.
+step ok -- 'length of "hello"' '(1 + 2) * 3' '"survey" as uppercase' \
+  'concatenation ", " of ("a"; "b"; "c")' 'now'
+step ok -- --types 'first 3 of "survey"'
+step ok -- --json 'length of "hello"'
+
+# Queries from a file, one per line.
+query_dir=$(mktemp -d)
+trap 'rm -rf "$query_dir"' EXIT
+cat >"$query_dir/queries.txt" <<'QUERIES'
+// Comments and blank lines are skipped.
+length of "a file of queries"
+
+value of variable "HOME" of environment
+QUERIES
+pushd "$query_dir" >/dev/null
+echo
+echo "\$ cat queries.txt"
+cat queries.txt
+step ok -- -f queries.txt
+popd >/dev/null
+
+# The vocabulary: every phrase that mentions "variable".
+step ok -- --list variable
 
 # A variable that is not there is an error, not an empty answer.
-step error "${demo_env[@]}" -- variable NO_SUCH_VARIABLE
+step error -- 'value of variable "NO_SUCH_VARIABLE" of environment'
 
 echo
 if [[ $failures -ne 0 ]]; then
   echo "demo: $failures step(s) did not answer as expected" >&2
   exit 1
 fi
-echo "demo: done. The query language (for example: value of variable \"HOME\" of environment) is coming."
+echo "demo: done. Try your own queries: $SURVEY 'QUERY', or with no arguments for a prompt."
