@@ -61,16 +61,6 @@ bool Guard(Describe&& describe, Body&& body) {
   }
 }
 
-void CheckInterruption() {
-  if (Evaluation* const evaluation = Evaluation::Current()) {
-    try {
-      evaluation->CheckInterruption();
-    } catch (InterruptedEvaluation const&) {
-      throw EvaluationError(ErrorKind::kInterrupted, "interrupted");
-    }
-  }
-}
-
 // State memory of an iterator or aggregator, constructed by the library and
 // destroyed through it exactly once.
 class State {
@@ -271,6 +261,16 @@ class AggregateStream final : public Stream {
 };
 
 }  // namespace
+
+void CheckInterruption() {
+  if (Evaluation* const evaluation = Evaluation::Current()) {
+    try {
+      evaluation->CheckInterruption();
+    } catch (InterruptedEvaluation const&) {
+      throw EvaluationError(ErrorKind::kInterrupted, "interrupted");
+    }
+  }
+}
 
 std::string OperatorName(int code) {
   switch (code) {

@@ -33,6 +33,11 @@ enum HostOperatorCode : int {
 // The operator's sign or words, for messages.
 std::string OperatorName(int code);
 
+// Throws EvaluationError of kind kInterrupted when the current evaluation has
+// passed its time limit or the user asked to stop it. Loops of the evaluator
+// that call nothing in the library check it themselves.
+void CheckInterruption();
+
 // A stream of values, pulled one at a time.
 class Stream {
  public:

@@ -29,6 +29,13 @@ auto At(Node const& node, Body&& body) -> decltype(body()) {
   }
 }
 
+// "item" and "items" without "of": the world is not a tuple.
+EvaluationError NotOfWorld(Node const& node) {
+  return EvaluationError(
+      ErrorKind::kNoSuchProperty,
+      "no property " + Quoted(node.text) + " of world; it is a property of tuples", node.position);
+}
+
 class EmptyStream final : public Stream {
  public:
   bool Next(Value&) override { return false; }
@@ -74,6 +81,7 @@ class FilterStream final : public Stream {
   bool Next(Value& out) override {
     while (source_->Next(out)) {
       if (keep_(out)) return true;
+      host::CheckInterruption();
     }
     return false;
   }
@@ -91,6 +99,7 @@ class FlatMapStream final : public Stream {
       : source_(std::move(source)), open_(std::move(open)) {}
   bool Next(Value& out) override {
     while (true) {
+      host::CheckInterruption();
       if (inner_ && inner_->Next(out)) return true;
       inner_.reset();
       Value value;
@@ -131,6 +140,7 @@ class ConcatStream final : public Stream {
       : parts_(std::move(parts)) {}
   bool Next(Value& out) override {
     while (true) {
+      host::CheckInterruption();
       if (current_ && current_->Next(out)) return true;
       current_.reset();
       if (next_ == parts_.size()) return false;
@@ -156,6 +166,7 @@ class TupleStream final : public Stream {
   bool Next(Value& out) override {
     std::size_t const n = node_.items.size();
     if (finished_) return false;
+    host::CheckInterruption();
     if (streams_.empty()) {
       streams_.resize(n);
       values_.resize(n);
@@ -286,7 +297,9 @@ class PropertyStream final : public Stream {
 
   std::unique_ptr<Stream> OpenAggregate() {
     // The record is chosen by the type of the first element. With no
-    // element at all, the first aggregate of the phrase answers.
+    // element at all, the first aggregate of the phrase answers. Without
+    // "of" there is no stream: an aggregate is no property of the world.
+    if (!node_.object) throw NoSuchProperty(index_.Type(), nullptr);
     Value first;
     std::unique_ptr<Stream> elements = objects_ ? std::move(objects_) : std::make_unique<EmptyStream>();
     host::BoundProperty property;
@@ -560,7 +573,10 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
         std::unique_ptr<Stream> values = Open(*node.left, it);
         long long count = 0;
         Value value;
-        while (values->Next(value)) ++count;
+        while (values->Next(value)) {
+          ++count;
+          host::CheckInterruption();
+        }
         return host_.MakeInteger(count);
       });
     case NodeKind::kBinary:
@@ -584,32 +600,61 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
       return std::make_unique<ConcatStream>(std::move(parts));
     }
     case NodeKind::kItem: {
-      Value const index = One(*node.index, it);
-      if (!registry.IsA(index.Type(), "integer")) {
-        throw EvaluationError(ErrorKind::kTypeError, "\"item\" needs an integer index",
-                              node.index->position);
-      }
-      long long const number = index.As<integer>().value;
+      // Singular, like a property: one tuple, and an element at that place
+      // that passes the whose clauses.
       Node const* const item = &node;
-      auto tuples = node.object ? Open(*node.object, it) : std::make_unique<EmptyStream>();
-      return std::make_unique<FlatMapStream>(std::move(tuples), [this, item, number](Value const& t) {
-        std::vector<Value> const elements = At(*item, [&] { return Items(t); });
-        if (number < 0 || static_cast<unsigned long long>(number) >= elements.size()) {
-          return std::unique_ptr<Stream>(std::make_unique<EmptyStream>());
+      return std::make_unique<LazyOne>([this, item, it, &registry] {
+        Value const index = One(*item->index, it);
+        if (!registry.IsA(index.Type(), "integer")) {
+          throw EvaluationError(ErrorKind::kTypeError, "\"item\" needs an integer index",
+                                item->index->position);
         }
-        return std::unique_ptr<Stream>(std::make_unique<OneStream>(elements[number]));
+        long long const number = index.As<integer>().value;
+        if (!item->object) throw NotOfWorld(*item);
+        Value const tuple = One(*item->object, it);
+        std::vector<Value> const elements = At(*item, [&] { return Items(tuple); });
+        if (number < 0 || static_cast<unsigned long long>(number) >= elements.size()) {
+          throw EvaluationError(ErrorKind::kNoValue,
+                                "singular \"item\" has no value: item " + std::to_string(number) +
+                                    " of a tuple of " + std::to_string(elements.size()) + " items",
+                                item->position);
+        }
+        if (!Passes(item->filters, elements[number])) {
+          throw EvaluationError(ErrorKind::kNoValue, "singular \"item\" has no value",
+                                item->position);
+        }
+        return elements[number];
       });
     }
     case NodeKind::kItems: {
+      // Plural: every element of every tuple, or with an index the element
+      // at that place of each tuple that has one.
+      if (!node.object) throw NotOfWorld(node);
       Node const* const item = &node;
-      auto tuples = node.object ? Open(*node.object, it) : std::make_unique<EmptyStream>();
-      return std::make_unique<FlatMapStream>(std::move(tuples), [this, item](Value const& t) {
+      long long number = -1;
+      if (node.index) {
+        Value const index = One(*node.index, it);
+        if (!registry.IsA(index.Type(), "integer")) {
+          throw EvaluationError(ErrorKind::kTypeError, "\"items\" needs an integer index",
+                                node.index->position);
+        }
+        number = index.As<integer>().value;
+        if (number < 0) return std::make_unique<EmptyStream>();
+      }
+      auto tuples = Open(*node.object, it);
+      return std::make_unique<FlatMapStream>(std::move(tuples), [this, item,
+                                                                 number](Value const& t) {
         std::vector<Value> const elements = At(*item, [&] { return Items(t); });
         std::vector<std::function<std::unique_ptr<Stream>()>> parts;
-        for (Value const& element : elements) {
+        for (std::size_t k = 0; k < elements.size(); ++k) {
+          if (number >= 0 && static_cast<unsigned long long>(number) != k) continue;
+          Value const element = elements[k];
           parts.push_back([element] { return std::make_unique<OneStream>(element); });
         }
-        return std::unique_ptr<Stream>(std::make_unique<ConcatStream>(std::move(parts)));
+        std::unique_ptr<Stream> values = std::make_unique<ConcatStream>(std::move(parts));
+        if (item->filters.empty()) return values;
+        return std::unique_ptr<Stream>(std::make_unique<FilterStream>(
+            std::move(values), [this, item](Value const& v) { return Passes(item->filters, v); }));
       });
     }
   }
