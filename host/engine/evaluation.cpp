@@ -26,6 +26,11 @@ void Evaluation::CheckInterruption() const {
   if (deadline_ && Clock::now() >= *deadline_) throw InterruptedEvaluation();
 }
 
+long long Evaluation::NowTicks() {
+  if (!now_) now_ = moment_now().ticks;
+  return *now_;
+}
+
 std::uint64_t Evaluation::NodeDigest(DependencyNodeEntry const& node) {
   auto const found = nodeDigests_.find(node.node);
   if (found != nodeDigests_.end()) return found->second;

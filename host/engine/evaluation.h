@@ -40,6 +40,10 @@ class Evaluation {
   // Throws `InterruptedEvaluation` when the evaluation is to be given up.
   void CheckInterruption() const;
 
+  // The query's "now": the clock's time at the first call, and the same
+  // moment at every later call, so that every "now" of one query agrees.
+  long long NowTicks();
+
   // The digest of a global dependency node for this evaluation.
   std::uint64_t NodeDigest(DependencyNodeEntry const& node);
 
@@ -62,6 +66,7 @@ class Evaluation {
   SurveyorContext* context_;
   Arena arena_;
   std::optional<Clock::time_point> deadline_;
+  std::optional<long long> now_;
   std::unordered_map<void const*, std::uint64_t> nodeDigests_;
 };
 

@@ -16,7 +16,90 @@ long long FloorDivide(long long value, long long divisor) {
   if ((value % divisor != 0) && ((value < 0) != (divisor < 0))) --quotient;
   return quotient;
 }
+// Days from 1970-01-01 to a date of the proleptic Gregorian calendar.
+long long DaysFromCivil(long long year, unsigned month, unsigned day) {
+  year -= month <= 2 ? 1 : 0;
+  long long const era = FloorDivide(year, 400);
+  unsigned const yearOfEra = static_cast<unsigned>(year - era * 400);
+  unsigned const dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+  unsigned const dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+  return era * 146097 + static_cast<long long>(dayOfEra) - 719468;
+}
+
+bool IsLeap(long long year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
+
+unsigned DaysInMonth(long long year, unsigned month) {
+  static unsigned const kDaysIn[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return month == 2 && IsLeap(year) ? 29 : kDaysIn[month - 1];
+}
+
+// A cursor over the text being parsed.
+class Reader {
+ public:
+  explicit Reader(std::string_view text) : text_(text) {}
+  bool AtEnd() const { return at_ == text_.size(); }
+  bool Accept(std::string_view word) {
+    if (text_.substr(at_, word.size()) != word) return false;
+    at_ += word.size();
+    return true;
+  }
+  // Exactly `count` digits, or between `count` and `most` of them.
+  bool Digits(std::size_t count, std::size_t most, long long& value) {
+    std::size_t n = 0;
+    value = 0;
+    while (n < most && at_ < text_.size() && text_[at_] >= '0' && text_[at_] <= '9') {
+      value = value * 10 + (text_[at_] - '0');
+      ++at_;
+      ++n;
+    }
+    return n >= count;
+  }
+  // One of the names; its place in the list from 1.
+  unsigned Name(char const* const* names, unsigned count) {
+    for (unsigned k = 0; k < count; ++k) {
+      if (Accept(names[k])) return k + 1;
+    }
+    return 0;
+  }
+
+ private:
+  std::string_view text_;
+  std::size_t at_ = 0;
+};
 }  // namespace
+
+bool ParseTimeText(std::string_view text, long long& ticks) {
+  Reader reader(text);
+  if (reader.Name(kDays, 7) != 0 && !reader.Accept(", ")) return false;
+  long long day, year, hour, minute, second, zoneHours, zoneMinutes;
+  if (!reader.Digits(1, 2, day) || !reader.Accept(" ")) return false;
+  unsigned const month = reader.Name(kMonths, 12);
+  if (month == 0 || !reader.Accept(" ")) return false;
+  if (!reader.Digits(4, 4, year) || !reader.Accept(" ")) return false;
+  if (!reader.Digits(2, 2, hour) || !reader.Accept(":") || !reader.Digits(2, 2, minute) ||
+      !reader.Accept(":") || !reader.Digits(2, 2, second) || !reader.Accept(" ")) {
+    return false;
+  }
+  int sign = 0;
+  if (reader.Accept("+")) {
+    sign = 1;
+  } else if (reader.Accept("-")) {
+    sign = -1;
+  }
+  if (sign == 0 || !reader.Digits(2, 2, zoneHours) || !reader.Digits(2, 2, zoneMinutes) ||
+      !reader.AtEnd()) {
+    return false;
+  }
+  if (day < 1 || day > DaysInMonth(year, month) || hour > 23 || minute > 59 || second > 59 ||
+      zoneHours > 23 || zoneMinutes > 59) {
+    return false;
+  }
+  long long const local = DaysFromCivil(year, month, static_cast<unsigned>(day)) * 86400 +
+                          hour * 3600 + minute * 60 + second;
+  long long const offset = sign * (zoneHours * 3600 + zoneMinutes * 60);
+  ticks = (local - offset) * kMicrosecondsPerSecond;
+  return true;
+}
 
 std::string TimeText(long long ticks) {
   time_t const seconds = static_cast<time_t>(FloorDivide(ticks, kMicrosecondsPerSecond));

@@ -2,12 +2,19 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace survey::host {
 
 // A moment (microseconds since 1970 UTC) in the host's local zone, as
 // "Thu, 01 Jan 1970 00:00:00 +0000". The names are English whatever the locale.
 std::string TimeText(long long ticks);
+
+// Reads a time in the text form above, "Thu, 01 Jan 1970 00:00:00 +0000",
+// into microseconds since 1970 UTC. The day name may be left out; when given
+// it must be one of the seven, but it is not checked against the date. False
+// when the text is not a valid time of that form.
+bool ParseTimeText(std::string_view text, long long& ticks);
 
 // An interval in microseconds as "[-][D day(s), ]HH:MM:SS[.ffffff]".
 std::string IntervalText(long long ticks);

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "host/engine/evaluation.h"
 #include "host/engine/time_text.h"
 #include "host/lang/ast.h"
 
@@ -189,6 +190,15 @@ void Recase(void* r, void const* v, bool upper) {
   }
   Put(r, surveyor_string{bytes, text.length});
 }
+void StringAsTime(void* r, void const* v, void const*) {
+  surveyor_string const& text = Str(v);
+  long long ticks = 0;
+  if (!host::ParseTimeText(std::string_view(reinterpret_cast<char const*>(text.data), text.length),
+                           ticks)) {
+    throw NoSuchObject();
+  }
+  Put(r, moment{ticks});
+}
 void AsLowercase(void* r, void const* v, void const*) { Recase(r, v, false); }
 void AsUppercase(void* r, void const* v, void const*) { Recase(r, v, true); }
 
@@ -244,8 +254,10 @@ int PositionOfSubstring(void* r, void const*, void const* o, void*, void const*)
   Put(r, integer{static_cast<long long>(part.part.data - part.whole.data)});
   return 1;
 }
+// One moment for every "now" of a query.
 int Now(void* r, void const*, void const*, void*, void const*) {
-  Put(r, moment_now());
+  host::Evaluation* const evaluation = host::Evaluation::Current();
+  Put(r, evaluation != nullptr ? moment{evaluation->NowTicks()} : moment_now());
   return 1;
 }
 template <long long kSeconds>
@@ -391,6 +403,7 @@ HostWords::HostWords(host::Registry& registry) : registry_(registry) {
       {"string", "time", "string", &TimeAsString},
       {"string", "time interval", "string", &IntervalAsString},
       {"integer", "string", "integer", &StringAsInteger},
+      {"time", "string", "time", &StringAsTime},
       {"lowercase", "string", "string", &AsLowercase},
       {"uppercase", "string", "string", &AsUppercase},
   };
