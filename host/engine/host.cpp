@@ -158,9 +158,16 @@ std::unique_ptr<Stream> Host::Property(std::string_view phrase, Value const& ind
 Value Host::Cast(std::string_view phrase, Value const& value) const {
   CastEntry const* const cast = registry_.FindCast(phrase, value.Type());
   if (cast == nullptr) {
-    throw EvaluationError(ErrorKind::kNoSuchProperty,
-                          "no cast " + Quoted(phrase) + " for " +
-                              Quoted(value.Empty() ? "nothing" : value.Type()->name));
+    std::string message = "no cast " + Quoted(phrase) + " for " +
+                          Quoted(value.Empty() ? "nothing" : value.Type()->name);
+    // Name the types that do have it.
+    std::string sources;
+    for (CastEntry const* entry : registry_.Casts()) {
+      if (entry->phrase != phrase) continue;
+      sources += (sources.empty() ? "" : ", ") + Quoted(entry->source);
+    }
+    if (!sources.empty()) message += "; it is a cast of " + sources;
+    throw EvaluationError(ErrorKind::kNoSuchProperty, message);
   }
   TypeEntry const* const target = registry_.FindType(cast->target);
   if (target == nullptr) {

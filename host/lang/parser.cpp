@@ -37,7 +37,10 @@ class Parser {
 
   std::unique_ptr<Node> ParseQuery() {
     auto node = Collection();
-    if (Peek().kind != TokenKind::kEnd) Fail("unexpected " + Describe(Peek()));
+    if (IsPunct(")")) Fail("unbalanced parentheses: this \")\" closes no \"(\"");
+    if (Peek().kind != TokenKind::kEnd) {
+      Fail("expected an operator or the end of the query but found " + Describe(Peek()));
+    }
     return node;
   }
 
@@ -551,12 +554,31 @@ std::vector<std::string> NearestPhrases(std::string_view words, host::Registry c
     phrases.insert(entry->plural);
   }
   for (auto const* entry : registry.Casts()) phrases.insert(entry->phrase);
+  // Case is ignored, and the first words of a longer phrase are near too.
+  auto lower = [](std::string_view text) {
+    std::string folded(text);
+    for (char& c : folded) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return folded;
+  };
+  std::string const sought = lower(words);
+  std::size_t const limit = std::max<std::size_t>(2, sought.size() / 3);
   std::vector<std::pair<std::size_t, std::string>> ranked;
   for (std::string const& phrase : phrases) {
-    // Compare with the words' own length of the phrase, so that a prefix of
-    // a long phrase is near too.
-    std::size_t const distance = Distance(words, phrase);
-    std::size_t const limit = std::max<std::size_t>(2, words.size() / 3);
+    // The distance is at least the difference of the lengths: a run of
+    // words far longer than any phrase costs nothing to refuse.
+    std::size_t const gap = phrase.size() > sought.size() ? phrase.size() - sought.size()
+                                                          : sought.size() - phrase.size();
+    bool const prefix = sought.size() >= 4 && phrase.size() > sought.size() &&
+                        phrase.compare(0, sought.size(), sought) == 0 &&
+                        phrase[sought.size()] == ' ';
+    if (prefix) {
+      ranked.emplace_back(1, phrase);
+      continue;
+    }
+    if (gap > limit) continue;
+    std::size_t const distance = Distance(sought, phrase);
     if (distance <= limit) ranked.emplace_back(distance, phrase);
   }
   std::sort(ranked.begin(), ranked.end());
