@@ -34,7 +34,9 @@ using survey::lang::AnswerValue;
 using survey::lang::Session;
 
 struct Options {
-  std::vector<std::string> queries;
+  std::vector<std::string> queries;  // in the order given, from -e and the arguments
+  std::vector<std::string> arguments;
+  std::vector<std::string> evals;
   std::vector<std::string> files;
   std::string library;
   std::string client;
@@ -234,8 +236,13 @@ int main(int argc, char** argv) {
   Options options;
   CLI::App app{"survey: answers questions about this machine, asked in the query language."};
   app.set_version_flag("--version", std::string("survey ") + SURVEY_VERSION);
-  app.add_option("query", options.queries, "queries to answer (with --list: words to look for)");
-  app.add_option("-e,--eval", options.queries, "a query to answer (repeatable)");
+  CLI::Option* const arguments = app.add_option(
+      "query", options.arguments, "queries to answer (with --list: words to look for)");
+  // Each -e is one query as it stands: the argument parser's reading of
+  // "[a,b]" as a list of two is turned off.
+  CLI::Option* const evals =
+      app.add_option("-e,--eval", options.evals, "a query to answer (repeatable)")
+          ->allow_extra_args(false);
   app.add_option("-f,--file", options.files,
                  "a file of queries, one per line (// comments and blank lines skipped)");
   app.add_flag("--types", options.types, "print each value's type before it");
@@ -251,6 +258,16 @@ int main(int argc, char** argv) {
   } catch (CLI::ParseError const& error) {
     int const code = app.exit(error);
     return error.get_exit_code() == 0 ? code : 2;
+  }
+  // Queries from -e and from the arguments, in the order they were given.
+  std::size_t nextArgument = 0;
+  std::size_t nextEval = 0;
+  for (CLI::Option const* option : app.parse_order()) {
+    if (option == arguments && nextArgument < options.arguments.size()) {
+      options.queries.push_back(options.arguments[nextArgument++]);
+    } else if (option == evals && nextEval < options.evals.size()) {
+      options.queries.push_back(options.evals[nextEval++]);
+    }
   }
 
   Session session;
