@@ -10,8 +10,6 @@ namespace survey::host {
 
 namespace {
 
-std::string Quoted(std::string const& text) { return "\"" + text + "\""; }
-
 // Rethrows the exception in flight, other than NoSuchObject, as an
 // EvaluationError naming `what`.
 [[noreturn]] void Translate(std::string const& what) {

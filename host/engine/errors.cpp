@@ -18,4 +18,13 @@ char const* ErrorKindName(ErrorKind kind) {
   return "error";
 }
 
+std::string Quoted(std::string_view text) {
+  std::string quoted;
+  quoted.reserve(text.size() + 2);
+  quoted += '"';
+  quoted.append(text);
+  quoted += '"';
+  return quoted;
+}
+
 }  // namespace survey::host

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace survey::host {
 
@@ -21,6 +22,9 @@ enum class ErrorKind {
 };
 
 char const* ErrorKindName(ErrorKind kind);
+
+// A phrase or type name between double quotes, for messages.
+std::string Quoted(std::string_view text);
 
 class EvaluationError : public std::runtime_error {
  public:

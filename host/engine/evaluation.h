@@ -66,6 +66,7 @@ class Evaluation {
   SurveyorContext* context_;
   Arena arena_;
   std::optional<Clock::time_point> deadline_;
+  mutable unsigned checks_ = 0;
   std::optional<long long> now_;
   std::unordered_map<void const*, std::uint64_t> nodeDigests_;
 };

@@ -2,6 +2,7 @@
 // xxHash digests of the bytes fed in.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "survey/frame/boundary.h"
@@ -19,6 +20,8 @@ class Fingerprinter {
   bool Touched() const { return touched_; }
 
  private:
-  void* state_;  // XXH3 streaming state
+  // The XXH3 streaming state, held in place: a fingerprint is made for every
+  // reusable call, so it must not cost an allocation.
+  alignas(64) unsigned char state_[640];
   bool touched_ = false;
 };

@@ -25,8 +25,6 @@ void FingerprintString(Fingerprinter& fingerprinter, void const* value) {
   fingerprinter << *static_cast<surveyor_string const*>(value);
 }
 
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
 }  // namespace
 
 // The records of the host's own types, registered through the same
@@ -51,6 +49,12 @@ Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
                 &FingerprintBytes<moment>);
   Register_Type(ownTypes_->interval, kTypeHostArea, "time interval", sizeof(time_interval),
                 &DestroyNothing, nullptr, &FingerprintBytes<time_interval>);
+  // The host's types live as long as the host: their entries are kept.
+  stringType_ = registry_.FindType("string");
+  integerType_ = registry_.FindType("integer");
+  booleanType_ = registry_.FindType("boolean");
+  timeType_ = registry_.FindType("time");
+  intervalType_ = registry_.FindType("time interval");
 }
 
 Host::~Host() {
@@ -107,11 +111,11 @@ void Host::Unload() {
   handle_ = nullptr;
 }
 
-TypeEntry const* Host::StringType() const { return registry_.FindType("string"); }
-TypeEntry const* Host::IntegerType() const { return registry_.FindType("integer"); }
-TypeEntry const* Host::BooleanType() const { return registry_.FindType("boolean"); }
-TypeEntry const* Host::TimeType() const { return registry_.FindType("time"); }
-TypeEntry const* Host::IntervalType() const { return registry_.FindType("time interval"); }
+TypeEntry const* Host::StringType() const { return stringType_; }
+TypeEntry const* Host::IntegerType() const { return integerType_; }
+TypeEntry const* Host::BooleanType() const { return booleanType_; }
+TypeEntry const* Host::TimeType() const { return timeType_; }
+TypeEntry const* Host::IntervalType() const { return intervalType_; }
 
 Value Host::MakeString(std::string_view bytes) const {
   return Value::MakeString(StringType(), bytes);

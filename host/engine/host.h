@@ -68,6 +68,11 @@ class Host {
   struct OwnTypes;
   Registry registry_;
   std::unique_ptr<OwnTypes> ownTypes_;
+  TypeEntry const* stringType_ = nullptr;
+  TypeEntry const* integerType_ = nullptr;
+  TypeEntry const* booleanType_ = nullptr;
+  TypeEntry const* timeType_ = nullptr;
+  TypeEntry const* intervalType_ = nullptr;
   void* handle_ = nullptr;
   std::string path_;
 };

@@ -13,10 +13,9 @@ using host::EvaluationError;
 using host::Stream;
 using host::TypeEntry;
 using host::Value;
+using host::Quoted;
 
 namespace {
-
-std::string Quoted(std::string const& text) { return "\"" + text + "\""; }
 
 // Gives an error without a place the position of the node it rose through.
 template <class Body>
@@ -405,7 +404,7 @@ bool Evaluator::Passes(std::vector<std::unique_ptr<Node>> const& filters, Value 
 
 bool Evaluator::Truth(Node const& node, Value const& it) {
   Value const value = One(node, it);
-  if (!host_.GetRegistry().IsA(value.Type(), "boolean")) {
+  if (value.Type() != host_.BooleanType() && !host_.GetRegistry().IsA(value.Type(), "boolean")) {
     throw EvaluationError(ErrorKind::kTypeError,
                           "expected a boolean, found a value of type " + Quoted(TypeName(value)),
                           node.position);
@@ -415,6 +414,11 @@ bool Evaluator::Truth(Node const& node, Value const& it) {
 
 Value Evaluator::One(Node const& node, Value const& it) {
   switch (node.kind) {
+    case NodeKind::kString:
+    case NodeKind::kInteger:
+    case NodeKind::kBoolean:
+      if (!node.literal.Empty()) return node.literal;
+      break;
     case NodeKind::kIt:
       if (!it.Empty()) return it;
       break;
