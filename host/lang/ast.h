@@ -72,6 +72,12 @@ struct Node {
     host::TypeEntry const* result;
   };
   mutable std::vector<ResolvedOperator> operators;
+  struct ResolvedCast {
+    host::TypeEntry const* source;
+    host::CastEntry const* cast;
+    host::TypeEntry const* target;
+  };
+  mutable std::vector<ResolvedCast> casts;
   // A literal's value, made once: values are never changed, so it is shared.
   mutable host::Value literal;
 };

@@ -113,6 +113,23 @@ class FlatMapStream final : public Stream {
   std::unique_ptr<Stream> inner_;
 };
 
+// One value for each value of a source.
+class MapStream final : public Stream {
+ public:
+  MapStream(std::unique_ptr<Stream> source, std::function<Value(Value const&)> map)
+      : source_(std::move(source)), map_(std::move(map)) {}
+  bool Next(Value& out) override {
+    Value value;
+    if (!source_->Next(value)) return false;
+    out = map_(value);
+    return true;
+  }
+
+ private:
+  std::unique_ptr<Stream> source_;
+  std::function<Value(Value const&)> map_;
+};
+
 // A stream that gives back a value already pulled from its source first.
 class PeekedStream final : public Stream {
  public:
@@ -499,6 +516,20 @@ Value Evaluator::Scalar(Node const& node, Value const& it) {
   return answer;
 }
 
+// A cast of one value, its record found once per source type.
+Value Evaluator::CastOf(Node const& node, Value const& value) {
+  for (auto const& known : node.casts) {
+    if (known.source == value.Type()) return host::CallCast(*known.cast, known.target, value);
+  }
+  host::CastEntry const* const cast = host_.GetRegistry().FindCast(node.text, value.Type());
+  TypeEntry const* const target =
+      cast == nullptr ? nullptr : host_.GetRegistry().FindType(cast->target);
+  // Without a record, the host's Cast reports the error with its details.
+  if (cast == nullptr || target == nullptr) return host_.Cast(node.text, value);
+  node.casts.push_back(Node::ResolvedCast{value.Type(), cast, target});
+  return host::CallCast(*cast, target, value);
+}
+
 std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
   host::Registry const& registry = host_.GetRegistry();
   switch (node.kind) {
@@ -537,10 +568,8 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
     }
     case NodeKind::kCast: {
       Node const* const cast = &node;
-      return std::make_unique<FlatMapStream>(Open(*node.left, it), [this, cast](Value const& v) {
-        return At(*cast, [&]() -> std::unique_ptr<Stream> {
-          return std::make_unique<OneStream>(host_.Cast(cast->text, v));
-        });
+      return std::make_unique<MapStream>(Open(*node.left, it), [this, cast](Value const& v) {
+        return At(*cast, [&] { return CastOf(*cast, v); });
       });
     }
     case NodeKind::kNegate:

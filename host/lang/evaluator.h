@@ -47,6 +47,7 @@ class Evaluator {
  private:
   bool Truth(Node const& node, host::Value const& it);
   host::Value Scalar(Node const& node, host::Value const& it);
+  host::Value CastOf(Node const& node, host::Value const& value);
   bool Passes(std::vector<std::unique_ptr<Node>> const& filters, host::Value const& value);
 
   host::Host& host_;
