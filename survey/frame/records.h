@@ -52,6 +52,12 @@ inline FunctionSlot ToFunctionSlot(F function) {
   return reinterpret_cast<FunctionSlot>(function);
 }
 
+// Member function pointers of other classes and shapes are stored in one
+// slot type and converted back to their own type before any call, which the
+// language allows; the compiler's warning about such casts does not apply.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wcast-function-type"
+
 template <class M>
 inline MemberSlot ToMemberSlot(M member) {
   return reinterpret_cast<MemberSlot>(member);
@@ -68,3 +74,5 @@ template <class M>
 inline M MemberOf(void const* context, MemberSlot PropRecord::*slot) {
   return reinterpret_cast<M>(static_cast<PropRecord const*>(context)->*slot);
 }
+
+#pragma GCC diagnostic pop
