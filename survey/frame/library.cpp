@@ -28,6 +28,14 @@ extern "C" SURVEY_API char const KXVerDta[]
         "ClientCompatibleSurveyor" "\0" "Yes" "\0"
         "SurveyTwo" "\0" "survey2" "\0";
 
+// The linker defines __start_ and __stop_ for a section only when something
+// refers to them; this reference makes it define them, so that a host may
+// find the record by its bounds as well as by its name.
+extern "C" char const __start_VersionStringResource[];
+extern "C" char const __stop_VersionStringResource[];
+[[maybe_unused]] __attribute__((used)) static char const* const kVersionRecordBounds[] = {
+    __start_VersionStringResource, __stop_VersionStringResource};
+
 void DependsOnlyOnParameters(Fingerprinter&) {}
 
 int GenericNullGetter(void*, void const*, void const*, void*, void const*) { return 0; }
