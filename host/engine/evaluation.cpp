@@ -23,11 +23,13 @@ void Evaluation::ClearInterrupt() noexcept {
 
 void Evaluation::CheckInterruption() const {
   if (gInterruptRequested.load(std::memory_order_relaxed)) throw InterruptedEvaluation();
+  if (!deadline_) return;
   // Reading the clock costs more than most single steps, so it is read on
-  // every 64th check only: the limit is still kept to well under a millisecond.
-  if (deadline_ && (++checks_ & 63) == 0 && Clock::now() >= *deadline_) {
-    throw InterruptedEvaluation();
-  }
+  // the first check after the limit was set and on every 64th after that:
+  // the limit is still kept to well under a millisecond. Once the deadline
+  // has passed, every check throws.
+  if (!expired_ && (checks_++ & 63) == 0 && Clock::now() >= *deadline_) expired_ = true;
+  if (expired_) throw InterruptedEvaluation();
 }
 
 long long Evaluation::NowTicks() {

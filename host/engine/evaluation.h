@@ -30,10 +30,17 @@ class Evaluation {
   SurveyorContext* Context() const { return context_; }
   void SetContext(SurveyorContext* context) { context_ = context; }
 
-  // Limits. A deadline that passes, or an interrupt request, makes the next
-  // interruption check throw.
-  void SetTimeLimit(std::chrono::microseconds limit) { deadline_ = Clock::now() + limit; }
-  void ClearTimeLimit() { deadline_.reset(); }
+  // Limits. A deadline that passes, or an interrupt request, makes the
+  // interruption checks throw, until the limit is set anew or cleared.
+  void SetTimeLimit(std::chrono::microseconds limit) {
+    deadline_ = Clock::now() + limit;
+    checks_ = 0;
+    expired_ = false;
+  }
+  void ClearTimeLimit() {
+    deadline_.reset();
+    expired_ = false;
+  }
   // Safe to call from a signal handler.
   static void RequestInterrupt() noexcept;
   static void ClearInterrupt() noexcept;
@@ -67,6 +74,7 @@ class Evaluation {
   Arena arena_;
   std::optional<Clock::time_point> deadline_;
   mutable unsigned checks_ = 0;
+  mutable bool expired_ = false;  // the deadline was seen to have passed
   std::optional<long long> now_;
   std::unordered_map<void const*, std::uint64_t> nodeDigests_;
 };
