@@ -1,0 +1,578 @@
+// The calling protocol: simple, numbered and iterated properties, the six
+// phases of an aggregate, casts and operators, and what the host makes of
+// bad questions, interruptions and the library's exceptions.
+
+#include "host/engine/calls.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/engine/host.h"
+#include "survey/frame/registration.h"
+
+namespace {
+
+using survey::host::Bind;
+using survey::host::BoundProperty;
+using survey::host::ErrorKind;
+using survey::host::Evaluation;
+using survey::host::EvaluationError;
+using survey::host::Host;
+using survey::host::PropertyEntry;
+using survey::host::Registry;
+using survey::host::Stream;
+using survey::host::Value;
+
+// Every value of a stream, as integers.
+std::vector<long long> Integers(Stream& stream) {
+  std::vector<long long> numbers;
+  Value value;
+  for (int guard = 0; guard < 1000 && stream.Next(value); ++guard) {
+    numbers.push_back(value.As<integer>().value);
+  }
+  return numbers;
+}
+
+// The error a call throws.
+template <class Body>
+EvaluationError ErrorOf(Body body) {
+  try {
+    body();
+  } catch (EvaluationError const& error) {
+    return error;
+  }
+  ADD_FAILURE() << "no EvaluationError was thrown";
+  return EvaluationError(ErrorKind::kSyntax, "none");
+}
+
+// A stream over values given in advance.
+class ListStream final : public Stream {
+ public:
+  explicit ListStream(std::vector<Value> values) : values_(std::move(values)) {}
+  bool Next(Value& out) override {
+    if (next_ == values_.size()) return false;
+    out = values_[next_++];
+    return true;
+  }
+
+ private:
+  std::vector<Value> values_;
+  std::size_t next_ = 0;
+};
+
+// An iterated property of the world, registered and unregistered with the
+// life of the object.
+template <class It>
+struct IteratedOfWorld : PropRecord {
+  IteratedOfWorld(char const* singular, char const* plural, char const* result) : PropRecord{} {
+    using Adaptor = IteratedGlobalProperty<It, integer>;
+    Register_Iterated_Property(this, kRecordHostArea, singular, plural, "", "", result, sizeof(It),
+                               &IteratorBasics<It>::Construct, &IteratorBasics<It>::Destroy,
+                               &Adaptor::First, &Adaptor::Next, this, nullptr);
+  }
+  ~IteratedOfWorld() { Unregister_Property(this); }
+};
+
+class CallsTest : public ::testing::Test {
+ protected:
+  ~CallsTest() override { Evaluation::ClearInterrupt(); }
+  Value MakeInteger(long long number) const { return host.MakeInteger(number); }
+  std::unique_ptr<Stream> Ask(std::string const& phrase, Value const& index = Value(),
+                              Value const& object = Value()) const {
+    return host.Property(phrase, index, object);
+  }
+
+  Host host;
+  Registry::Scope registryScope{host.GetRegistry()};
+  std::unique_ptr<Evaluation> evaluation = host.NewEvaluation();
+  Evaluation::Scope evaluationScope{*evaluation};
+};
+
+// ---------------------------------------------------------------------------
+// Simple and numbered properties.
+
+int answerCalls = 0;
+integer Answer() {
+  ++answerCalls;
+  return integer{42};
+}
+
+TEST_F(CallsTest, PropertyOfTheWorldIsAskedWithNoOperands) {
+  Prop answer(Using<GlobalProperty<integer>>, "answer", "answers", "", "", "integer", &Answer,
+              nullptr);
+  answerCalls = 0;
+  EXPECT_EQ(std::vector<long long>{42}, Integers(*Ask("answer")));
+  EXPECT_EQ(std::vector<long long>{42}, Integers(*Ask("answers")));
+  EXPECT_EQ(2, answerCalls);
+}
+
+int itemCalls = 0;
+// Items 0, 1 and 2 exist: ten times their number.
+integer Item(unsigned long long number) {
+  ++itemCalls;
+  if (number >= 3) throw NoSuchObject();
+  return integer{static_cast<long long>(number) * 10};
+}
+
+// Digit `number` of an integer, counted from the right.
+integer Digit(unsigned long long number, integer const& of) {
+  ++itemCalls;
+  long long value = of.value;
+  for (unsigned long long i = 0; i < number; ++i) value /= 10;
+  if (value == 0) throw NoSuchObject();
+  return integer{value % 10};
+}
+
+TEST_F(CallsTest, NegativeNumberedIndexGivesNoValueWithoutACall) {
+  Prop item(Using<NumberedGlobalProperty<integer>>, "item", "items", "integer", "", "integer",
+            &Item, nullptr);
+  Prop digit(Using<NumberedProperty<integer, integer>>, "digit", "digits", "integer", "integer",
+             "integer", &Digit, nullptr);
+  itemCalls = 0;
+  EXPECT_TRUE(Integers(*Ask("item", MakeInteger(-1))).empty());
+  EXPECT_TRUE(Integers(*Ask("item", MakeInteger(-9223372036854775807LL - 1))).empty());
+  EXPECT_TRUE(Integers(*Ask("digit", MakeInteger(-1), MakeInteger(12345))).empty());
+  EXPECT_EQ(0, itemCalls);
+}
+
+TEST_F(CallsTest, NumberedIndexZeroIsTheSurveyorsToAnswer) {
+  Prop item(Using<NumberedGlobalProperty<integer>>, "item", "items", "integer", "", "integer",
+            &Item, nullptr);
+  Prop digit(Using<NumberedProperty<integer, integer>>, "digit", "digits", "integer", "integer",
+             "integer", &Digit, nullptr);
+  itemCalls = 0;
+  EXPECT_EQ(std::vector<long long>{0}, Integers(*Ask("item", MakeInteger(0))));
+  EXPECT_EQ(std::vector<long long>{20}, Integers(*Ask("items", MakeInteger(2))));
+  EXPECT_TRUE(Integers(*Ask("item", MakeInteger(3))).empty());
+  EXPECT_EQ(std::vector<long long>{5}, Integers(*Ask("digit", MakeInteger(0), MakeInteger(12345))));
+  EXPECT_EQ(std::vector<long long>{1}, Integers(*Ask("digit", MakeInteger(4), MakeInteger(12345))));
+  // Zero has no digit 0, by this surveyor's own judgement.
+  EXPECT_TRUE(Integers(*Ask("digit", MakeInteger(0), MakeInteger(0))).empty());
+  EXPECT_EQ(6, itemCalls);
+}
+
+// ---------------------------------------------------------------------------
+// Bad questions.
+
+TEST_F(CallsTest, WrongIndexTypeIsNoSuchProperty) {
+  Prop item(Using<NumberedGlobalProperty<integer>>, "item", "items", "integer", "", "integer",
+            &Item, nullptr);
+  EvaluationError const error = ErrorOf([&] { Ask("item", host.MakeString("first")); });
+  EXPECT_EQ(ErrorKind::kNoSuchProperty, error.Kind());
+  EXPECT_NE(std::string::npos, std::string(error.what()).find("\"item\""));
+  EXPECT_EQ(ErrorKind::kNoSuchProperty, ErrorOf([&] { Ask("item"); }).Kind());
+}
+
+TEST_F(CallsTest, WrongObjectTypeIsNoSuchProperty) {
+  Prop item(Using<NumberedGlobalProperty<integer>>, "item", "items", "integer", "", "integer",
+            &Item, nullptr);
+  EXPECT_EQ(ErrorKind::kNoSuchProperty,
+            ErrorOf([&] { Ask("item", MakeInteger(1), MakeInteger(1)); }).Kind());
+  EXPECT_EQ(ErrorKind::kNoSuchProperty,
+            ErrorOf([&] { Ask("items", MakeInteger(1), host.MakeString("x")); }).Kind());
+}
+
+TEST_F(CallsTest, UnknownPhraseIsUnknownPhrase) {
+  EvaluationError const error = ErrorOf([&] { Ask("no such phrase"); });
+  EXPECT_EQ(ErrorKind::kUnknownPhrase, error.Kind());
+  EXPECT_NE(std::string::npos, std::string(error.what()).find("no such phrase"));
+}
+
+// ---------------------------------------------------------------------------
+// Iterated properties: the state lives from the first pull to the end of the
+// stream or the stream's destruction, and is destroyed once.
+
+struct Lifetimes {
+  int constructed = 0;
+  int destroyed = 0;
+  int firsts = 0;
+  int nexts = 0;
+};
+Lifetimes ticks;
+
+// Yields 1 to 5.
+class Ticker {
+ public:
+  Ticker() { ++ticks.constructed; }
+  ~Ticker() { ++ticks.destroyed; }
+  integer First() {
+    ++ticks.firsts;
+    count_ = 1;
+    return integer{count_};
+  }
+  integer Next() {
+    ++ticks.nexts;
+    if (count_ == 5) throw NoSuchObject();
+    return integer{++count_};
+  }
+
+ private:
+  long long count_ = 0;
+};
+
+class EmptyTicker {
+ public:
+  EmptyTicker() { ++ticks.constructed; }
+  ~EmptyTicker() { ++ticks.destroyed; }
+  integer First() { throw NoSuchObject(); }
+  integer Next() { throw NoSuchObject(); }
+};
+
+// Stops after its first value: the time is up as it works.
+class SlowTicker {
+ public:
+  SlowTicker() { ++ticks.constructed; }
+  ~SlowTicker() { ++ticks.destroyed; }
+  integer First() { return integer{1}; }
+  integer Next() {
+    Evaluation::RequestInterrupt();
+    Check_For_Surveyor_Interruption();
+    return integer{2};
+  }
+};
+
+class FailingTicker {
+ public:
+  FailingTicker() { ++ticks.constructed; }
+  ~FailingTicker() { ++ticks.destroyed; }
+  integer First() { return integer{1}; }
+  integer Next() { throw CannotEvaluateNow(); }
+};
+
+TEST_F(CallsTest, IteratedStreamYieldsEveryValueAndDestroysItsStateAtTheEnd) {
+  IteratedOfWorld<Ticker> tick("tick", "ticks", "integer");
+  ticks = Lifetimes();
+  auto stream = Ask("ticks");
+  EXPECT_EQ(0, ticks.constructed);
+  EXPECT_EQ((std::vector<long long>{1, 2, 3, 4, 5}), Integers(*stream));
+  EXPECT_EQ(1, ticks.constructed);
+  EXPECT_EQ(1, ticks.destroyed);
+  EXPECT_EQ(1, ticks.firsts);
+  EXPECT_EQ(5, ticks.nexts);
+  Value more;
+  EXPECT_FALSE(stream->Next(more));
+  stream.reset();
+  EXPECT_EQ(1, ticks.destroyed);
+  EXPECT_EQ(5, ticks.nexts);
+}
+
+TEST_F(CallsTest, IteratedStreamStoppedEarlyDestroysItsStateOnce) {
+  IteratedOfWorld<Ticker> tick("tick", "ticks", "integer");
+  ticks = Lifetimes();
+  auto stream = Ask("tick");
+  Value value;
+  ASSERT_TRUE(stream->Next(value));
+  ASSERT_TRUE(stream->Next(value));
+  EXPECT_EQ(2, value.As<integer>().value);
+  EXPECT_EQ(0, ticks.destroyed);
+  stream.reset();
+  EXPECT_EQ(1, ticks.constructed);
+  EXPECT_EQ(1, ticks.destroyed);
+}
+
+TEST_F(CallsTest, IteratedStreamNeverPulledConstructsNothing) {
+  IteratedOfWorld<Ticker> tick("tick", "ticks", "integer");
+  ticks = Lifetimes();
+  Ask("tick").reset();
+  EXPECT_EQ(0, ticks.constructed);
+  EXPECT_EQ(0, ticks.destroyed);
+}
+
+TEST_F(CallsTest, EmptyIteratedStreamDestroysItsStateOnce) {
+  IteratedOfWorld<EmptyTicker> tick("tick", "ticks", "integer");
+  ticks = Lifetimes();
+  auto stream = Ask("tick");
+  EXPECT_TRUE(Integers(*stream).empty());
+  stream.reset();
+  EXPECT_EQ(1, ticks.constructed);
+  EXPECT_EQ(1, ticks.destroyed);
+}
+
+TEST_F(CallsTest, FailingIteratedStreamReportsTheFailureAndDestroysItsStateOnce) {
+  IteratedOfWorld<FailingTicker> tick("tick", "ticks", "integer");
+  ticks = Lifetimes();
+  auto stream = Ask("tick");
+  Value value;
+  ASSERT_TRUE(stream->Next(value));
+  EXPECT_EQ(ErrorKind::kNotAvailable, ErrorOf([&] { stream->Next(value); }).Kind());
+  stream.reset();
+  EXPECT_EQ(1, ticks.constructed);
+  EXPECT_EQ(1, ticks.destroyed);
+}
+
+// ---------------------------------------------------------------------------
+// Interruption.
+
+TEST_F(CallsTest, InterruptRequestStopsAStreamAndClearingItMakesTheEvaluationUsable) {
+  IteratedOfWorld<Ticker> tick("tick", "ticks", "integer");
+  ticks = Lifetimes();
+  auto stream = Ask("tick");
+  Value value;
+  ASSERT_TRUE(stream->Next(value));
+  Evaluation::RequestInterrupt();
+  EXPECT_EQ(ErrorKind::kInterrupted, ErrorOf([&] { stream->Next(value); }).Kind());
+  stream.reset();
+  EXPECT_EQ(1, ticks.destroyed);
+  Evaluation::ClearInterrupt();
+  EXPECT_EQ((std::vector<long long>{1, 2, 3, 4, 5}), Integers(*Ask("tick")));
+}
+
+TEST_F(CallsTest, InterruptionInsideTheSurveyorIsReportedAsInterrupted) {
+  IteratedOfWorld<SlowTicker> tick("tick", "ticks", "integer");
+  ticks = Lifetimes();
+  auto stream = Ask("tick");
+  Value value;
+  ASSERT_TRUE(stream->Next(value));
+  EvaluationError const error = ErrorOf([&] { stream->Next(value); });
+  EXPECT_EQ(ErrorKind::kInterrupted, error.Kind());
+  stream.reset();
+  EXPECT_EQ(1, ticks.destroyed);
+  Evaluation::ClearInterrupt();
+  IteratedOfWorld<Ticker> other("other", "others", "integer");
+  EXPECT_EQ(5u, Integers(*Ask("other")).size());
+}
+
+TEST_F(CallsTest, PassedTimeLimitStopsAStreamUntilItIsCleared) {
+  IteratedOfWorld<Ticker> tick("tick", "ticks", "integer");
+  evaluation->SetTimeLimit(std::chrono::microseconds(0));
+  auto stream = Ask("tick");
+  Value value;
+  EXPECT_EQ(ErrorKind::kInterrupted, ErrorOf([&] { stream->Next(value); }).Kind());
+  Prop answer(Using<GlobalProperty<integer>>, "answer", "answers", "", "", "integer", &Answer,
+              nullptr);
+  EXPECT_EQ(ErrorKind::kInterrupted, ErrorOf([&] { Integers(*Ask("answer")); }).Kind());
+  evaluation->ClearTimeLimit();
+  EXPECT_EQ(5u, Integers(*Ask("tick")).size());
+  evaluation->SetTimeLimit(std::chrono::hours(1));
+  EXPECT_EQ(std::vector<long long>{42}, Integers(*Ask("answer")));
+}
+
+// ---------------------------------------------------------------------------
+// Aggregates, through the six phases.
+
+std::vector<std::string> phases;
+
+class Sum {
+ public:
+  Sum() { ++lives.constructed; }
+  ~Sum() { ++lives.destroyed; }
+  void Clear() {
+    phases.push_back("initialize");
+    total_ = 0;
+  }
+  void Add(Of, integer const& element) {
+    phases.push_back("add " + std::to_string(element.value));
+    total_ += element.value;
+  }
+  integer Total() {
+    phases.push_back("total");
+    return integer{total_};
+  }
+  static Lifetimes lives;
+
+ private:
+  long long total_ = -1;
+};
+Lifetimes Sum::lives;
+
+class Minimum {
+ public:
+  void Clear() { any_ = false; }
+  void Add(Of, integer const& element) {
+    if (!any_ || element.value < least_) least_ = element.value;
+    any_ = true;
+  }
+  integer Least() {
+    if (!any_) throw NoSuchObject();
+    return integer{least_};
+  }
+
+ private:
+  bool any_ = true;  // Clear must run first
+  long long least_ = 0;
+};
+
+// Delivers every element it took, smallest first: several results.
+class Sorted {
+ public:
+  void Clear() { taken_.clear(); }
+  void Add(Of, integer const& element) { taken_.push_back(element.value); }
+  integer First() {
+    std::sort(taken_.begin(), taken_.end());
+    next_ = 0;
+    return Next();
+  }
+  integer Next() {
+    if (next_ == taken_.size()) throw NoSuchObject();
+    return integer{taken_[next_++]};
+  }
+
+ private:
+  std::vector<long long> taken_;
+  std::size_t next_ = 0;
+};
+
+template <class A>
+survey::frame::AggregatePhases PhasesOf(SurveyorGetter nextFinal) {
+  return survey::frame::AggregatePhases{&SimpleAggregator<A>::Initialize,
+                                        &GenericNullGetter,
+                                        &SimpleAggregatorOfObject<A, integer>::Aggregate,
+                                        nullptr,
+                                        &AggregatorBasics<A, integer>::FirstFinal,
+                                        nextFinal};
+}
+
+class AggregateTest : public CallsTest {
+ protected:
+  std::unique_ptr<Stream> Aggregate(char const* phrase, std::vector<long long> const& elements) {
+    auto const& registry = host.GetRegistry();
+    PropertyEntry const* const entry = registry.FindProperty(phrase, nullptr, host.IntegerType());
+    EXPECT_NE(nullptr, entry);
+    std::vector<Value> values;
+    for (long long element : elements) values.push_back(MakeInteger(element));
+    return survey::host::OpenAggregate(Bind(registry, *entry), Value(),
+                                       std::make_unique<ListStream>(std::move(values)));
+  }
+};
+
+TEST_F(AggregateTest, SumRunsThePhasesInOrder) {
+  Prop sum(
+      static_cast<Sum*>(nullptr), "sum", "sums", "", "integer", "integer",
+      PhasesOf<Sum>(&GenericNullGetter),
+      survey::frame::AggregateMembers{ToMemberSlot(&Sum::Clear), nullptr, ToMemberSlot(&Sum::Add),
+                                      nullptr, ToMemberSlot(&Sum::Total), nullptr},
+      nullptr);
+  phases.clear();
+  Sum::lives = Lifetimes();
+  {
+    auto stream = Aggregate("sum", {3, 4, 5});
+    Value total;
+    ASSERT_TRUE(stream->Next(total));
+    EXPECT_EQ(12, total.As<integer>().value);
+    Value more;
+    EXPECT_FALSE(stream->Next(more));
+    EXPECT_EQ((std::vector<std::string>{"initialize", "add 3", "add 4", "add 5", "total"}), phases);
+    stream.reset();
+    // The result may point into the state: the state lives as long as it.
+    EXPECT_EQ(0, Sum::lives.destroyed);
+  }
+  EXPECT_EQ(1, Sum::lives.constructed);
+  EXPECT_EQ(1, Sum::lives.destroyed);
+}
+
+TEST_F(AggregateTest, SumOfNothingIsZero) {
+  Prop sum(
+      static_cast<Sum*>(nullptr), "sum", "sums", "", "integer", "integer", PhasesOf<Sum>(nullptr),
+      survey::frame::AggregateMembers{ToMemberSlot(&Sum::Clear), nullptr, ToMemberSlot(&Sum::Add),
+                                      nullptr, ToMemberSlot(&Sum::Total), nullptr},
+      nullptr);
+  phases.clear();
+  EXPECT_EQ(std::vector<long long>{0}, Integers(*Aggregate("sums", {})));
+  EXPECT_EQ((std::vector<std::string>{"initialize", "total"}), phases);
+}
+
+TEST_F(AggregateTest, MinimumOfSeveralElements) {
+  Prop minimum(static_cast<Minimum*>(nullptr), "minimum", "minima", "", "integer", "integer",
+               PhasesOf<Minimum>(&GenericNullGetter),
+               survey::frame::AggregateMembers{ToMemberSlot(&Minimum::Clear), nullptr,
+                                               ToMemberSlot(&Minimum::Add), nullptr,
+                                               ToMemberSlot(&Minimum::Least), nullptr},
+               nullptr);
+  EXPECT_EQ(std::vector<long long>{-7}, Integers(*Aggregate("minimum", {4, -7, 12, 0})));
+}
+
+TEST_F(AggregateTest, MinimumOfAnEmptyStreamHasNoValue) {
+  Prop minimum(static_cast<Minimum*>(nullptr), "minimum", "minima", "", "integer", "integer",
+               PhasesOf<Minimum>(&GenericNullGetter),
+               survey::frame::AggregateMembers{ToMemberSlot(&Minimum::Clear), nullptr,
+                                               ToMemberSlot(&Minimum::Add), nullptr,
+                                               ToMemberSlot(&Minimum::Least), nullptr},
+               nullptr);
+  EXPECT_TRUE(Integers(*Aggregate("minimum", {})).empty());
+}
+
+TEST_F(AggregateTest, FinalPhasesDeliverSeveralResults) {
+  Prop sorted(static_cast<Sorted*>(nullptr), "sorted", "sorteds", "", "integer", "integer",
+              PhasesOf<Sorted>(&AggregatorBasics<Sorted, integer>::NextFinal),
+              survey::frame::AggregateMembers{
+                  ToMemberSlot(&Sorted::Clear), nullptr, ToMemberSlot(&Sorted::Add), nullptr,
+                  ToMemberSlot(&Sorted::First), ToMemberSlot(&Sorted::Next)},
+              nullptr);
+  EXPECT_EQ((std::vector<long long>{-1, 2, 2, 9}), Integers(*Aggregate("sorted", {9, 2, -1, 2})));
+  EXPECT_TRUE(Integers(*Aggregate("sorted", {})).empty());
+}
+
+TEST_F(AggregateTest, AggregateIsNotAskedAsAPlainProperty) {
+  Prop sum(
+      static_cast<Sum*>(nullptr), "sum", "sums", "", "integer", "integer", PhasesOf<Sum>(nullptr),
+      survey::frame::AggregateMembers{ToMemberSlot(&Sum::Clear), nullptr, ToMemberSlot(&Sum::Add),
+                                      nullptr, ToMemberSlot(&Sum::Total), nullptr},
+      nullptr);
+  EXPECT_EQ(ErrorKind::kTypeError, ErrorOf([&] { Ask("sum", Value(), MakeInteger(1)); }).Kind());
+}
+
+// ---------------------------------------------------------------------------
+// Casts, operators and the library's exceptions.
+
+integer Doubled(integer const& value) { return integer{value.value * 2}; }
+integer Minus(integer const& left, integer const& right) {
+  return integer{left.value - right.value};
+}
+
+TEST_F(CallsTest, CastAndOperatorAreCalledThroughTheirThunks) {
+  RegisteredCast doubled(Using<Cast<integer, integer>>, "doubled", "integer", "integer", &Doubled,
+                         nullptr);
+  RegisteredOperator minus(Using<Operator2<integer, integer, integer>>, kOperatorConcatenation,
+                           "integer", "integer", "integer", &Minus, nullptr);
+  EXPECT_EQ(42, host.Cast("doubled", MakeInteger(21)).As<integer>().value);
+  auto const* const op = host.GetRegistry().FindOperator(kOperatorConcatenation, host.IntegerType(),
+                                                         host.IntegerType());
+  ASSERT_NE(nullptr, op);
+  Value const difference =
+      survey::host::CallOperator(*op, host.IntegerType(), MakeInteger(50), MakeInteger(8));
+  EXPECT_EQ(42, difference.As<integer>().value);
+  EXPECT_EQ(ErrorKind::kNoSuchProperty,
+            ErrorOf([&] { host.Cast("doubled", host.MakeString("x")); }).Kind());
+}
+
+class Explained : public SurveyorDefinedError {
+ public:
+  surveyor_string Message() const override {
+    return surveyor_string{reinterpret_cast<unsigned char const*>("the disk is asleep"), 18};
+  }
+};
+
+integer NoContext() { throw NoSurveyorContext(); }
+integer ContextFails() { throw SurveyorContextError(); }
+integer NotNow() { throw CannotEvaluateNow(); }
+integer Explains() { throw Explained(); }
+integer Breaks() { throw std::runtime_error("broken"); }
+
+TEST_F(CallsTest, LibraryExceptionsBecomeEvaluationErrorsOfTheirKind) {
+  Prop noContext(Using<GlobalProperty<integer>>, "no context", "no contexts", "", "", "integer",
+                 &NoContext, nullptr);
+  Prop contextFails(Using<GlobalProperty<integer>>, "context fails", "context failures", "", "",
+                    "integer", &ContextFails, nullptr);
+  Prop notNow(Using<GlobalProperty<integer>>, "not now", "not nows", "", "", "integer", &NotNow,
+              nullptr);
+  Prop explains(Using<GlobalProperty<integer>>, "explains", "explanations", "", "", "integer",
+                &Explains, nullptr);
+  Prop breaks(Using<GlobalProperty<integer>>, "breaks", "breakages", "", "", "integer", &Breaks,
+              nullptr);
+  EXPECT_EQ(ErrorKind::kNotAvailable, ErrorOf([&] { Integers(*Ask("no context")); }).Kind());
+  EXPECT_EQ(ErrorKind::kNotAvailable, ErrorOf([&] { Integers(*Ask("context fails")); }).Kind());
+  EXPECT_EQ(ErrorKind::kNotAvailable, ErrorOf([&] { Integers(*Ask("not now")); }).Kind());
+  EvaluationError const explained = ErrorOf([&] { Integers(*Ask("explains")); });
+  EXPECT_EQ(ErrorKind::kMessage, explained.Kind());
+  EXPECT_EQ(std::string("the disk is asleep"), explained.what());
+  EvaluationError const broken = ErrorOf([&] { Integers(*Ask("breaks")); });
+  EXPECT_EQ(ErrorKind::kMessage, broken.Kind());
+  EXPECT_NE(std::string::npos, std::string(broken.what()).find("broken"));
+}
+
+}  // namespace
