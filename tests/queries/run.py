@@ -306,7 +306,11 @@ def run_group(survey, extra, cases, interrupt=None):
         if query_file is not None:
             os.unlink(query_file.name)
     answers = []
-    for line in out.decode("utf-8", "replace").splitlines():
+    # One object a line; split on line feeds only, since a value may hold
+    # other characters that end lines elsewhere (U+2028, form feeds).
+    for line in out.decode("utf-8", "replace").split("\n"):
+        if not line:
+            continue
         try:
             answers.append(json.loads(line))
         except ValueError:
