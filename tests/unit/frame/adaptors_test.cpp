@@ -9,7 +9,9 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 

@@ -7,7 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <memory>
 #include <optional>
 
 #include "host/engine/calls.h"
