@@ -40,16 +40,14 @@ environment_variable environment_var_iterator::First(environment const& world) {
 
 environment_variable environment_var_iterator::Next(environment const&) {
   if (slot_ == nullptr || *slot_ == nullptr) throw NoSuchObject();
-  // Move on only past a well-formed entry: a malformed one ends the stream
-  // for good, just as the end of the array does, so every further call ends
-  // on it again.
-  char const* const entry = *slot_;
+  // Move on before looking at the entry, so that a bad entry is passed over
+  // by any further call.
+  char const* const entry = *slot_++;
   char const* const equals = std::strchr(entry, '=');
   if (equals == nullptr || equals == entry) throw NoSuchObject();
   char const* const value = equals + 1;
   unsigned long const valueLength = std::strlen(value);
   if (valueLength == 0) throw NoSuchObject();
-  ++slot_;
   return environment_variable{
       surveyor_string{reinterpret_cast<unsigned char const*>(entry),
                       static_cast<unsigned long>(equals - entry)},

@@ -170,9 +170,10 @@ TEST(EnvironmentTest, MalformedFirstEntryMakesTheStreamEmpty) {
   EXPECT_TRUE(DrainFresh().empty());
 }
 
-// A stream that a malformed entry ended stays ended, like one that ran off
-// the end of the array.
-TEST(EnvironmentTest, NextAfterAMalformedEntryThrowsNoSuchObjectAgain) {
+// The iterator moves past an entry before it looks at it: a malformed entry
+// ends the stream for a host that stops at the first "none", and a further
+// Next passes over it to the entries behind.
+TEST(EnvironmentTest, NextAfterAMalformedEntryPassesOverIt) {
   for (char const* bad : {"A=", "=B", "C"}) {
     SCOPED_TRACE(bad);
     ReplacedEnvironment replaced({"P=1", bad, "Q=2", "R=3"});
@@ -180,6 +181,8 @@ TEST(EnvironmentTest, NextAfterAMalformedEntryThrowsNoSuchObjectAgain) {
     environment_var_iterator iterator;
     EXPECT_EQ("P", Text(iterator.First(world).name));
     EXPECT_THROW(iterator.Next(world), NoSuchObject);
+    EXPECT_EQ("Q", Text(iterator.Next(world).name));
+    EXPECT_EQ("R", Text(iterator.Next(world).name));
     EXPECT_THROW(iterator.Next(world), NoSuchObject);
     EXPECT_THROW(iterator.Next(world), NoSuchObject);
   }
