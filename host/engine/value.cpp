@@ -9,12 +9,10 @@ namespace survey::host {
 
 namespace detail {
 
-struct ValueBlock {
-  TypeEntry const* type;
-  std::size_t references;
+struct ValueBlock : ValueHead {
   std::size_t extraOffset;
   bool constructed;
-  void const* external;  // a view's data, which lies elsewhere
+  bool view;  // the data lies elsewhere and is not destroyed here
   Value operands[2];  // the index and the object, or a cast's source
   std::shared_ptr<void> keepAlive;
   // The value itself lies behind this header, aligned for any scalar.
@@ -41,23 +39,13 @@ unsigned char* ValueBlock::Bytes() { return reinterpret_cast<unsigned char*>(thi
 
 using detail::ValueBlock;
 
-Value::Value(Value const& other) noexcept : block_(other.block_) {
-  if (block_ != nullptr) ++block_->references;
-}
-
-Value::~Value() {
-  if (block_ == nullptr || --block_->references != 0) return;
-  if (block_->constructed && block_->external == nullptr && block_->type != nullptr && block_->type->destroy != nullptr) {
-    block_->type->destroy(block_->Bytes());
+void detail::Release(ValueHead* head) noexcept {
+  auto* const block = static_cast<ValueBlock*>(head);
+  if (block->constructed && !block->view && block->type != nullptr &&
+      block->type->destroy != nullptr) {
+    block->type->destroy(block->Bytes());
   }
-  detail::Free(block_);
-}
-
-TypeEntry const* Value::Type() const { return block_ == nullptr ? nullptr : block_->type; }
-
-void const* Value::Data() const {
-  if (block_ == nullptr) return nullptr;
-  return block_->external != nullptr ? block_->external : block_->Bytes();
+  Free(block);
 }
 
 ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {
@@ -66,7 +54,11 @@ ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {
   std::size_t const total = detail::kHeaderSize + extraOffset + extraBytes;
   void* const memory = std::aligned_alloc(detail::kAlignment, detail::RoundUp(total));
   if (memory == nullptr) throw std::bad_alloc();
-  block_ = ::new (memory) ValueBlock{type, 1, extraOffset, false, nullptr, {}, {}};
+  block_ = ::new (memory) ValueBlock{};
+  block_->type = type;
+  block_->references = 1;
+  block_->extraOffset = extraOffset;
+  block_->data = block_->Bytes();
 }
 
 ValueBuilder::~ValueBuilder() {
@@ -92,7 +84,7 @@ void ValueBuilder::KeepAlive(std::shared_ptr<void> owner) { block_->keepAlive = 
 
 Value ValueBuilder::Finish() {
   block_->constructed = true;
-  return Value(std::exchange(block_, nullptr));
+  return Value(static_cast<detail::ValueHead*>(std::exchange(block_, nullptr)));
 }
 
 Value Value::MakeString(TypeEntry const* stringType, std::string_view bytes) {
@@ -106,7 +98,8 @@ Value Value::MakeString(TypeEntry const* stringType, std::string_view bytes) {
 Value Value::View(TypeEntry const* type, void const* data, Value const& owner) {
   ValueBuilder builder(nullptr);
   builder.block_->type = type;
-  builder.block_->external = data;
+  builder.block_->view = true;
+  builder.block_->data = data;
   builder.DependOn(owner);
   return builder.Finish();
 }

@@ -18,24 +18,36 @@
 namespace survey::host {
 
 namespace detail {
+// The first fields of every value block, read inline on the hot path.
+struct ValueHead {
+  TypeEntry const* type;
+  std::size_t references;
+  void const* data;  // the value: inside the block, or elsewhere for a view
+};
 struct ValueBlock;
-}
+// Destroys the value and frees the block: its last handle is gone.
+void Release(ValueHead* head) noexcept;
+}  // namespace detail
 
 class Value {
  public:
   Value() = default;
-  Value(Value const& other) noexcept;
+  Value(Value const& other) noexcept : block_(other.block_) {
+    if (block_ != nullptr) ++block_->references;
+  }
   Value(Value&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
   Value& operator=(Value other) noexcept {
     std::swap(block_, other.block_);
     return *this;
   }
-  ~Value();
+  ~Value() {
+    if (block_ != nullptr && --block_->references == 0) detail::Release(block_);
+  }
 
   bool Empty() const { return block_ == nullptr; }
   explicit operator bool() const { return block_ != nullptr; }
-  TypeEntry const* Type() const;
-  void const* Data() const;
+  TypeEntry const* Type() const { return block_ == nullptr ? nullptr : block_->type; }
+  void const* Data() const { return block_ == nullptr ? nullptr : block_->data; }
 
   template <class T>
   T const& As() const {
@@ -54,8 +66,8 @@ class Value {
 
  private:
   friend class ValueBuilder;
-  explicit Value(detail::ValueBlock* block) : block_(block) {}
-  detail::ValueBlock* block_ = nullptr;
+  explicit Value(detail::ValueHead* block) : block_(block) {}
+  detail::ValueHead* block_ = nullptr;
 };
 
 // A value is built in two steps: a raw block is made, an adaptor constructs
