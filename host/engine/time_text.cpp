@@ -137,4 +137,17 @@ std::string IntervalText(long long ticks) {
   return text;
 }
 
+std::string HertzText(long long hertz) {
+  static struct {
+    long long scale;
+    char const* unit;
+  } const kUnits[] = {{1000000000LL, "GHz"}, {1000000LL, "MHz"}, {1000LL, "kHz"}};
+  if (hertz != 0) {
+    for (auto const& unit : kUnits) {
+      if (hertz % unit.scale == 0) return std::to_string(hertz / unit.scale) + " " + unit.unit;
+    }
+  }
+  return std::to_string(hertz) + " Hz";
+}
+
 }  // namespace survey::host

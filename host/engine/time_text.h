@@ -1,4 +1,4 @@
-// The host's text forms of times and intervals.
+// The host's text forms of times, intervals and frequencies.
 #pragma once
 
 #include <string>
@@ -18,5 +18,9 @@ bool ParseTimeText(std::string_view text, long long& ticks);
 
 // An interval in microseconds as "[-][D day(s), ]HH:MM:SS[.ffffff]".
 std::string IntervalText(long long ticks);
+
+// A frequency in hertz, with the largest unit that keeps the number whole:
+// "2793 MHz"; 1.5 GHz is "1500 MHz".
+std::string HertzText(long long hertz);
 
 }  // namespace survey::host

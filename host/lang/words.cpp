@@ -163,6 +163,7 @@ void TimeAsString(void* r, void const* v, void const*) { Put(r, asString(moment{
 void IntervalAsString(void* r, void const* v, void const*) {
   Put(r, Copy(host::IntervalText(Ticks(v))));
 }
+void HertzAsString(void* r, void const* v, void const*) { Put(r, Copy(host::HertzText(Int(v)))); }
 void StringAsString(void* r, void const* v, void const*) { Put(r, Str(v)); }
 void StringAsInteger(void* r, void const* v, void const*) {
   surveyor_string const& text = Str(v);
@@ -336,6 +337,9 @@ int JoinFinal(void* r, void const*, void const*, void* s, void const*) {
 int JoinEnd(void*, void const*, void const*, void*, void const*) { throw NoSuchObject(); }
 
 void NoDestroy(void const*) {}
+void FingerprintInteger(Fingerprinter& fingerprinter, void const* value) {
+  Fingerprint_Byte_Range(fingerprinter, value, static_cast<integer const*>(value) + 1);
+}
 void FingerprintSubstring(Fingerprinter& fingerprinter, void const* value) {
   fingerprinter << static_cast<substring const*>(value)->part;
 }
@@ -346,6 +350,9 @@ HostWords::HostWords(host::Registry& registry) : registry_(registry) {
   host::Registry::Scope scope(registry_);
   Register_Type(Next(Kind::kType), kTypeHostArea, "substring", sizeof(substring), &NoDestroy, "string",
                 &FingerprintSubstring);
+  // A processor's speed: a 64-bit count of hertz.
+  Register_Type(Next(Kind::kType), kTypeHostArea, "hertz", sizeof(integer), &NoDestroy, nullptr,
+                &FingerprintInteger);
 
   struct OperatorRow {
     int code;
@@ -371,6 +378,10 @@ HostWords::HostWords(host::Registry& registry) : registry_(registry) {
       {kOperatorDivide, "integer", "integer", "integer", &IntegerDivide},
       {kOperatorModulo, "integer", "integer", "integer", &IntegerModulo},
       {kOperatorEqual, "boolean", "boolean", "boolean", &BooleanEqual},
+      // A frequency is a 64-bit count of hertz, laid out as an integer.
+      {kOperatorEqual, "hertz", "hertz", "boolean", &IntegerEqual},
+      {kOperatorLessThan, "hertz", "hertz", "boolean", &IntegerLess},
+      {kOperatorLessOrEqual, "hertz", "hertz", "boolean", &IntegerLessOrEqual},
       {kOperatorEqual, "time", "time", "boolean", &TicksEqual},
       {kOperatorLessThan, "time", "time", "boolean", &TicksLess},
       {kOperatorLessOrEqual, "time", "time", "boolean", &TicksLessOrEqual},
@@ -402,6 +413,7 @@ HostWords::HostWords(host::Registry& registry) : registry_(registry) {
       {"string", "boolean", "string", &BooleanAsString},
       {"string", "time", "string", &TimeAsString},
       {"string", "time interval", "string", &IntervalAsString},
+      {"string", "hertz", "string", &HertzAsString},
       {"integer", "string", "integer", &StringAsInteger},
       {"time", "string", "time", &StringAsTime},
       {"lowercase", "string", "string", &AsLowercase},
