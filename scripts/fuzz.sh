@@ -1,19 +1,26 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets with clang in build/fuzz (a build of its own, apart
-# from the presets) and runs the query language's target for a while.
+# Builds a fuzz target with clang in build/fuzz (a build of its own, apart
+# from the presets) and runs it for a while.
 #
-#   scripts/fuzz.sh [SECONDS]     default 60
+#   scripts/fuzz.sh [SECONDS] [TARGET]     default 60 parse_fuzzer
 #
-# The corpus grows in build/fuzz/corpus and is kept between runs; it starts
-# from the queries of tests/queries and the examples of docs/language.md.
-# Inputs that crash are written to build/fuzz/artifacts; the script then
-# exits with the fuzzer's status.
+# TARGET is parse_fuzzer (the query language) or numeral_fuzzer (the number
+# readers against the standard library's conversions). BUILD_DIR chooses
+# another build folder.
+#
+# Each target's corpus grows in its own folder under the build folder
+# (corpus for parse_fuzzer, corpus-numeral_fuzzer for the others) and is
+# kept between runs. The query language's starts from the queries of
+# tests/queries and the examples of docs/language.md; the numerals' from a
+# few written below. Inputs that crash are written to the build folder's
+# artifacts; the script then exits with the fuzzer's status.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 SECONDS_TO_RUN=${1:-60}
-BUILD_DIR=build/fuzz
+TARGET=${2:-parse_fuzzer}
+BUILD_DIR=${BUILD_DIR:-build/fuzz}
 JOBS=${JOBS:-2}
 
 if ! command -v clang++ >/dev/null; then
@@ -24,22 +31,49 @@ fi
 CC=clang CXX=clang++ cmake -S . -B "$BUILD_DIR" -G Ninja \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DSURVEY_BUILD_FUZZ=ON -DSURVEY_BUILD_TESTS=OFF -DSURVEY_BUILD_BENCH=OFF
-cmake --build "$BUILD_DIR" -j"$JOBS" --target parse_fuzzer
+case "$TARGET" in
+  parse_fuzzer | numeral_fuzzer) ;;
+  *)
+    echo "fuzz: unknown target $TARGET (parse_fuzzer or numeral_fuzzer)" >&2
+    exit 2
+    ;;
+esac
+cmake --build "$BUILD_DIR" -j"$JOBS" --target "$TARGET"
 
-seeds="$BUILD_DIR/seeds"
-corpus="$BUILD_DIR/corpus"
 artifacts="$BUILD_DIR/artifacts"
-rm -rf "$seeds"
-mkdir -p "$corpus" "$artifacts"
-python3 tests/queries/run.py --corpus "$seeds" tests/queries/*.queries docs/language.md
+mkdir -p "$artifacts"
 
-echo "fuzz: running parse_fuzzer for $SECONDS_TO_RUN seconds"
-"$BUILD_DIR/bin/parse_fuzzer" \
+if [ "$TARGET" = parse_fuzzer ]; then
+  seeds="$BUILD_DIR/seeds"
+  corpus="$BUILD_DIR/corpus"
+  rm -rf "$seeds"
+  mkdir -p "$corpus"
+  python3 tests/queries/run.py --corpus "$seeds" tests/queries/*.queries docs/language.md
+  dictionary=fuzz/query.dict
+  max_len=4096
+else
+  seeds="$BUILD_DIR/seeds-$TARGET"
+  corpus="$BUILD_DIR/corpus-$TARGET"
+  rm -rf "$seeds"
+  mkdir -p "$corpus" "$seeds"
+  n=0
+  for seed in 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
+    18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \
+    ffffffff FFFFFFFFFFFFFFFF 10000000000000000 deadBEEF 12x "1 " +5; do
+    printf '%s' "$seed" >"$seeds/seed-$n"
+    n=$((n + 1))
+  done
+  dictionary=fuzz/numeral.dict
+  max_len=64
+fi
+
+echo "fuzz: running $TARGET for $SECONDS_TO_RUN seconds"
+"$BUILD_DIR/bin/$TARGET" \
   -max_total_time="$SECONDS_TO_RUN" \
   -timeout=10 \
   -rss_limit_mb=4096 \
-  -max_len=4096 \
+  -max_len="$max_len" \
   -print_final_stats=1 \
-  -dict=fuzz/query.dict \
+  -dict="$dictionary" \
   -artifact_prefix="$artifacts/" \
   "$corpus" "$seeds"
