@@ -1,5 +1,6 @@
 #include "host/lang/session.h"
 
+#include "host/client/context.h"
 #include "host/lang/parser.h"
 
 namespace survey::lang {
@@ -15,7 +16,8 @@ Answer Session::Evaluate(std::string_view query,
   auto const started = std::chrono::steady_clock::now();
   Answer answer;
   host::Evaluation::ClearInterrupt();
-  std::unique_ptr<host::Evaluation> evaluation = host_.NewEvaluation();
+  client::ClientContext context(clientFolder_.get());
+  std::unique_ptr<host::Evaluation> evaluation = host_.NewEvaluation(&context);
   if (timeLimit_.count() > 0) evaluation->SetTimeLimit(timeLimit_);
   {
     host::Evaluation::Scope scope(*evaluation);

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/client/client_folder.h"
 #include "host/engine/host.h"
 #include "host/lang/evaluator.h"
 #include "host/lang/words.h"
@@ -49,11 +50,18 @@ class Session {
 
   host::Host& GetHost() { return host_; }
 
+  // The client folder that each query's context serves; none by default.
+  void SetClientFolder(std::shared_ptr<client::ClientFolder> folder) {
+    clientFolder_ = std::move(folder);
+  }
+  client::ClientFolder* GetClientFolder() const { return clientFolder_.get(); }
+
  private:
   host::Host host_;
   HostWords words_;
   Evaluator evaluator_;
   std::chrono::microseconds timeLimit_{0};
+  std::shared_ptr<client::ClientFolder> clientFolder_;
 };
 
 }  // namespace survey::lang

@@ -19,6 +19,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -27,6 +28,8 @@
 
 namespace {
 
+using survey::client::ClientFolder;
+using survey::client::ClientFolderError;
 using survey::host::ErrorKindName;
 using survey::host::EvaluationError;
 using survey::lang::Answer;
@@ -252,7 +255,9 @@ int main(int argc, char** argv) {
   app.add_option("--timeout", options.timeout, "give up a query after this many seconds")
       ->check(CLI::NonNegativeNumber);
   app.add_option("--library", options.library, "the surveyor library to load");
-  app.add_option("--client", options.client, "the client folder (reserved; not used yet)");
+  app.add_option("--client", options.client,
+                 "the client folder (made if missing; default: survey/client in the user's "
+                 "state folder, made on first use)");
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
@@ -277,6 +282,19 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "survey: %s\n", error.what());
     return 1;
   }
+  // The client folder that the queries' contexts serve. One that is named
+  // must be usable now; the default one is made when a query first needs it.
+  auto client = std::make_shared<ClientFolder>(
+      options.client.empty() ? ClientFolder::DefaultRoot() : options.client);
+  if (!options.client.empty()) {
+    try {
+      client->Prepare();
+    } catch (ClientFolderError const& error) {
+      std::fprintf(stderr, "survey: %s\n", error.what());
+      return 2;
+    }
+  }
+  session.SetClientFolder(client);
   if (options.timeout > 0) {
     session.SetTimeLimit(std::chrono::microseconds(static_cast<long long>(options.timeout * 1e6)));
   }

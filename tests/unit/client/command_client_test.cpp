@@ -1,0 +1,104 @@
+// The command's client folder: one named with --client is made at once, or
+// the command stops with a clear error; the default one waits for first use.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+
+namespace {
+
+struct Outcome {
+  int status = -1;
+  std::string output;  // standard output and error together
+};
+
+// Runs the command through the shell with the given environment settings
+// and arguments.
+Outcome Survey(std::string const& environment, std::string const& arguments) {
+  std::string const command =
+      "env -i " + environment + " '" SURVEY_COMMAND "' " + arguments + " 2>&1";
+  Outcome run;
+  FILE* const pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) {
+    ADD_FAILURE() << "cannot run " << command;
+    return run;
+  }
+  char buffer[512];
+  std::size_t count;
+  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) run.output.append(buffer, count);
+  int const status = pclose(pipe);
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+// Sanitizer builds need their settings to pass through the cleared
+// environment.
+std::string PassedThrough() {
+  std::string settings;
+  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
+    if (char const* const value = std::getenv(name)) {
+      settings += std::string(name) + "='" + value + "' ";
+    }
+  }
+  return settings;
+}
+
+bool IsFolder(std::string const& path) {
+  std::string const command = "test -d '" + path + "'";
+  return std::system(command.c_str()) == 0;
+}
+
+class CommandClientTest : public ::testing::Test {
+ protected:
+  CommandClientTest() {
+    char pattern[] = "/tmp/survey-command-test-XXXXXX";
+    char const* const made = mkdtemp(pattern);
+    if (made == nullptr) ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
+    scratch = made != nullptr ? made : "/nonexistent";
+  }
+  ~CommandClientTest() override {
+    std::string const command = "rm -rf '" + scratch + "'";
+    if (std::system(command.c_str()) != 0) ADD_FAILURE() << "cannot remove " << scratch;
+  }
+  std::string scratch;
+};
+
+TEST_F(CommandClientTest, ANamedClientFolderIsMadeWithItsLayout) {
+  std::string const client = scratch + "/deep/client";
+  Outcome const run =
+      Survey(PassedThrough() + "HOME='" + scratch + "'", "--client '" + client + "' -e '2 + 3'");
+  EXPECT_EQ(0, run.status) << run.output;
+  EXPECT_EQ("5\n", run.output);
+  EXPECT_TRUE(IsFolder(client + "/__QRVData/UsageData"));
+  EXPECT_TRUE(IsFolder(client + "/__Global"));
+}
+
+TEST_F(CommandClientTest, AClientFolderThatCannotBeMadeStopsTheCommandClearly) {
+  std::string const file = scratch + "/plain";
+  std::ofstream(file) << "x";
+  std::string const client = file + "/client";
+  Outcome const run =
+      Survey(PassedThrough() + "HOME='" + scratch + "'", "--client '" + client + "' -e '2 + 3'");
+  EXPECT_EQ(2, run.status) << run.output;
+  EXPECT_EQ(std::string::npos, run.output.find("5\n")) << "no query runs";
+  EXPECT_NE(std::string::npos, run.output.find("cannot use the client folder " + client))
+      << run.output;
+  EXPECT_NE(std::string::npos, run.output.find(file + " is not a folder")) << run.output;
+}
+
+TEST_F(CommandClientTest, TheDefaultClientFolderWaitsForFirstUse) {
+  Outcome const run =
+      Survey(PassedThrough() + "XDG_STATE_HOME='" + scratch + "/state'", "-e '2 + 3'");
+  EXPECT_EQ(0, run.status) << run.output;
+  EXPECT_EQ("5\n", run.output);
+  // Nothing asked for the storage folder, so nothing was made.
+  EXPECT_FALSE(IsFolder(scratch + "/state/survey/client"));
+}
+
+}  // namespace
