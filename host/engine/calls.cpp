@@ -1,5 +1,7 @@
 #include "host/engine/calls.h"
 
+#include <cxxabi.h>
+
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -9,6 +11,16 @@
 namespace survey::host {
 
 namespace {
+
+// The class name of a library exception as written in the source: what()
+// gives the compiler's encoded form.
+std::string ReadableName(DebuggableException const& error) {
+  int status = 0;
+  char* const plain = abi::__cxa_demangle(error.what(), nullptr, nullptr, &status);
+  std::string name = status == 0 && plain != nullptr ? plain : error.what();
+  std::free(plain);
+  return name;
+}
 
 // Rethrows the exception in flight, other than NoSuchObject, as an
 // EvaluationError naming `what`.
@@ -23,7 +35,7 @@ namespace {
   } catch (SurveyorContextError const& error) {
     throw EvaluationError(ErrorKind::kNotAvailable,
                           what + " is not available: the context cannot answer (" +
-                              error.what() + ")");
+                              ReadableName(error) + ")");
   } catch (CannotEvaluateNow const&) {
     throw EvaluationError(ErrorKind::kNotAvailable, what + " cannot be evaluated now");
   } catch (SurveyorDefinedError const& error) {
@@ -34,7 +46,7 @@ namespace {
                               : std::string(reinterpret_cast<char const*>(message.data),
                                             message.length));
   } catch (DebuggableException const& error) {
-    throw EvaluationError(ErrorKind::kMessage, what + " failed: " + error.what());
+    throw EvaluationError(ErrorKind::kMessage, what + " failed: " + ReadableName(error));
   } catch (EvaluationError const&) {
     throw;
   } catch (std::bad_alloc const&) {
