@@ -267,10 +267,25 @@ def base_environment(env):
     return result
 
 
+_client_folder = None
+
+
+def client_folder():
+    """A scratch client folder for this run, so that the command never makes
+    or reads one in the runner's home; removed when the runner ends."""
+    global _client_folder
+    if _client_folder is None:
+        import atexit
+        import shutil
+        _client_folder = tempfile.mkdtemp(prefix="survey-client-")
+        atexit.register(shutil.rmtree, _client_folder, True)
+    return _client_folder
+
+
 def run_group(survey, extra, cases, interrupt=None):
     """Runs cases in one process; the JSON answers in order, and a problem."""
     env = base_environment(cases[0].env)
-    args = [survey, "--json"] + extra
+    args = [survey, "--json", "--client", client_folder()] + extra
     query_file = None
     if interrupt is not None:
         # The interrupted query, then one that must still be answered.
