@@ -114,25 +114,25 @@ class Parser {
   }
 
   // --- Grammar, loosest first.
-  std::unique_ptr<Node> Collection() {
+
+  // Parts separated by a mark: one part stands alone, several make a node of
+  // `kind` holding them in order.
+  template <class Part>
+  std::unique_ptr<Node> Separated(NodeKind kind, std::string_view mark, Part part) {
     long const position = Peek().position;
-    auto first = Tuple();
-    if (!IsPunct(";")) return first;
-    auto node = Make(NodeKind::kCollection, position);
+    auto first = (this->*part)();
+    if (!IsPunct(mark)) return first;
+    auto node = Make(kind, position);
     node->items.push_back(std::move(first));
-    while (AcceptPunct(";")) node->items.push_back(Tuple());
+    while (AcceptPunct(mark)) node->items.push_back((this->*part)());
     return node;
   }
 
-  std::unique_ptr<Node> Tuple() {
-    long const position = Peek().position;
-    auto first = Conditional();
-    if (!IsPunct(",")) return first;
-    auto node = Make(NodeKind::kTuple, position);
-    node->items.push_back(std::move(first));
-    while (AcceptPunct(",")) node->items.push_back(Conditional());
-    return node;
+  std::unique_ptr<Node> Collection() {
+    return Separated(NodeKind::kCollection, ";", &Parser::Tuple);
   }
+
+  std::unique_ptr<Node> Tuple() { return Separated(NodeKind::kTuple, ",", &Parser::Conditional); }
 
   std::unique_ptr<Node> Conditional() {
     Deeper guard(*this);
