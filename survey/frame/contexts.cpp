@@ -1,8 +1,5 @@
 #include "survey/frame/contexts.h"
 
-#include <sys/utsname.h>
-#include <unistd.h>
-
 #include <cstring>
 #include <memory>
 
@@ -78,40 +75,9 @@ void ComputerIDNodeState(Fingerprinter& fingerprinter) {
   FingerprintBytewise<unsigned long long>(fingerprinter, computerId);
 }
 
-namespace {
-
-// The operating system's identity as this process first saw it: the system's
-// name, the kernel's release and version line, and the machine's
-// architecture. Taken once and kept, so that the node's state is fixed for
-// the life of the process: these properties are taken as stable.
-struct OSIdentity {
-  struct utsname names;
-  bool taken = false;
-};
-
-surveyor_string ViewOf(char const* text) {
-  return surveyor_string{reinterpret_cast<unsigned char const*>(text),
-                         static_cast<unsigned long>(std::strlen(text))};
-}
-
-}  // namespace
-
-void OSNodeState(Fingerprinter& fingerprinter) {
-  static OSIdentity identity;
-  if (!identity.taken) {
-    if (uname(&identity.names) != 0) return;  // tried again at the next run
-    identity.taken = true;
-  }
-  fingerprinter << ViewOf(identity.names.sysname) << ViewOf(identity.names.release)
-                << ViewOf(identity.names.version) << ViewOf(identity.names.machine);
-}
-
-void ComputerNameNodeState(Fingerprinter& fingerprinter) {
-  char name[1024];
-  if (gethostname(name, 1023) != 0) return;
-  name[1023] = '\0';
-  Fingerprint_Byte_Range(fingerprinter, name, name + std::strlen(name));
-}
+// The node functions of "StableOSProperties" and
+// "StableComputerNameProperties" belong to the operating system's surveyors,
+// which register those two nodes.
 
 void CurrentActionDependencyNodeFunction(Fingerprinter& fingerprinter) {
   Fingerprint_Global(fingerprinter, &CurrentActionDependencyNode);
@@ -162,9 +128,6 @@ void RegisterDependencyNodes() {
   RegisterGlobalDependency<&CurrentAnalysisDependencyNode>("CurrentAnalysis",
                                                            &CurrentAnalysisNodeState);
   RegisterGlobalDependency<&ComputerIDDependencyNode>("ComputerID", &ComputerIDNodeState);
-  RegisterGlobalDependency<&OSDependencyNode>("StableOSProperties", &OSNodeState);
-  RegisterGlobalDependency<&ComputerNameDependencyNode>("StableComputerNameProperties",
-                                                        &ComputerNameNodeState);
 }
 
 [[maybe_unused]] int const registered = (RegisterDependencyNodes(), 0);

@@ -160,7 +160,9 @@ SURVEY_API extern DependencyNode OSDependencyNode;
 // "StableComputerNameProperties": the host name.
 SURVEY_API extern DependencyNode ComputerNameDependencyNode;
 
-// The node functions.
+// The node functions. Those of "StableOSProperties" and
+// "StableComputerNameProperties" are the operating system surveyors', which
+// register the two nodes with their own vocabulary.
 SURVEY_API void CurrentActionNodeState(Fingerprinter& fingerprinter);
 SURVEY_API void CurrentAnalysisNodeState(Fingerprinter& fingerprinter);
 SURVEY_API void ComputerIDNodeState(Fingerprinter& fingerprinter);

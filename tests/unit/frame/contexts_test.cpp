@@ -37,11 +37,6 @@ std::string Output(char const* command) {
   return text;
 }
 
-surveyor_string View(std::string const& text) {
-  return surveyor_string{reinterpret_cast<unsigned char const*>(text.data()),
-                         static_cast<unsigned long>(text.size())};
-}
-
 // The digest of what a function folds in.
 template <class Fold>
 std::uint64_t DigestOf(Fold fold) {
@@ -428,15 +423,6 @@ TEST_F(ContextsTest, ComputerNameFoldsTheBytesOfTheHostName) {
   expected.Add(name.data(), name.size());
   // The node does not need a context.
   EXPECT_EQ(expected.Digest(), DigestOf(&ComputerNameNodeState));
-}
-
-TEST_F(ContextsTest, OSPropertiesFoldTheSystemsIdentityAndStayFixed) {
-  Fingerprinter expected;
-  expected << View(Output("uname -s")) << View(Output("uname -r")) << View(Output("uname -v"))
-           << View(Output("uname -m"));
-  std::uint64_t const first = DigestOf(&OSNodeState);
-  EXPECT_EQ(expected.Digest(), first);
-  EXPECT_EQ(first, DigestOf(&OSNodeState));
 }
 
 TEST_F(ContextsTest, TheFiveNodesAreRegisteredWithTheirNodeFunctions) {
