@@ -28,6 +28,7 @@ PY
 
 echo "| workload | survey | other tool | ratio |"
 echo "|---|---|---|---|"
+compare "name of operating system beside uname -s" "$survey 'name of operating system'" "uname -s"
 compare "a host-only query beside uname -s" "$survey '1 + 1'" "uname -s"
 compare "number of variables beside printenv" \
   "$survey 'number of variables of environment'" "printenv"
