@@ -10,11 +10,13 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "host/engine/evaluation.h"
 #include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
 #include "host/engine/time_text.h"
+#include "survey/foundation/time.h"
 
 using survey::host::CacheEntry;
 using survey::host::CastEntry;
@@ -302,6 +304,35 @@ surveyor_string asString(moment const& when) {
   unsigned char* const bytes = Allocate_Surveyor_Memory(text.size());
   std::memcpy(bytes, text.data(), text.size());
   return surveyor_string{bytes, static_cast<unsigned long>(text.size())};
+}
+
+// The library's own time classes. The host reads and fills their fields and
+// never calls into the library for them.
+
+moment AsMoment(Instant const& instant) { return moment{instant.microseconds}; }
+
+TimeObject TextToTime(ConstData text) {
+  survey::host::TimeFields fields;
+  std::string_view const view(reinterpret_cast<char const*>(text.begin),
+                              text.begin == nullptr ? 0 : static_cast<std::size_t>(text.end - text.begin));
+  if (!survey::host::ParseTimeFields(view, fields)) throw NoSuchObject();
+  TimeObject time;
+  time.date.day = fields.day;
+  time.date.month = static_cast<Month>(fields.month);
+  time.date.year = static_cast<std::uint32_t>(fields.year);
+  time.time.hour = static_cast<std::uint8_t>(fields.hour);
+  time.time.minute = static_cast<std::uint8_t>(fields.minute);
+  time.time.second = static_cast<std::uint8_t>(fields.second);
+  time.zone.offset = static_cast<std::int32_t>(fields.offset);
+  return time;
+}
+
+Buffer& operator<<(Buffer& out, TimeZone const& zone) {
+  std::string const text = survey::host::ZoneText(zone.offset);
+  if (static_cast<std::size_t>(out.end - out.current) < text.size()) throw DataOverflow();
+  std::memcpy(out.current, text.data(), text.size());
+  out.current += text.size();
+  return out;
 }
 
 // ---------------------------------------------------------------------------

@@ -68,7 +68,7 @@ class Reader {
 };
 }  // namespace
 
-bool ParseTimeText(std::string_view text, long long& ticks) {
+bool ParseTimeFields(std::string_view text, TimeFields& fields) {
   Reader reader(text);
   if (reader.Name(kDays, 7) != 0 && !reader.Accept(", ")) return false;
   long long day, year, hour, minute, second, zoneHours, zoneMinutes;
@@ -94,25 +94,44 @@ bool ParseTimeText(std::string_view text, long long& ticks) {
       zoneHours > 23 || zoneMinutes > 59) {
     return false;
   }
-  long long const local = DaysFromCivil(year, month, static_cast<unsigned>(day)) * 86400 +
-                          hour * 3600 + minute * 60 + second;
-  long long const offset = sign * (zoneHours * 3600 + zoneMinutes * 60);
-  ticks = (local - offset) * kMicrosecondsPerSecond;
+  fields.year = year;
+  fields.month = month;
+  fields.day = static_cast<unsigned>(day);
+  fields.hour = static_cast<unsigned>(hour);
+  fields.minute = static_cast<unsigned>(minute);
+  fields.second = static_cast<unsigned>(second);
+  fields.offset = static_cast<long>(sign * (zoneHours * 3600 + zoneMinutes * 60));
   return true;
+}
+
+bool ParseTimeText(std::string_view text, long long& ticks) {
+  TimeFields fields;
+  if (!ParseTimeFields(text, fields)) return false;
+  long long const local = DaysFromCivil(fields.year, fields.month, fields.day) * 86400 +
+                          fields.hour * 3600LL + fields.minute * 60LL + fields.second;
+  ticks = (local - fields.offset) * kMicrosecondsPerSecond;
+  return true;
+}
+
+std::string ZoneText(long offset) {
+  // Work in the magnitude at 64 bits, so that the least offset prints whole.
+  long long const magnitude = offset < 0 ? -static_cast<long long>(offset) : offset;
+  long long const minutes = magnitude / 60;
+  char text[32];
+  std::snprintf(text, sizeof text, "%c%02lld%02lld", offset < 0 ? '-' : '+', minutes / 60,
+                minutes % 60);
+  return text;
 }
 
 std::string TimeText(long long ticks) {
   time_t const seconds = static_cast<time_t>(FloorDivide(ticks, kMicrosecondsPerSecond));
   tm local{};
   if (localtime_r(&seconds, &local) == nullptr) return "<time out of range>";
-  long const offset = local.tm_gmtoff;
-  long const offsetMinutes = (offset < 0 ? -offset : offset) / 60;
   char text[64];
-  std::snprintf(text, sizeof text, "%s, %02d %s %04d %02d:%02d:%02d %c%02ld%02ld",
-                kDays[local.tm_wday % 7], local.tm_mday, kMonths[local.tm_mon % 12],
-                local.tm_year + 1900, local.tm_hour, local.tm_min, local.tm_sec,
-                offset < 0 ? '-' : '+', offsetMinutes / 60, offsetMinutes % 60);
-  return text;
+  std::snprintf(text, sizeof text, "%s, %02d %s %04d %02d:%02d:%02d ", kDays[local.tm_wday % 7],
+                local.tm_mday, kMonths[local.tm_mon % 12], local.tm_year + 1900, local.tm_hour,
+                local.tm_min, local.tm_sec);
+  return text + ZoneText(local.tm_gmtoff);
 }
 
 std::string IntervalText(long long ticks) {

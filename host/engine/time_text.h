@@ -16,6 +16,28 @@ std::string TimeText(long long ticks);
 // when the text is not a valid time of that form.
 bool ParseTimeText(std::string_view text, long long& ticks);
 
+// The fields of a time in the text form above, as the text gives them: the
+// date and clock reading in the text's zone, and that zone's offset east of
+// UTC in seconds.
+struct TimeFields {
+  long long year = 1970;
+  unsigned month = 1;  // 1 to 12
+  unsigned day = 1;
+  unsigned hour = 0;
+  unsigned minute = 0;
+  unsigned second = 0;
+  long offset = 0;
+};
+
+// Reads a time in the text form above into its fields, with the same rules
+// as ParseTimeText. False when the text is not a valid time of that form.
+bool ParseTimeFields(std::string_view text, TimeFields& fields);
+
+// A zone's offset east of UTC, in seconds, as the text form writes it:
+// "+0000", "-0530". Seconds of the offset that make no whole minute are
+// dropped.
+std::string ZoneText(long offset);
+
 // An interval in microseconds as "[-][D day(s), ]HH:MM:SS[.ffffff]".
 std::string IntervalText(long long ticks);
 

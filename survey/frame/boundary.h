@@ -576,6 +576,24 @@ SURVEY_API boolean operator==(surveyor_string const& left, surveyor_string const
 SURVEY_API boolean Contains(surveyor_string const& text, surveyor_string const& sought);
 SURVEY_API boolean StartsWith(surveyor_string const& text, surveyor_string const& prefix);
 
+// Time in the library's own classes. A host needs their layouts, which are
+// plain fields: `ConstData` and `Buffer` in survey/foundation/data.h,
+// `Instant`, `TimeObject` and `TimeZone` in survey/foundation/time.h. It
+// touches only the fields and the inline constructors there.
+class ConstData;
+class Buffer;
+class Instant;
+class TimeObject;
+class TimeZone;
+// The moment of an instant of the library.
+SURVEY_API moment AsMoment(Instant const& instant);
+// A time in the host's text form, with the date and clock reading in the
+// zone that the text gives; a text not of that form throws NoSuchObject.
+SURVEY_API TimeObject TextToTime(ConstData text);
+// Appends the zone in the host's text form; throws the library's
+// DataOverflow, writing nothing, when the buffer has no room for it.
+SURVEY_API Buffer& operator<<(Buffer& out, TimeZone const& zone);
+
 // World access: a library of the host's world, and one of its properties.
 SURVEY_API surveyor_library Lib_of_world(unsigned char const* name, unsigned long length);
 SURVEY_API surveyor_string Property_of(unsigned char const* name, unsigned long length,
