@@ -368,8 +368,16 @@ void FillDistributionTable() {
                           "Linux Red Hat Enterprise Client "};
 }
 
+// The detected name is kept as long as the library stays loaded; it is let
+// go at unload, so that a host that unloads the library loses nothing.
+void ReleaseDetectedName(void*) {
+  delete[] detectedName;
+  detectedName = nullptr;
+}
+
 void RegisterOperatingSystem() {
   FillDistributionTable();
+  survey::frame::QueueAtUnload(&ReleaseDetectedName);
   RegisterGlobalDependency<&OSDependencyNode>("StableOSProperties", &OSNodeState);
   RegisterGlobalDependency<&ComputerNameDependencyNode>("StableComputerNameProperties",
                                                         &ComputerNameNodeState);
