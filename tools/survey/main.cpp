@@ -14,6 +14,7 @@
 
 #include <CLI/CLI.hpp>
 #include <climits>
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -236,6 +237,10 @@ int Prompt(Session& session, Options const& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The character set and language of the user's environment, as a system
+  // agent runs: the library reads the process's locale for the system
+  // language. Numbers and times keep the "C" forms.
+  std::setlocale(LC_CTYPE, "");
   Options options;
   CLI::App app{"survey: answers questions about this machine, asked in the query language."};
   app.set_version_flag("--version", std::string("survey ") + SURVEY_VERSION);
