@@ -277,7 +277,7 @@ class PropertyStream final : public Stream {
     }
     host::PropertyEntry const* const entry = Registry().FindProperty(node_.text, index, object);
     if (entry == nullptr) throw NoSuchProperty(index, object);
-    node_.resolved.push_back(Node::Resolved{index, object, host::Bind(Registry(), *entry)});
+    node_.resolved.push_back(Node::Resolved{index, object, evaluator_.Bind(*entry)});
     return node_.resolved.back().property;
   }
 
@@ -324,7 +324,7 @@ class PropertyStream final : public Stream {
       elements = std::make_unique<PeekedStream>(first, std::move(elements));
     } else {
       auto const candidates = Registry().PropertiesNamed(node_.text);
-      property = host::Bind(Registry(), *candidates.front());
+      property = evaluator_.Bind(*candidates.front());
     }
     TypeEntry const* const wanted = Registry().FindType(property.entry->object);
     auto checked = std::make_unique<FilterStream>(std::move(elements), [this, wanted](Value const& v) {
@@ -748,6 +748,23 @@ std::vector<TypeEntry const*> Evaluator::TupleElements(TypeEntry const* type) {
     types.push_back(host_.GetRegistry().FindType(part));
   }
   return types;
+}
+
+host::BoundProperty Evaluator::Bind(host::PropertyEntry const& entry) {
+  host::Registry const& registry = host_.GetRegistry();
+  if (registry.FindType(entry.result) == nullptr) {
+    std::vector<TypeEntry const*> elements;
+    for (std::string const& part : SplitTupleName(entry.result)) {
+      TypeEntry const* const element = registry.FindType(part);
+      if (element == nullptr) {
+        elements.clear();
+        break;
+      }
+      elements.push_back(element);
+    }
+    if (!elements.empty()) TupleType(elements);
+  }
+  return host::Bind(registry, entry);
 }
 
 std::vector<Value> Evaluator::Items(Value const& tuple) {

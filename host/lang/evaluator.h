@@ -43,6 +43,10 @@ class Evaluator {
   std::vector<host::TypeEntry const*> TupleElements(host::TypeEntry const* type);
   // The elements of a tuple value, as values that keep the tuple alive.
   std::vector<host::Value> Items(host::Value const& tuple);
+  // A property bound to its result type. A result named as a tuple of
+  // registered types, "( a, b )", is registered as that tuple type on first
+  // use, as the tuples that a query makes are.
+  host::BoundProperty Bind(host::PropertyEntry const& entry);
 
  private:
   bool Truth(Node const& node, host::Value const& it);

@@ -1,0 +1,55 @@
+#include "survey/frame/tuple.h"
+
+#include <initializer_list>
+
+void SurveyorTypeNameBuilder::Clear() {
+  text_.clear();
+  depth_ = 0;
+}
+
+void SurveyorTypeNameBuilder::AddType(ConstData name) {
+  if (!text_.empty() && text_.back() != ' ') text_ += ", ";
+  text_ += MakeString(name);
+}
+
+void SurveyorTypeNameBuilder::StartStructuredType(ConstData name) {
+  AddType(name);
+  text_ += "( ";
+  ++depth_;
+}
+
+void SurveyorTypeNameBuilder::EndStructuredType() {
+  --depth_;
+  text_ += " )";
+}
+
+namespace {
+
+std::string Structured(std::initializer_list<char const*> names) {
+  SurveyorTypeNameBuilder builder;
+  builder.StartStructuredType(ConstData());
+  for (char const* name : names) builder.AddType(ConstData(name));
+  builder.EndStructuredType();
+  return builder.Text();
+}
+
+}  // namespace
+
+std::string MakeTupleTypeName(char const* first, char const* second) {
+  return Structured({first, second});
+}
+
+std::string MakeTupleTypeName(char const* first, char const* second, char const* third) {
+  return Structured({first, second, third});
+}
+
+std::string MakeTupleTypeName(char const* first, char const* second, char const* third,
+                              char const* fourth) {
+  return Structured({first, second, third, fourth});
+}
+
+void const* TupleItem(unsigned long index, TupleNode const* node) {
+  for (; index > 0 && node != nullptr; --index) node = node->next;
+  if (node == nullptr) throw NoSuchObject();
+  return node->element;
+}
