@@ -4,16 +4,17 @@
 #
 #   scripts/fuzz.sh [SECONDS] [TARGET]     default 60 parse_fuzzer
 #
-# TARGET is parse_fuzzer (the query language) or numeral_fuzzer (the number
-# readers against the standard library's conversions). BUILD_DIR chooses
+# TARGET is parse_fuzzer (the query language), numeral_fuzzer (the number
+# readers against the standard library's conversions) or ipv4_fuzzer (the
+# reading of IPv4 addresses against the C library's). BUILD_DIR chooses
 # another build folder.
 #
 # Each target's corpus grows in its own folder under the build folder
-# (corpus for parse_fuzzer, corpus-numeral_fuzzer for the others) and is
-# kept between runs. The query language's starts from the queries of
-# tests/queries and the examples of docs/language.md; the numerals' from a
-# few written below. Inputs that crash are written to the build folder's
-# artifacts; the script then exits with the fuzzer's status.
+# (corpus for parse_fuzzer, corpus-TARGET for the others) and is kept
+# between runs. The query language's starts from the queries of
+# tests/queries and the examples of docs/language.md; the numerals' and the
+# addresses' from a few written below. Inputs that crash are written to the
+# build folder's artifacts; the script then exits with the fuzzer's status.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -32,9 +33,9 @@ CC=clang CXX=clang++ cmake -S . -B "$BUILD_DIR" -G Ninja \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DSURVEY_BUILD_FUZZ=ON -DSURVEY_BUILD_TESTS=OFF -DSURVEY_BUILD_BENCH=OFF
 case "$TARGET" in
-  parse_fuzzer | numeral_fuzzer) ;;
+  parse_fuzzer | numeral_fuzzer | ipv4_fuzzer) ;;
   *)
-    echo "fuzz: unknown target $TARGET (parse_fuzzer or numeral_fuzzer)" >&2
+    echo "fuzz: unknown target $TARGET (parse_fuzzer, numeral_fuzzer or ipv4_fuzzer)" >&2
     exit 2
     ;;
 esac
@@ -51,6 +52,20 @@ if [ "$TARGET" = parse_fuzzer ]; then
   python3 tests/queries/run.py --corpus "$seeds" tests/queries/*.queries docs/language.md
   dictionary=fuzz/query.dict
   max_len=4096
+elif [ "$TARGET" = ipv4_fuzzer ]; then
+  seeds="$BUILD_DIR/seeds-$TARGET"
+  corpus="$BUILD_DIR/corpus-$TARGET"
+  rm -rf "$seeds"
+  mkdir -p "$corpus" "$seeds"
+  n=0
+  for seed in 1.2.3.4 01.02.03.04 0x7f.0.0.1 127.0.1 10.0.1234 0123456 255.255.255.255 \
+    0377.0377.0377.0377 0xff.0xff.0xff.0xff 999.1.1.1 1.2.3 1.2.3.4.5 "1.2.3.4 x" \
+    4294967295 0xfffffffe 192.168.1.77; do
+    printf '%s' "$seed" >"$seeds/seed-$n"
+    n=$((n + 1))
+  done
+  dictionary=fuzz/ipv4.dict
+  max_len=64
 else
   seeds="$BUILD_DIR/seeds-$TARGET"
   corpus="$BUILD_DIR/corpus-$TARGET"
