@@ -107,6 +107,8 @@ void Host::Load(std::string const& path) {
 
 void Host::Unload() {
   if (handle_ == nullptr) return;
+  // What the library keeps in its caches it frees only when asked to.
+  registry_.ClearCaches();
   dlclose(handle_);
   handle_ = nullptr;
 }

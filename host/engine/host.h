@@ -27,7 +27,8 @@ class Host {
   // file is missing, is not a loadable library, or is not a surveyor
   // library (it has no function "survey").
   void Load(std::string const& path);
-  // Unloads the library; its records unregister themselves as it goes.
+  // Unloads the library, after its caches are cleared; its records
+  // unregister themselves as it goes.
   void Unload();
   bool Loaded() const { return handle_ != nullptr; }
   std::string const& LibraryPath() const { return path_; }
