@@ -146,30 +146,28 @@ class Parser {
     return node;
   }
 
-  std::unique_ptr<Node> Disjunction() {
-    auto left = Conjunction();
+  // Operands joined by a word, grouped from the left: a or b or c is
+  // (a or b) or c.
+  template <class Operand>
+  std::unique_ptr<Node> LeftJoined(NodeKind kind, std::string_view word, Operand operand) {
+    auto left = (this->*operand)();
     int chain = 0;
-    while (IsWord("or")) {
+    while (IsWord(word)) {
       Chain(chain);
-      auto node = Make(NodeKind::kOr, Take().position);
+      auto node = Make(kind, Take().position);
       node->left = std::move(left);
-      node->right = Conjunction();
+      node->right = (this->*operand)();
       left = std::move(node);
     }
     return left;
   }
 
+  std::unique_ptr<Node> Disjunction() {
+    return LeftJoined(NodeKind::kOr, "or", &Parser::Conjunction);
+  }
+
   std::unique_ptr<Node> Conjunction() {
-    auto left = Relation();
-    int chain = 0;
-    while (IsWord("and")) {
-      Chain(chain);
-      auto node = Make(NodeKind::kAnd, Take().position);
-      node->left = std::move(left);
-      node->right = Relation();
-      left = std::move(node);
-    }
-    return left;
+    return LeftJoined(NodeKind::kAnd, "and", &Parser::Relation);
   }
 
   // Reads a relational operator if one stands here: its code, and whether
