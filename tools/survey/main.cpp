@@ -51,6 +51,45 @@ struct Options {
   double timeout = 0;
 };
 
+// The argument parser reads an argument written as "[a,b]" as a list of
+// two values. A query is never such a list, so arguments of that shape are
+// handed to the parser as numbered stand-ins and put back afterwards.
+class BracketedArguments {
+ public:
+  BracketedArguments(int argc, char** argv) {
+    for (int i = 0; i < argc; ++i) {
+      std::string argument = argv[i];
+      if (i > 0 && argument.size() >= 2 && argument.front() == '[' && argument.back() == ']') {
+        stand_ins_.push_back(std::move(argument));
+        argument = kMark + std::to_string(stand_ins_.size() - 1);
+      }
+      arguments_.push_back(std::move(argument));
+    }
+    for (std::string& argument : arguments_) pointers_.push_back(argument.data());
+  }
+
+  int Count() const { return static_cast<int>(pointers_.size()); }
+  char** Vector() { return pointers_.data(); }
+
+  // The original text of `value` if it is a stand-in.
+  void Restore(std::string& value) const {
+    if (value.rfind(kMark, 0) != 0) return;
+    char const* const digits = value.c_str() + std::strlen(kMark);
+    char* end = nullptr;
+    unsigned long const index = std::strtoul(digits, &end, 10);
+    if (end != digits && *end == '\0' && index < stand_ins_.size()) value = stand_ins_[index];
+  }
+  void Restore(std::vector<std::string>& values) const {
+    for (std::string& value : values) Restore(value);
+  }
+
+ private:
+  static constexpr char const* kMark = "\x1f[survey-argument]";
+  std::vector<std::string> stand_ins_;
+  std::vector<std::string> arguments_;
+  std::vector<char*> pointers_;
+};
+
 // The folder this program lies in.
 std::string ProgramFolder() {
   char path[PATH_MAX];
@@ -263,12 +302,18 @@ int main(int argc, char** argv) {
   app.add_option("--client", options.client,
                  "the client folder (made if missing; default: survey/client in the user's "
                  "state folder, made on first use)");
+  BracketedArguments bracketed(argc, argv);
   try {
-    app.parse(argc, argv);
+    app.parse(bracketed.Count(), bracketed.Vector());
   } catch (CLI::ParseError const& error) {
     int const code = app.exit(error);
     return error.get_exit_code() == 0 ? code : 2;
   }
+  bracketed.Restore(options.arguments);
+  bracketed.Restore(options.evals);
+  bracketed.Restore(options.files);
+  bracketed.Restore(options.library);
+  bracketed.Restore(options.client);
   // Queries from -e and from the arguments, in the order they were given.
   std::size_t nextArgument = 0;
   std::size_t nextEval = 0;

@@ -102,3 +102,24 @@ TEST_F(CommandClientTest, TheDefaultClientFolderWaitsForFirstUse) {
 }
 
 }  // namespace
+
+namespace {
+
+// An argument in brackets is one query like any other, in its place among
+// the others, and not a list of two.
+TEST_F(CommandClientTest, AnArgumentInBracketsIsOneQueryInItsPlace) {
+  Outcome const run = Survey(PassedThrough() + "HOME='" + scratch + "'",
+                             "--client '" + scratch + "/client' '1 + 1' '[1,2]' -e '[3]' -e "
+                             "'2 + 2' '3 + 3'");
+  EXPECT_EQ(1, run.status) << run.output;
+  // With several queries, each is printed before its answers.
+  std::string const expected =
+      "1 + 1\n  2\n"
+      "[1,2]\nerror: syntax error: unexpected character '['\n  [1,2]\n  ^\n"
+      "[3]\nerror: syntax error: unexpected character '['\n  [3]\n  ^\n"
+      "2 + 2\n  4\n"
+      "3 + 3\n  6\n";
+  EXPECT_EQ(expected, run.output);
+}
+
+}  // namespace
