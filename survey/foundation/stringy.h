@@ -214,3 +214,7 @@ void ReadStringy(Stringy& value, Reader& reader) {
   }
   value.swap(read);
 }
+
+class FileReader;
+// The form used on files, defined beside the file reader.
+void ReadStringy(Stringy& value, FileReader& reader);

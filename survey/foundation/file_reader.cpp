@@ -1,0 +1,337 @@
+#include "survey/foundation/file_reader.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstring>
+
+#include "survey/foundation/stringy.h"
+
+namespace {
+
+// The kernel takes at most this many bytes in one read.
+constexpr unsigned long kLargestRead = SSIZE_MAX;
+
+unsigned long Smaller(unsigned long a, unsigned long b) { return a < b ? a : b; }
+
+// A read that is retried when a signal interrupts it.
+long ReadSome(int descriptor, unsigned char* into, unsigned long count) {
+  for (;;) {
+    ssize_t got = ::read(descriptor, into, Smaller(count, kLargestRead));
+    if (got >= 0 || errno != EINTR) return got;
+  }
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// FileReadingPath
+
+FileReadingPath::FileReadingPath(FileLocation const& location) { OpenExisting(location); }
+
+FileReadingPath::~FileReadingPath() {
+  try {
+    Close();
+  } catch (...) {
+  }
+}
+
+void FileReadingPath::OpenExisting(FileLocation const& location) {
+  Close();
+  char const* path = location.FullPathName();
+  // A read of the kernel's message queue waits until the kernel says
+  // something, and would hold the evaluator; it is never opened.
+  if (std::strcmp(path, "/proc/kmsg") == 0) throw FileIOError();
+  // Not blocking, so that opening a FIFO with no writer, or reading one
+  // that has nothing to say, ends with an error instead of waiting. For
+  // regular files the flag changes nothing. Without large-file support in
+  // the 32-bit build, a file of 2 GiB or more fails here with EOVERFLOW.
+  int descriptor = ::open(path, O_RDONLY | O_NONBLOCK);
+  if (descriptor < 0) ThrowError(errno);
+  if (::fcntl(descriptor, F_SETFD, FD_CLOEXEC) < 0) {
+    int error = errno;
+    ::close(descriptor);
+    ThrowError(error);
+  }
+  descriptor_ = descriptor;
+  lengthUnknown_ = false;
+}
+
+unsigned long FileReadingPath::Length() const {
+  if (lengthUnknown_) return kUnknownFileLength;
+  if (descriptor_ < 0) throw FileNotOpenError();
+  off_t here = ::lseek(descriptor_, 0, SEEK_CUR);
+  if (here < 0) ThrowError(errno);
+  off_t end = ::lseek(descriptor_, 0, SEEK_END);
+  if (end < 0) {
+    if (errno == EINVAL) {
+      lengthUnknown_ = true;
+      return kUnknownFileLength;
+    }
+    ThrowError(errno);
+  }
+  if (::lseek(descriptor_, here, SEEK_SET) < 0) ThrowError(errno);
+  return static_cast<unsigned long>(end);
+}
+
+void FileReadingPath::Close() {
+  if (descriptor_ < 0) return;
+  int descriptor = descriptor_;
+  descriptor_ = -1;
+  lengthUnknown_ = false;
+  if (::close(descriptor) < 0) ThrowError(errno);
+}
+
+void FileReadingPath::ThrowErrorAlways(int error) {
+  switch (error) {
+    case EPERM:
+    case EACCES:
+      throw FilePermissionError();
+    case ENOENT:
+      throw FileNotFoundError();
+    case EAGAIN:
+      throw FileLockError();
+    case ENOMEM:
+    case ENFILE:
+    case EMFILE:
+      throw FileResourceError();
+    case ENOTDIR:
+    case ENAMETOOLONG:
+      throw DirectoryNotFoundError();
+    default:
+      throw FileIOError();
+  }
+}
+
+// ---------------------------------------------------------------------------
+// FileReader
+
+void FileReader::Start(FileReadingPath const& path, unsigned long position) {
+  path_ = &path;
+  length_ = path.Length();
+  position_ = position;
+  lookAheadHeld_ = false;
+  endSeen_ = false;
+}
+
+void FileReader::SetPosition(unsigned long position) {
+  position_ = position;
+  lookAheadHeld_ = false;
+  endSeen_ = false;
+}
+
+void FileReader::Seek() const {
+  if (path_ == nullptr || !path_->IsOpen()) throw FileNotOpenError();
+  // A position beyond what the platform's offsets hold turns negative here
+  // and fails with EINVAL.
+  if (::lseek(path_->Descriptor(), static_cast<off_t>(position_), SEEK_SET) < 0) ThrowError(errno);
+}
+
+bool FileReader::Unfinished() const {
+  if (path_ == nullptr || !path_->IsOpen()) return false;
+  if (length_ != kUnknownFileLength) return position_ < length_;
+  if (endSeen_) return false;
+  if (lookAheadHeld_) return true;
+  if (::lseek(path_->Descriptor(), static_cast<off_t>(position_), SEEK_SET) < 0 ||
+      ReadSome(path_->Descriptor(), &lookAhead_, 1) != 1) {
+    endSeen_ = true;
+    return false;
+  }
+  lookAheadHeld_ = true;
+  return true;
+}
+
+FileReader& FileReader::operator>>(Data target) {
+  if (target.Empty()) return *this;
+  lookAheadHeld_ = false;
+  Seek();
+  // Some special files give less than asked although more follows, so the
+  // read goes on until the target is full or the file gives nothing.
+  Buffer into(target);
+  while (!into.Full()) {
+    long got = ReadSome(path_->Descriptor(), into.current, into.Remaining());
+    if (got < 0) ThrowError(errno);
+    if (got == 0) break;
+    into.current += got;
+    position_ += static_cast<unsigned long>(got);
+  }
+  if (!into.Full()) ThrowError(kShortRead);
+  return *this;
+}
+
+void FileReader::operator>>(Buffer& output) {
+  if (output.Full()) return;
+  lookAheadHeld_ = false;
+  Seek();
+  long got = ReadSome(path_->Descriptor(), output.current, output.Remaining());
+  if (got < 0) ThrowError(errno);
+  output.current += got;
+  position_ += static_cast<unsigned long>(got);
+}
+
+void FileReader::ThrowError(int error) {
+  switch (error) {
+    case 0:
+      return;
+    case EPERM:
+    case EACCES:
+      throw FilePermissionError();
+    case EINVAL:
+      throw FileSeekError();
+    case kShortRead:
+      throw EndOfFileError();
+    default:
+      throw FileIOError();
+  }
+}
+
+// ---------------------------------------------------------------------------
+// FileReadingLoop
+
+void FileReadingLoop::Start(FileReadingPath const& path, unsigned long begin) {
+  Start(path, begin, path.Length());
+}
+
+void FileReadingLoop::Start(FileReadingPath const& path, unsigned long begin, unsigned long end) {
+  reader_.Start(path, begin);
+  remaining_ = end - begin;
+  block_ = ConstData();
+  if (remaining_ != 0) Read();
+}
+
+void FileReadingLoop::Read() {
+  if (reader_.Finished()) throw FileReadingLoopEndOfFileError();
+  Buffer into(Data(window_.begin, Smaller(window_.Length(), remaining_)));
+  reader_ >> into;
+  if (into.Processed().Empty()) throw FileReadingLoopEndOfFileError();
+  block_ = into.Processed();
+}
+
+FileReadingLoop& FileReadingLoop::operator++() {
+  remaining_ -= block_.Length();
+  if (remaining_ != 0) Read();
+  return *this;
+}
+
+// ---------------------------------------------------------------------------
+// FileLineLoop
+
+void FileLineLoop::Start(FileReadingPath const& path, unsigned long offset) {
+  reader_.Start(path, offset);
+  ReadFromFile(buffer_);
+  ScanForLine(buffer_.begin, buffer_.begin);
+}
+
+void FileLineLoop::ReadFromFile(Data target) {
+  Buffer into(target);
+  while (!into.Full() && reader_.Unfinished()) {
+    unsigned char* before = into.current;
+    reader_ >> into;
+    if (into.current == before) break;  // the file shrank under us
+  }
+  validEnd_ = into.current;
+}
+
+unsigned char* FileLineLoop::FindLineEnd(Data bytes) {
+  // Two searches that the C library makes fast: for LF, then for CR in
+  // front of it.
+  unsigned long length = bytes.Length();
+  if (length == 0) return bytes.end;
+  auto* lf = static_cast<unsigned char*>(std::memchr(bytes.begin, '\n', length));
+  unsigned char* limit = lf != nullptr ? lf : bytes.end;
+  auto* cr = static_cast<unsigned char*>(
+      std::memchr(bytes.begin, '\r', static_cast<unsigned long>(limit - bytes.begin)));
+  return cr != nullptr ? cr : limit;
+}
+
+ConstData FileLineLoop::InitialLineEnding(ConstData rest, bool finished) {
+  switch (rest.Length()) {
+    case 0:
+      return ConstData(rest.begin, rest.begin);
+    case 1:
+      // The other half of a pair may still come in the next block.
+      return finished ? rest : ConstData(rest.begin, rest.begin);
+    default: {
+      unsigned char first = rest.begin[0];
+      unsigned char second = rest.begin[1];
+      bool pair = second != first && (second == '\r' || second == '\n');
+      return ConstData(rest.begin, rest.begin + (pair ? 2 : 1));
+    }
+  }
+}
+
+void FileLineLoop::ScanForLine(unsigned char* start, unsigned char* from) {
+  lineStart_ = start;
+  lineEnd_ = FindLineEnd(Data(from, validEnd_));
+  ConstData rest(lineEnd_, validEnd_);
+  // Only a single byte left needs to know whether the file goes on.
+  bool finished = rest.Length() == 1 && reader_.Finished();
+  ConstData ending = InitialLineEnding(rest, finished);
+  endingStart_ = lineEnd_;
+  endingEnd_ = lineEnd_ + ending.Length();
+}
+
+FileLineLoop& FileLineLoop::operator++() {
+  ScanForLine(endingEnd_, endingEnd_);
+  if (endingStart_ != endingEnd_) return *this;
+  // No ending in the buffer. A line that already starts at the front has
+  // the whole buffer and is delivered as it stands; so is the last line.
+  if (lineStart_ == buffer_.begin || reader_.Finished()) return *this;
+  // Move the line's text to the front and refill behind it. A CR or LF
+  // that was the last valid byte is not moved, and so is dropped.
+  unsigned long length = static_cast<unsigned long>(lineEnd_ - lineStart_);
+  std::memmove(buffer_.begin, lineStart_, length);
+  ReadFromFile(Data(buffer_.begin + length, buffer_.end));
+  ScanForLine(buffer_.begin, buffer_.begin + length);
+  return *this;
+}
+
+// ---------------------------------------------------------------------------
+// LineMaker
+
+void LineMaker::Start(unsigned long position) {
+  position_ = position;
+  lineStart_ = position;
+  pending_ = 0;
+  if (receiver_ != nullptr) receiver_->StartLines(position);
+}
+
+void LineMaker::Receive(ConstData data) {
+  for (unsigned char const* byte = data.begin; byte != data.end; ++byte, ++position_) {
+    if (pending_ != 0) {
+      unsigned long endingStart = position_ - 1;
+      if (*byte == pending_) {
+        pending_ = 0;
+        lineStart_ = position_ + 1;
+        if (receiver_ != nullptr) receiver_->LineEnding({endingStart, position_ + 1});
+        continue;
+      }
+      pending_ = 0;
+      lineStart_ = position_;
+      if (receiver_ != nullptr) receiver_->LineEnding({endingStart, position_});
+    }
+    if (*byte == '\r' || *byte == '\n') {
+      pending_ = *byte == '\r' ? '\n' : '\r';
+      if (receiver_ != nullptr) receiver_->LineText({lineStart_, position_});
+    }
+  }
+}
+
+void LineMaker::ReceiveEnd() {
+  if (receiver_ == nullptr) return;
+  if (pending_ != 0) {
+    receiver_->LineEnding({position_ - 1, position_});
+  } else if (lineStart_ != position_) {
+    receiver_->LineText({lineStart_, position_});
+  }
+  pending_ = 0;
+  lineStart_ = position_;
+  receiver_->EndLines(position_);
+}
+
+// ---------------------------------------------------------------------------
+
+void ReadStringy(Stringy& value, FileReader& reader) { ReadStringy<FileReader>(value, reader); }

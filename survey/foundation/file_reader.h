@@ -1,0 +1,248 @@
+// Readers of open files that never allocate while they read: the caller
+// supplies every buffer.
+//
+// `FileReadingPath` owns an open descriptor. `FileReader` reads from it at a
+// position of its own, seeking before every read, so that several readers
+// can share one descriptor. `FileReadingLoop` hands out a range of a file
+// block by block through a window; `FileLineLoop` hands out lines out of one
+// fixed buffer. `LineMaker` finds lines in data that is pushed to it.
+//
+// Positions, lengths and counts are `unsigned long`: 32-bit in the 32-bit
+// build, where a file of 2 GiB or more does not open, and 64-bit in the
+// 64-bit build, where any file is read whole. Many special files (those
+// under /proc above all) have no length; their length reads as
+// `kUnknownFileLength`, and their end is found by trying to read.
+#pragma once
+
+#include "survey/foundation/data.h"
+#include "survey/foundation/data_stream.h"
+#include "survey/foundation/file_errors.h"
+#include "survey/foundation/file_location.h"
+#include "survey/foundation/range.h"
+
+// The length of a file that cannot tell its length: the largest position.
+inline constexpr unsigned long kUnknownFileLength = ~0UL;
+
+// An open descriptor for reading, closed by the destructor.
+class FileReadingPath {
+ public:
+  // A closed path.
+  FileReadingPath() = default;
+  // Opens the file; see OpenExisting.
+  explicit FileReadingPath(FileLocation const& location);
+  FileReadingPath(FileReadingPath const&) = delete;
+  FileReadingPath& operator=(FileReadingPath const&) = delete;
+  // Closes the descriptor and swallows any error of doing so.
+  virtual ~FileReadingPath();
+
+  // Opens an existing file for reading, close-on-exec, closing any earlier
+  // descriptor first. "/proc/kmsg" is refused with FileIOError before any
+  // open, since a read there waits for the kernel's next message. A failed
+  // open raises the error of its errno (ThrowError).
+  void OpenExisting(FileLocation const& location);
+  // The length, found by seeking to the end and back. A file that cannot
+  // seek to its end (EINVAL) has kUnknownFileLength from then on. No
+  // descriptor raises FileNotOpenError; other failures go to ThrowError.
+  unsigned long Length() const;
+  // Closes the descriptor, if any; a failed close goes to ThrowError. The
+  // path is closed afterwards either way.
+  void Close();
+  bool IsOpen() const { return descriptor_ >= 0; }
+  int Descriptor() const { return descriptor_; }
+
+  // Raises the file error that stands for an errno; 0 returns.
+  [[noreturn]] static void ThrowErrorAlways(int error);
+  static void ThrowError(int error) {
+    if (error != 0) ThrowErrorAlways(error);
+  }
+
+ private:
+  int descriptor_ = -1;
+  mutable bool lengthUnknown_ = false;
+};
+
+// Reads a file from a position of its own. Each read seeks first.
+class FileReader : public DataReader {
+ public:
+  FileReader() = default;
+  FileReader(FileReadingPath const& path, unsigned long position) { Start(path, position); }
+
+  // Takes the path's length now, sets the position and forgets any byte
+  // read ahead.
+  void Start(FileReadingPath const& path, unsigned long position);
+
+  unsigned long Position() const { return position_; }
+  void SetPosition(unsigned long position);
+  // The length the path gave at the start; kUnknownFileLength for a file
+  // that cannot tell.
+  unsigned long Length() const { return length_; }
+
+  // With a known length, whether the position is below it. With an unknown
+  // length, a one-byte read at the position tells; the byte is kept as a
+  // look-ahead but not consumed, since the next read seeks to the position
+  // and reads it again.
+  bool Unfinished() const override;
+  bool Finished() const { return !Unfinished(); }
+
+  // Fills the whole target. Reads until the target is full or the file
+  // gives nothing more; bytes short of the target are added to the position
+  // and raise EndOfFileError. An empty target returns at once.
+  FileReader& operator>>(Data target);
+  // Reads as much as one read gives into the buffer's room, and moves the
+  // position and the cursor by that count. Nothing read is no error.
+  void operator>>(Buffer& output) override;
+
+  // Raises the error of an errno: EPERM and EACCES FilePermissionError,
+  // EINVAL FileSeekError, kShortRead EndOfFileError, others FileIOError; 0
+  // returns.
+  static void ThrowError(int error);
+  // The private code of a read that came up short.
+  static constexpr int kShortRead = 90;
+
+ private:
+  // Seeks the descriptor to the position; a failure goes to ThrowError.
+  void Seek() const;
+
+  FileReadingPath const* path_ = nullptr;
+  unsigned long position_ = 0;
+  unsigned long length_ = 0;
+  mutable unsigned char lookAhead_ = 0;
+  mutable bool lookAheadHeld_ = false;
+  mutable bool endSeen_ = false;
+};
+
+// Hands out a range of a file block by block through the caller's window.
+// A caller loops while Remaining() is not 0.
+class FileReadingLoop {
+ public:
+  explicit FileReadingLoop(Data window) : window_(window) {}
+  FileReadingLoop(Data window, FileReadingPath const& path, unsigned long begin)
+      : window_(window) {
+    Start(path, begin);
+  }
+  FileReadingLoop(Data window, FileReadingPath const& path, unsigned long begin,
+                  unsigned long end)
+      : window_(window) {
+    Start(path, begin, end);
+  }
+  FileReadingLoop(Data window, FileReadingPath const& path, Range<unsigned long> range)
+      : window_(window) {
+    Start(path, range);
+  }
+
+  // From `begin` to the path's length; a file of unknown length gives a
+  // count that runs to the largest position.
+  void Start(FileReadingPath const& path, unsigned long begin);
+  // From `begin` to `end`; reads the first block unless the range is empty.
+  void Start(FileReadingPath const& path, unsigned long begin, unsigned long end);
+  void Start(FileReadingPath const& path, Range<unsigned long> range) {
+    Start(path, range.begin, range.end);
+  }
+
+  // Counts off the present block; reads the next one unless that leaves
+  // nothing of the range, in which case the present block stays.
+  FileReadingLoop& operator++();
+
+  ConstData Block() const { return block_; }
+  unsigned long Remaining() const { return remaining_; }
+  FileReader const& Reader() const { return reader_; }
+
+ private:
+  // Reads the next block, at most the remaining count. A finished reader,
+  // or a file that gives nothing where the range wants more (a file that
+  // shrank), raises FileReadingLoopEndOfFileError.
+  void Read();
+
+  Data window_;
+  FileReader reader_;
+  ConstData block_;
+  unsigned long remaining_ = 0;
+};
+
+// Hands out the lines of a file out of the caller's buffer. A line ends at
+// CR, LF, CR LF or LF CR; CR CR and LF LF are two endings. A line that
+// fills the whole buffer is delivered without an ending, and the rest of it
+// is the next line.
+class FileLineLoop {
+ public:
+  explicit FileLineLoop(Data buffer) : buffer_(buffer) {}
+  FileLineLoop(Data buffer, FileReadingPath const& path, unsigned long offset) : buffer_(buffer) {
+    Start(path, offset);
+  }
+
+  // Starts the reader at the offset, fills the buffer and finds the first
+  // line.
+  void Start(FileReadingPath const& path, unsigned long offset);
+  FileLineLoop& operator++();
+
+  // The present line's text, without its ending.
+  ConstData Line() const { return ConstData(lineStart_, lineEnd_); }
+  // The present line's ending: empty, one byte or a pair.
+  ConstData Ending() const { return ConstData(endingStart_, endingEnd_); }
+  // Whether nothing is left: the present line and its ending are empty.
+  bool Finished() const { return lineStart_ == lineEnd_ && endingStart_ == endingEnd_; }
+  bool Unfinished() const { return !Finished(); }
+  // The bytes the present line takes in the file: its text, and its ending
+  // when it has one.
+  unsigned long ByteCount() const {
+    return static_cast<unsigned long>((endingStart_ == endingEnd_ ? lineEnd_ : endingEnd_) -
+                                      lineStart_);
+  }
+
+ private:
+  // Fills the target from the file, as far as the file gives, and records
+  // where the valid bytes end.
+  void ReadFromFile(Data target);
+  // The line runs from `start` to the first line end at or after `from`.
+  void ScanForLine(unsigned char* start, unsigned char* from);
+  static unsigned char* FindLineEnd(Data bytes);
+  // The ending at the start of `rest`, the bytes from a line end to the end
+  // of the valid bytes; `finished` says whether the file has more.
+  static ConstData InitialLineEnding(ConstData rest, bool finished);
+
+  Data buffer_;
+  FileReader reader_;
+  unsigned char* validEnd_ = nullptr;
+  unsigned char* lineStart_ = nullptr;
+  unsigned char* lineEnd_ = nullptr;
+  unsigned char* endingStart_ = nullptr;
+  unsigned char* endingEnd_ = nullptr;
+};
+
+// Told of the lines that a LineMaker finds, by positions in the data.
+class LineReceiver {
+ public:
+  virtual ~LineReceiver() = default;
+  // The data starts at this position.
+  virtual void StartLines(unsigned long /*position*/) {}
+  // A line's text, without its ending.
+  virtual void LineText(Range<unsigned long> /*text*/) {}
+  // A line's ending, of one byte or a pair.
+  virtual void LineEnding(Range<unsigned long> /*ending*/) {}
+  // The data ended at this position.
+  virtual void EndLines(unsigned long /*position*/) {}
+};
+
+// Finds lines in pushed data, with the same endings as FileLineLoop, and
+// tells a LineReceiver their positions. A line may span any number of
+// Receive calls.
+class LineMaker : public DataReceiver {
+ public:
+  LineMaker() = default;
+  explicit LineMaker(LineReceiver& receiver) : receiver_(&receiver) {}
+
+  // Starts at position 0.
+  void Start() override { Start(0); }
+  void Start(unsigned long position);
+  void Receive(ConstData data) override;
+  // Tells a pending one-byte ending, or a last line that has no ending, and
+  // then the end.
+  void ReceiveEnd() override;
+
+ private:
+  LineReceiver* receiver_ = nullptr;
+  unsigned long position_ = 0;
+  unsigned long lineStart_ = 0;
+  // The byte that would make a pair with the last ending byte; 0 for none.
+  unsigned char pending_ = 0;
+};
