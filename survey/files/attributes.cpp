@@ -1,5 +1,8 @@
 #include "survey/files/attributes.h"
 
+#include <grp.h>
+#include <pwd.h>
+
 #include <cstring>
 
 #include "survey/frame/registration.h"
@@ -22,6 +25,16 @@ constexpr unsigned kExecute = 1;
 
 boolean Bit(unsigned word, unsigned bit) {
   return boolean{static_cast<unsigned char>((word & bit) != 0 ? 1 : 0)};
+}
+
+// Seconds since 1970 as a moment. The seconds are the record's own: signed
+// 32-bit numbers in the 32-bit build, 64-bit ones in the 64-bit build.
+moment FromEpochSeconds(time_t seconds) {
+  return january_1_1970() + second_of() * integer{static_cast<long long>(seconds)};
+}
+
+unsigned ModeWord(filesystem_object const& object) {
+  return static_cast<unsigned>(object.status.st_mode);
 }
 
 surveyor_string InEvaluatorMemory(char const* text, unsigned long length) {
@@ -99,14 +112,125 @@ surveyor_string AsString(mode_mask const& mask) {
 }
 
 // ---------------------------------------------------------------------------
-// Registration, in table order: the two types, then the properties of a mode
-// and of a mask, then their casts. The properties carry no marker; the casts
-// follow from their operand alone.
+// Attributes of every filesystem object.
+
+moment ModificationTime(Of, filesystem_object const& object) {
+  return FromEpochSeconds(object.status.st_mtime);
+}
+moment AccessedTime(Of, filesystem_object const& object) {
+  return FromEpochSeconds(object.status.st_atime);
+}
+moment ChangeTime(Of, filesystem_object const& object) {
+  return FromEpochSeconds(object.status.st_ctime);
+}
+
+// The look-ups are not reentrant: the name is copied out before anything
+// else can ask again.
+surveyor_string UserName(Of, filesystem_object const& object) {
+  passwd const* const entry = getpwuid(object.status.st_uid);
+  if (entry == nullptr || entry->pw_name == nullptr) throw NoSuchObject();
+  return InEvaluatorMemory(entry->pw_name, std::strlen(entry->pw_name));
+}
+surveyor_string GroupName(Of, filesystem_object const& object) {
+  group const* const entry = getgrgid(object.status.st_gid);
+  if (entry == nullptr || entry->gr_name == nullptr) throw NoSuchObject();
+  return InEvaluatorMemory(entry->gr_name, std::strlen(entry->gr_name));
+}
+
+integer UID(Of, filesystem_object const& object) {
+  return integer{static_cast<long long>(object.status.st_uid)};
+}
+integer GID(Of, filesystem_object const& object) {
+  return integer{static_cast<long long>(object.status.st_gid)};
+}
+
+mode Mode(Of, filesystem_object const& object) { return mode{ModeWord(object)}; }
+
+boolean UserRead(Of, filesystem_object const& object) { return Bit(ModeWord(object), 0400); }
+boolean UserWrite(Of, filesystem_object const& object) { return Bit(ModeWord(object), 0200); }
+boolean UserExecute(Of, filesystem_object const& object) { return Bit(ModeWord(object), 0100); }
+boolean GroupRead(Of, filesystem_object const& object) { return Bit(ModeWord(object), 040); }
+boolean GroupWrite(Of, filesystem_object const& object) { return Bit(ModeWord(object), 020); }
+boolean GroupExecute(Of, filesystem_object const& object) { return Bit(ModeWord(object), 010); }
+boolean OtherRead(Of, filesystem_object const& object) { return Bit(ModeWord(object), 04); }
+boolean OtherWrite(Of, filesystem_object const& object) { return Bit(ModeWord(object), 02); }
+boolean OtherExecute(Of, filesystem_object const& object) { return Bit(ModeWord(object), 01); }
+boolean SetUID(Of, filesystem_object const& object) { return Bit(ModeWord(object), kSetUidBit); }
+boolean SetGID(Of, filesystem_object const& object) { return Bit(ModeWord(object), kSetGidBit); }
+
+integer UserMask(Of, filesystem_object const& object) {
+  return AsInteger(usermask_of_mode(Mode(0, object)));
+}
+integer GroupMask(Of, filesystem_object const& object) {
+  return AsInteger(groupmask_of_mode(Mode(0, object)));
+}
+integer OtherMask(Of, filesystem_object const& object) {
+  return AsInteger(othermask_of_mode(Mode(0, object)));
+}
+
+integer LinkCount(Of, filesystem_object const& object) {
+  return integer{static_cast<long long>(object.status.st_nlink)};
+}
+
+surveyor_string AsString(filesystem_object const& object) {
+  char const* const text = object.Path().FullPathName();
+  return surveyor_string{reinterpret_cast<unsigned char const*>(text), std::strlen(text)};
+}
+
+integer size_of_file(Of, file const& object) { return integer{UnixPlatform::FileSize(object)}; }
+
+folder rootfolder_of_world() {
+  static surveyor_string const root{reinterpret_cast<unsigned char const*>("/"), 1};
+  return FolderOfWorld(root);
+}
+
+file DefaultWebBrowserextension() { throw NoSuchObject(); }
+
+Fingerprinter& operator<<(Fingerprinter& fingerprinter, folder const& object) {
+  Fingerprint_Byte_Range(fingerprinter, &object.status.st_ctime, &object.status.st_ctime + 1);
+  return fingerprinter;
+}
+
+// ---------------------------------------------------------------------------
+// Registration, in table order: the two types; the attributes of every
+// filesystem object; the object's text form, the size of a file and the
+// fixed objects of the world; then the properties of a mode and of a mask,
+// and their casts. Of the attributes only the link count carries the marker
+// that the result follows from the operand alone; the text form, the size
+// and the casts of modes and masks carry it too.
 
 namespace {
 
 TypeRecord modeType;
 TypeRecord maskType;
+ShortRecord modificationTime;
+ShortRecord accessedTime;
+ShortRecord changeTime;
+ShortRecord userName;
+ShortRecord groupName;
+ShortRecord uid;
+ShortRecord gid;
+ShortRecord modeOfObject;
+ShortRecord userRead;
+ShortRecord userWrite;
+ShortRecord userExecute;
+ShortRecord groupRead;
+ShortRecord groupWrite;
+ShortRecord groupExecute;
+ShortRecord otherRead;
+ShortRecord otherWrite;
+ShortRecord otherExecute;
+ShortRecord setuidOfObject;
+ShortRecord setgidOfObject;
+ShortRecord userMaskOfObject;
+ShortRecord groupMaskOfObject;
+ShortRecord otherMaskOfObject;
+ShortRecord linkCount;
+ShortRecord objectString;
+ShortRecord sizeOfFile;
+ShortRecord rootFolder;
+ShortRecord systemFolder;
+ShortRecord defaultWebBrowser;
 ShortRecord setuidOfMode;
 ShortRecord setgidOfMode;
 ShortRecord stickyOfMode;
@@ -125,6 +249,70 @@ void RegisterAttributes() {
   RegisterType<&modeType, SurveyorTypeInfo<mode, kFingerprinted>, mode>("mode", nullptr);
   RegisterType<&maskType, SurveyorTypeInfo<mode_mask, kFingerprinted>, mode_mask>("mode_mask",
                                                                                     nullptr);
+
+  char const* const object = "filesystem object";
+  using Time = PropertyOfObject<moment, filesystem_object>;
+  using Text = PropertyOfObject<surveyor_string, filesystem_object>;
+  using Number = PropertyOfObject<integer, filesystem_object>;
+  using Flag = PropertyOfObject<boolean, filesystem_object>;
+  RegisterProperty<&modificationTime, Time>("modification time", "modification times", "", object,
+                                            "time", &ModificationTime, nullptr);
+  RegisterProperty<&accessedTime, Time>("accessed time", "accessed times", "", object, "time",
+                                        &AccessedTime, nullptr);
+  RegisterProperty<&changeTime, Time>("change time", "change times", "", object, "time",
+                                      &ChangeTime, nullptr);
+  RegisterProperty<&userName, Text>("user name", "user names", "", object, "string", &UserName,
+                                    nullptr);
+  RegisterProperty<&groupName, Text>("group name", "group names", "", object, "string",
+                                     &GroupName, nullptr);
+  RegisterProperty<&uid, Number>("uid", "uids", "", object, "integer", &UID, nullptr);
+  RegisterProperty<&gid, Number>("gid", "gids", "", object, "integer", &GID, nullptr);
+  RegisterProperty<&modeOfObject, PropertyOfObject<mode, filesystem_object>>(
+      "mode", "modes", "", object, "mode", &Mode, nullptr);
+  RegisterProperty<&userRead, Flag>("user read", "user reads", "", object, "boolean", &UserRead,
+                                    nullptr);
+  RegisterProperty<&userWrite, Flag>("user write", "user writes", "", object, "boolean",
+                                     &UserWrite, nullptr);
+  RegisterProperty<&userExecute, Flag>("user execute", "user executes", "", object, "boolean",
+                                       &UserExecute, nullptr);
+  RegisterProperty<&groupRead, Flag>("group read", "group reads", "", object, "boolean",
+                                     &GroupRead, nullptr);
+  RegisterProperty<&groupWrite, Flag>("group write", "group writes", "", object, "boolean",
+                                      &GroupWrite, nullptr);
+  RegisterProperty<&groupExecute, Flag>("group execute", "group executes", "", object, "boolean",
+                                        &GroupExecute, nullptr);
+  RegisterProperty<&otherRead, Flag>("other read", "other reads", "", object, "boolean",
+                                     &OtherRead, nullptr);
+  RegisterProperty<&otherWrite, Flag>("other write", "other writes", "", object, "boolean",
+                                      &OtherWrite, nullptr);
+  RegisterProperty<&otherExecute, Flag>("other execute", "other executes", "", object, "boolean",
+                                        &OtherExecute, nullptr);
+  RegisterProperty<&setuidOfObject, Flag>("setuid", "setuids", "", object, "boolean", &SetUID,
+                                          nullptr);
+  RegisterProperty<&setgidOfObject, Flag>("setgid", "setgids", "", object, "boolean", &SetGID,
+                                          nullptr);
+  RegisterProperty<&userMaskOfObject, Number>("user mask", "user masks", "", object, "integer",
+                                              &UserMask, nullptr);
+  RegisterProperty<&groupMaskOfObject, Number>("group mask", "group masks", "", object,
+                                               "integer", &GroupMask, nullptr);
+  RegisterProperty<&otherMaskOfObject, Number>("other mask", "other masks", "", object,
+                                               "integer", &OtherMask, nullptr);
+  RegisterProperty<&linkCount, Number>("link count", "link counts", "", object, "integer",
+                                       &LinkCount, &DependsOnlyOnParameters);
+
+  RegisterCast<&objectString, Cast<filesystem_object, surveyor_string>>(
+      "string", object, "string",
+      static_cast<surveyor_string (*)(filesystem_object const&)>(&AsString),
+      &DependsOnlyOnParameters);
+  RegisterProperty<&sizeOfFile, PropertyOfObject<integer, file>>(
+      "size", "sizes", "", "file", "integer", &size_of_file, &DependsOnlyOnParameters);
+  RegisterProperty<&rootFolder, PropertyOfWorld<folder>>(
+      "root folder", "root folders", "", "", "folder", &rootfolder_of_world, nullptr);
+  RegisterProperty<&systemFolder, PropertyOfWorld<folder>>(
+      "system folder", "system folders", "", "", "folder", &rootfolder_of_world, nullptr);
+  RegisterProperty<&defaultWebBrowser, GlobalProperty<file>>(
+      "default web browser", "default web browsers", "", "", "file", &DefaultWebBrowserextension,
+      nullptr);
 
   using ModeFlag = Property<mode, boolean>;
   using ModeMask = Property<mode, mode_mask>;

@@ -1,6 +1,7 @@
 // Modes and mode masks: their properties, their text forms (checked by hand
 // and against stat on files given every permission word), their
-// fingerprints, and how the registered casts and properties reach them.
+// fingerprints, and how the registered casts and properties reach them; the
+// fingerprint of a folder; and what the unit registers, in order.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -18,9 +19,11 @@
 #include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
 #include "survey/files/attributes.h"
+#include "tests/unit/files/files_test_support.h"
 
 namespace {
 
+using survey::files::testing::Output;
 using survey::host::CastEntry;
 using survey::host::Evaluation;
 using survey::host::PropertyEntry;
@@ -30,22 +33,6 @@ using survey::host::TypeEntry;
 std::string Text(surveyor_string const& text) {
   return text.length == 0 ? std::string()
                           : std::string(reinterpret_cast<char const*>(text.data), text.length);
-}
-
-// What a command prints, without the line ends at its end.
-std::string Output(std::string const& command) {
-  std::string text;
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) {
-    ADD_FAILURE() << "cannot run " << command;
-    return text;
-  }
-  char buffer[4096];
-  std::size_t count;
-  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) text.append(buffer, count);
-  EXPECT_EQ(0, pclose(pipe)) << command;
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  return text;
 }
 
 class ModeTest : public ::testing::Test {
@@ -275,6 +262,17 @@ TEST(ModeFingerprintTest, AModeFeedsItsFourBytesAndAMaskItsOneByte) {
   EXPECT_NE(Digest(mode_mask{5}), Digest(mode_mask{4}));
 }
 
+TEST_F(ModeAgainstStatTest, AFolderIsFingerprintedByItsChangeTime) {
+  std::string const path = folder_ + "/sub";
+  ASSERT_EQ(0, mkdir(path.c_str(), 0755));
+  surveyor_string const name{reinterpret_cast<unsigned char const*>(path.c_str()), path.size()};
+  folder const object = FolderOfWorld(name);
+  // The change time as stat prints it, at the width of this build's record.
+  time_t const changed =
+      static_cast<time_t>(std::stoll(Output("stat -c %Z '" + path + "'")));
+  EXPECT_EQ(DigestOfBytes(changed), Digest(object));
+}
+
 // ---------------------------------------------------------------------------
 // Through the registered records, as the host calls them.
 
@@ -379,15 +377,44 @@ struct Row {
   SurveyorDependency dependency;
 };
 
-TEST(ModeRegistrationTest, RegistersTypesPropertiesAndCastsInTableOrder) {
+TEST(AttributesRegistrationTest, RegistersTypesPropertiesAndCastsInTableOrder) {
   Registry const& registry = Registry::Default();
   SurveyorDependency const parameters = &DependsOnlyOnParameters;
   RecordKind const type = RecordKind::kType;
   RecordKind const property = RecordKind::kProperty;
   RecordKind const cast = RecordKind::kCast;
+  char const* const object = "filesystem object";
   Row const expected[] = {
       {type, "mode", "", "", "", nullptr},
       {type, "mode_mask", "", "", "", nullptr},
+      {property, "modification time", "modification times", object, "time", nullptr},
+      {property, "accessed time", "accessed times", object, "time", nullptr},
+      {property, "change time", "change times", object, "time", nullptr},
+      {property, "user name", "user names", object, "string", nullptr},
+      {property, "group name", "group names", object, "string", nullptr},
+      {property, "uid", "uids", object, "integer", nullptr},
+      {property, "gid", "gids", object, "integer", nullptr},
+      {property, "mode", "modes", object, "mode", nullptr},
+      {property, "user read", "user reads", object, "boolean", nullptr},
+      {property, "user write", "user writes", object, "boolean", nullptr},
+      {property, "user execute", "user executes", object, "boolean", nullptr},
+      {property, "group read", "group reads", object, "boolean", nullptr},
+      {property, "group write", "group writes", object, "boolean", nullptr},
+      {property, "group execute", "group executes", object, "boolean", nullptr},
+      {property, "other read", "other reads", object, "boolean", nullptr},
+      {property, "other write", "other writes", object, "boolean", nullptr},
+      {property, "other execute", "other executes", object, "boolean", nullptr},
+      {property, "setuid", "setuids", object, "boolean", nullptr},
+      {property, "setgid", "setgids", object, "boolean", nullptr},
+      {property, "user mask", "user masks", object, "integer", nullptr},
+      {property, "group mask", "group masks", object, "integer", nullptr},
+      {property, "other mask", "other masks", object, "integer", nullptr},
+      {property, "link count", "link counts", object, "integer", parameters},
+      {cast, "string", "", object, "string", parameters},
+      {property, "size", "sizes", "file", "integer", parameters},
+      {property, "root folder", "root folders", "", "folder", nullptr},
+      {property, "system folder", "system folders", "", "folder", nullptr},
+      {property, "default web browser", "default web browsers", "", "file", nullptr},
       {property, "setuid", "setuids", "mode", "boolean", nullptr},
       {property, "setgid", "setgids", "mode", "boolean", nullptr},
       {property, "sticky", "stickies", "mode", "boolean", nullptr},
