@@ -132,6 +132,11 @@ void FileItem::Set() {
   if (WriteTimes(location_.FullPathName(), status_) != 0) throw FileItemError();
 }
 
+FileType FileItem::Type() const {
+  Require();
+  return AdviceFileTypes::TypeOfExtension(FileExtension(location_.FullPathName()));
+}
+
 Instant FileItem::RoundToFileSystem(Instant instant) const {
   Require();
   return instant;
@@ -279,6 +284,11 @@ void NewFileItem::Set() {
     default:
       throw FileIOError();
   }
+}
+
+FileType NewFileItem::Type() const {
+  RequireTarget();
+  return AdviceFileTypes::TypeOfExtension(FileExtension(location_.FullPathName()));
 }
 
 Instant NewFileItem::RoundToFileSystem(Instant instant) const {

@@ -20,6 +20,7 @@
 #include "survey/foundation/data_stream.h"
 #include "survey/foundation/file_errors.h"
 #include "survey/foundation/file_location.h"
+#include "survey/foundation/file_types.h"
 #include "survey/foundation/time.h"
 
 // Every unit must see the same record layout: a unit that asks for 64-bit
@@ -67,6 +68,8 @@ class FileItem {
   // Times need no rounding here and have no bias.
   Instant RoundToFileSystem(Instant instant) const;
   long GetTimeBias() const { return 0; }
+  // The type that the path's extension stands for.
+  FileType Type() const;
 
   FileLocation const& Location() const { return location_; }
   // Whether the last look succeeded.
@@ -124,6 +127,8 @@ class NewFileItem {
   Instant AccessTime() const;
   void SetModificationTime(Instant instant);
   void Set();
+  // The type that the path's extension stands for.
+  FileType Type() const;
 
   Instant RoundToFileSystem(Instant instant) const;
   long GetTimeBias() const;

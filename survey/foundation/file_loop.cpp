@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string>
 #include <vector>
 
 // ---------------------------------------------------------------------------
@@ -332,4 +333,19 @@ NewFileItem const& NewFileLoop::Item() const {
 NewFileItem& NewFileLoop::Item() {
   if (Finished()) throw InvalidIteratorPosition();
   return item_;
+}
+
+// ---------------------------------------------------------------------------
+// TypedFileLoop
+
+TypedFileLoop::TypedFileLoop(FileLocation const& folder, FileType type) { Start(folder, type); }
+
+TypedFileLoop::TypedFileLoop(FileLocation const& folder, char const* pattern) {
+  WildcardStart(folder, pattern);
+}
+
+void TypedFileLoop::Start(FileLocation const& folder, FileType type) {
+  std::string pattern = "*";
+  pattern += AdviceFileTypes::ExtensionOfType(type);
+  WildcardStart(folder, pattern.c_str());
 }

@@ -129,3 +129,13 @@ class NewFileLoop {
   std::int32_t index_;
   bool allowBrokenLink_;
 };
+
+// A file loop over the names of one type, or of a pattern.
+class TypedFileLoop : public FileLoop {
+ public:
+  // The names that end in the type's extension.
+  TypedFileLoop(FileLocation const& folder, FileType type);
+  TypedFileLoop(FileLocation const& folder, char const* pattern);
+
+  void Start(FileLocation const& folder, FileType type);
+};
