@@ -37,17 +37,23 @@ long long StatNumber(std::string const& format, std::string const& path) {
 
 FileLocation At(std::string const& path) { return FileLocation(path.c_str()); }
 
-// Runs `check` in a child process whose permissions bind: a root test drops
-// to an unprivileged user there. The child's exit code is the result.
-int InChildWithoutPrivilege(int (*check)(std::string const&), std::string const& argument) {
-  pid_t child = fork();
-  if (child == 0) {
-    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(99);
-    _exit(check(argument));
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+int InChild(int (*check)(std::string const&), std::string const& argument) {
+  return file_tree::InChildWithoutPrivilege([&] { return check(argument); });
+}
+
+// The name of an item looked at by a path without a slash, from inside its
+// folder.
+template <class Item>
+std::string NameOfPlain() {
+  ScratchFolder folder;
+  folder.WriteFile("plain", "");
+  char previous[4096];
+  if (getcwd(previous, sizeof previous) == nullptr) return "(no folder)";
+  if (chdir(folder.Path().c_str()) != 0) return "(no chdir)";
+  Item item;
+  bool const looked = item.TryToGet(FileLocation("plain"));
+  if (chdir(previous) != 0) return "(no way back)";
+  return looked ? item.Name() : "(no look)";
 }
 
 // ---------------------------------------------------------------------------
@@ -159,16 +165,7 @@ TEST(FileItemTest, ADanglingLinkCannotBeLookedAt) {
 }
 
 TEST(FileItemTest, NameWithoutASlashSkipsTheFirstByte) {
-  ScratchFolder folder;
-  folder.WriteFile("plain", "");
-  char previous[4096];
-  ASSERT_NE(getcwd(previous, sizeof previous), nullptr);
-  ASSERT_EQ(chdir(folder.Path().c_str()), 0);
-  FileItem item;
-  bool const looked = item.TryToGet(FileLocation("plain"));
-  ASSERT_EQ(chdir(previous), 0);
-  ASSERT_TRUE(looked);
-  EXPECT_STREQ(item.Name(), "lain");
+  EXPECT_EQ(NameOfPlain<FileItem>(), "lain");
   EXPECT_STREQ(FileLocation("plain").Name(), "");
 }
 
@@ -219,8 +216,8 @@ TEST(FileItemTest, ReadOnlyAgainstTest) {
   EXPECT_EQ(ReadOnlyMatchesTest(folder / "locked") / 10, 1);
   EXPECT_EQ(ReadOnlyMatchesTest(folder / "open"), 10);
   // Where permissions bind, the locked file is read-only.
-  EXPECT_EQ(InChildWithoutPrivilege(ReadOnlyMatchesTest, folder / "locked"), 11);
-  EXPECT_EQ(InChildWithoutPrivilege(ReadOnlyMatchesTest, folder / "open"), 10);
+  EXPECT_EQ(InChild(ReadOnlyMatchesTest, folder / "locked"), 11);
+  EXPECT_EQ(InChild(ReadOnlyMatchesTest, folder / "open"), 10);
 }
 
 TEST(FileItemTest, ReadOnlyTestOfAVanishedFileRaises) {
@@ -376,7 +373,7 @@ TEST(NewFileItemTest, AClosedFolderIsAPermissionError) {
   folder.MakeFolder("closed");
   folder.WriteFile("closed/f", "");
   ASSERT_EQ(chmod((folder / "closed").c_str(), 0), 0);
-  EXPECT_EQ(InChildWithoutPrivilege(LookInsideClosedFolder, folder / "closed/f"), 0);
+  EXPECT_EQ(InChild(LookInsideClosedFolder, folder / "closed/f"), 0);
 }
 
 TEST(NewFileItemTest, TypesAgainstStat) {
@@ -426,18 +423,7 @@ TEST(NewFileItemTest, TypesAgainstStat) {
   }
 }
 
-TEST(NewFileItemTest, NameFollowsTheItemRule) {
-  ScratchFolder folder;
-  folder.WriteFile("plain", "");
-  char previous[4096];
-  ASSERT_NE(getcwd(previous, sizeof previous), nullptr);
-  ASSERT_EQ(chdir(folder.Path().c_str()), 0);
-  NewFileItem item;
-  bool const looked = item.TryToGet(FileLocation("plain"));
-  ASSERT_EQ(chdir(previous), 0);
-  ASSERT_TRUE(looked);
-  EXPECT_STREQ(item.Name(), "lain");
-}
+TEST(NewFileItemTest, NameFollowsTheItemRule) { EXPECT_EQ(NameOfPlain<NewFileItem>(), "lain"); }
 
 TEST(NewFileItemTest, SetWritesTheKeptSecondsThroughALink) {
   ScratchFolder folder;

@@ -19,7 +19,6 @@
 namespace {
 
 using file_tree::Output;
-using file_tree::RunProgram;
 using file_tree::ScratchFolder;
 using file_tree::Split;
 
@@ -65,17 +64,8 @@ std::string NameIn(FileLocation const& location, std::string const& folder) {
   return path.substr(folder.size() + 1);
 }
 
-std::vector<std::string> Walk(FileLoop& loop, std::string const& folder) {
-  std::vector<std::string> names;
-  for (; loop.Unfinished(); ++loop) {
-    EXPECT_TRUE(loop.Item().Valid());
-    EXPECT_STREQ(loop.Item().Location().FullPathName(), loop.Location().FullPathName());
-    names.push_back(NameIn(loop.Location(), folder));
-  }
-  return names;
-}
-
-std::vector<std::string> Walk(NewFileLoop& loop, std::string const& folder) {
+template <class Loop>
+std::vector<std::string> Walk(Loop& loop, std::string const& folder) {
   std::vector<std::string> names;
   for (; loop.Unfinished(); ++loop) {
     EXPECT_TRUE(loop.Item().Valid());
@@ -319,15 +309,8 @@ TEST(FileLoopTest, AnUnreadableFolderIsAnEmptyLoop) {
   ScratchFolder folder;
   ASSERT_EQ(chmod(folder.Path().c_str(), 0755), 0);
   FillMixedTree(folder);
-  pid_t child = fork();
-  if (child == 0) {
-    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(99);
-    _exit(WalkClosedFolder(folder.Path()));
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(file_tree::InChildWithoutPrivilege([&] { return WalkClosedFolder(folder.Path()); }),
+            0);
 }
 
 int WalkFolderOfClosedEntries(std::string const& path) {
@@ -346,15 +329,9 @@ TEST(FileLoopTest, AFolderReadableButNotSearchableIsAnEmptyLoop) {
   folder.WriteFile("list-only/a", "");
   folder.WriteFile("list-only/b", "");
   ASSERT_EQ(chmod((folder / "list-only").c_str(), 0444), 0);
-  pid_t child = fork();
-  if (child == 0) {
-    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(99);
-    _exit(WalkFolderOfClosedEntries(folder / "list-only"));
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(file_tree::InChildWithoutPrivilege(
+                [&] { return WalkFolderOfClosedEntries(folder / "list-only"); }),
+            0);
 }
 
 TEST(FileLoopTest, ADanglingLinkIsSkippedUnlessAllowed) {

@@ -85,6 +85,21 @@ inline std::vector<std::string> Split(std::string const& text, char separator) {
   return pieces;
 }
 
+// Runs `check` in a child process where permissions bind: a test run as
+// root drops to an unprivileged user there. Gives the child's exit code.
+template <class Check>
+int InChildWithoutPrivilege(Check check) {
+  pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(99);
+    _exit(check());
+  }
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 // A fresh folder under the temporary folder, removed with all it holds.
 class ScratchFolder {
  public:
