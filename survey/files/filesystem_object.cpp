@@ -186,6 +186,47 @@ surveyor_string Location(Of, filesystem_object const& object) {
 }
 
 // ---------------------------------------------------------------------------
+// Listings of one folder.
+
+file filesystem_object_iterator::FirstFile(Of, folder const& parent) {
+  Start(parent.Path());
+  return NextFile(Of(0), parent);
+}
+
+file filesystem_object_iterator::NextFile(Of, folder const& parent) {
+  while (Unfinished() && !Item().IsFile()) ++*this;
+  if (Finished()) throw NoSuchObject();
+  // An item that vanished since the scan ends the listing here.
+  file found(Location(), parent.Flag());
+  ++*this;
+  return found;
+}
+
+folder filesystem_object_iterator::FirstFolder(Of, folder const& parent) {
+  Start(parent.Path());
+  return NextFolder(Of(0), parent);
+}
+
+folder filesystem_object_iterator::NextFolder(Of, folder const& parent) {
+  while (Unfinished() && !Item().IsDirectory()) ++*this;
+  if (Finished()) throw NoSuchObject();
+  folder found(Location(), parent.Flag());
+  ++*this;
+  return found;
+}
+
+file filesystem_object_iterator::FilteredFirstFile(surveyor_string const& pattern, Of,
+                                                   folder const& parent) {
+  WildcardStart(parent.Path(), Terminated(pattern).get());
+  return NextFile(Of(0), parent);
+}
+
+file filesystem_object_iterator::FilteredNextFile(surveyor_string const&, Of,
+                                                  folder const& parent) {
+  return NextFile(Of(0), parent);
+}
+
+// ---------------------------------------------------------------------------
 // Registration, in table order. No row has a dependency: every evaluation
 // looks at the disk anew.
 
@@ -205,6 +246,9 @@ ShortRecord folderOfWorld;
 ShortRecord folderOfFolder;
 ShortRecord applicationOfWorld;
 ShortRecord applicationOfFolder;
+PropRecord filesOfFolder;
+PropRecord findFilesOfFolder;
+PropRecord foldersOfFolder;
 
 void RegisterFilesystemObjects() {
   RegisterType<&filesystemObjectType,
@@ -241,6 +285,23 @@ void RegisterFilesystemObjects() {
                    PropertyByIndexOfObject<application, surveyor_string, folder>>(
       "application", "applications", "string", "folder", "application", &ApplicationOfFolder,
       nullptr);
+
+  RegisterIteratedSlots<&filesOfFolder,
+                        IteratedPropertyOfObject<filesystem_object_iterator, file, folder>,
+                        filesystem_object_iterator>(
+      "file", "files", "", "folder", "file", &filesystem_object_iterator::FirstFile,
+      &filesystem_object_iterator::NextFile, nullptr);
+  RegisterIteratedSlots<
+      &findFilesOfFolder,
+      IteratedPropertyByIndexOfObject<filesystem_object_iterator, file, surveyor_string, folder>,
+      filesystem_object_iterator>("find file", "find files", "string", "folder", "file",
+                                  &filesystem_object_iterator::FilteredFirstFile,
+                                  &filesystem_object_iterator::FilteredNextFile, nullptr);
+  RegisterIteratedSlots<&foldersOfFolder,
+                        IteratedPropertyOfObject<filesystem_object_iterator, folder, folder>,
+                        filesystem_object_iterator>(
+      "folder", "folders", "", "folder", "folder", &filesystem_object_iterator::FirstFolder,
+      &filesystem_object_iterator::NextFolder, nullptr);
 }
 
 [[maybe_unused]] int const registered = (RegisterFilesystemObjects(), 0);

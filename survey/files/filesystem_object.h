@@ -1,7 +1,8 @@
 // Things on disk as the query language sees them: the value types
 // "filesystem object", "file", "folder" and "application", the platform's
-// look at a path, the lookups by name, and the four properties that every
-// filesystem object has (name, pathname, location, parent folder).
+// look at a path, the lookups by name, the four properties that every
+// filesystem object has (name, pathname, location, parent folder), and the
+// listings of a folder.
 //
 // An object holds the result of one `stat` taken when it was made; no later
 // property looks at the disk again, so all attributes of one object are of
@@ -12,6 +13,7 @@
 
 #include "survey/foundation/data.h"
 #include "survey/foundation/file_location.h"
+#include "survey/foundation/file_loop.h"
 #include "survey/frame/adaptors.h"
 
 namespace UnixPlatform {
@@ -132,3 +134,24 @@ SURVEY_API surveyor_string Location(Of, filesystem_object const& object);
 // "parent folder": NoSuchObject for the root, and for a parent that cannot
 // be looked at.
 SURVEY_API folder ParentFolder(Of, filesystem_object const& object);
+
+// ---------------------------------------------------------------------------
+// Listings of one folder: "files", "find files" and "folders". The state is
+// the folder's loop, nothing more: the names of the whole folder taken once
+// when the listing starts, in `alphasort` order, "." and ".." left out and
+// dot names kept. Items that cannot be looked at are passed over, and a
+// folder that cannot be read lists nothing.
+class SURVEY_API filesystem_object_iterator : public FileLoop {
+ public:
+  // Every regular file of the folder.
+  file FirstFile(Of, folder const& parent);
+  file NextFile(Of, folder const& parent);
+  // The regular files whose names match the wildcard: "*" for any run of
+  // bytes, "?" for one byte, every other byte for itself, case counting.
+  file FilteredFirstFile(surveyor_string const& pattern, Of, folder const& parent);
+  // The pattern is the loop's from the start; the index is not read again.
+  file FilteredNextFile(surveyor_string const& pattern, Of, folder const& parent);
+  // Every folder of the folder.
+  folder FirstFolder(Of, folder const& parent);
+  folder NextFolder(Of, folder const& parent);
+};

@@ -185,9 +185,10 @@ struct Answer {
 // folder of its own (and so a client folder of its own), started in `cwd`.
 // With `json` the texts come from the JSON form (where bytes that are not
 // UTF-8 are replaced), which keeps a value with a line end in it whole;
-// without, each line printed is one value. `runAs` prefixes the command.
+// without, each line printed is one value. `runAs` prefixes the command;
+// `timeout` is the query's time limit in seconds.
 inline Answer Ask(std::string const& query, std::string const& cwd = "/", bool json = false,
-                  std::string const& runAs = "") {
+                  std::string const& runAs = "", std::string const& timeout = "300") {
   Answer answer;
   char pattern[] = "/tmp/survey-files-home-XXXXXX";
   char const* const home = mkdtemp(pattern);
@@ -206,7 +207,7 @@ inline Answer Ask(std::string const& query, std::string const& cwd = "/", bool j
   std::string const command = "cd " + ShellQuoted(cwd) + " && " + runAs + "env -i TZ=UTC HOME=" +
                               ShellQuoted(home) + " " + settings +
                               ShellQuoted(SURVEY_COMMAND) + (json ? " --json" : "") +
-                              " --timeout 300 -e " + ShellQuoted(query) + " 2>" +
+                              " --timeout " + timeout + " -e " + ShellQuoted(query) + " 2>" +
                               ShellQuoted(errors);
   int status = 0;
   std::string const output = Output(command, &status);

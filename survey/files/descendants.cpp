@@ -1,0 +1,138 @@
+#include "survey/files/descendants.h"
+
+#include <cstring>
+
+#include "survey/frame/registration.h"
+
+SharingPtr<FileLoop> MakeFileLoop(FileLocation const& folder) {
+  return SharingPtr<FileLoop>(new FileLoop(folder));
+}
+
+// ---------------------------------------------------------------------------
+// Ancestors.
+
+folder ancestor_iterator::First(Of, filesystem_object const& object) {
+  folder parent = ParentFolder(Of(0), object);
+  last_ = parent.Path();
+  return parent;
+}
+
+folder ancestor_iterator::Next(Of, filesystem_object const& object) {
+  filesystem_object const current(last_, object.Flag());
+  folder parent = ParentFolder(Of(0), current);
+  last_ = parent.Path();
+  return parent;
+}
+
+// ---------------------------------------------------------------------------
+// Descendants.
+
+namespace {
+
+bool IsDotOrDotDot(char const* name) {
+  return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+}  // namespace
+
+file descendant_iterator::First(Of, folder const& start) {
+  loops_.clear();
+  loops_.push_back(MakeFileLoop(start.Path()));
+  return Next(Of(0), start);
+}
+
+file descendant_iterator::Next(Of, folder const& start) {
+  for (;;) {
+    if (loops_.empty()) throw NoSuchObject();
+    FileLoop& loop = *loops_.back();
+    if (loop.Finished()) {
+      loops_.pop_back();
+      continue;
+    }
+    if (IsDotOrDotDot(loop.Location().Name())) {
+      ++loop;
+      continue;
+    }
+    FileItem const& item = loop.Item();
+    if (item.IsDirectory()) {
+      // The new level goes to the back, so the walk goes down at once; the
+      // reference to this level stays valid, since a deque's elements do not
+      // move when it grows at an end.
+      loops_.push_back(MakeFileLoop(loop.Location()));
+      ++loop;
+      continue;
+    }
+    if (!item.IsFile()) {
+      ++loop;
+      continue;
+    }
+    try {
+      file found(loop.Location(), start.Flag());
+      ++loop;
+      return found;
+    } catch (NoSuchObject const&) {
+      // It vanished between the listing and now.
+      ++loop;
+    }
+  }
+}
+
+folder descendant_iterator::FirstFolder(Of, folder const& start) {
+  loops_.clear();
+  loops_.push_back(MakeFileLoop(start.Path()));
+  return NextFolder(Of(0), start);
+}
+
+folder descendant_iterator::NextFolder(Of, folder const& start) {
+  for (;;) {
+    if (loops_.empty()) throw NoSuchObject();
+    FileLoop& loop = *loops_.back();
+    if (loop.Finished()) {
+      loops_.pop_back();
+      continue;
+    }
+    if (IsDotOrDotDot(loop.Location().Name()) || !loop.Item().IsDirectory()) {
+      ++loop;
+      continue;
+    }
+    try {
+      folder found(loop.Location(), start.Flag());
+      loops_.push_back(MakeFileLoop(loop.Location()));
+      ++loop;
+      return found;
+    } catch (NoSuchObject const&) {
+      ++loop;
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Registration, in table order. No row has a dependency.
+
+namespace {
+
+PropRecord ancestorsProperty;
+PropRecord descendantsProperty;
+PropRecord descendantFoldersProperty;
+
+void RegisterWalks() {
+  RegisterIteratedSlots<&ancestorsProperty,
+                        IteratedPropertyOfObject<ancestor_iterator, folder, filesystem_object>,
+                        ancestor_iterator>("ancestor", "ancestors", "", "filesystem object",
+                                           "folder", &ancestor_iterator::First,
+                                           &ancestor_iterator::Next, nullptr);
+  RegisterIteratedSlots<&descendantsProperty,
+                        IteratedPropertyOfObject<descendant_iterator, file, folder>,
+                        descendant_iterator>("descendant", "descendants", "", "folder", "file",
+                                             &descendant_iterator::First,
+                                             &descendant_iterator::Next, nullptr);
+  RegisterIteratedSlots<&descendantFoldersProperty,
+                        IteratedPropertyOfObject<descendant_iterator, folder, folder>,
+                        descendant_iterator>(
+      "descendant folder", "descendant folders", "", "folder", "folder",
+      &descendant_iterator::FirstFolder, &descendant_iterator::NextFolder, nullptr);
+}
+
+[[maybe_unused]] int const registered = (RegisterWalks(), 0);
+
+}  // namespace

@@ -1,0 +1,49 @@
+// Walks of the folder tree: up from any filesystem object through its
+// ancestors, and down from a folder through every file or every folder
+// below it.
+#pragma once
+
+#include <deque>
+
+#include "survey/files/filesystem_object.h"
+#include "survey/foundation/file_loop.h"
+#include "survey/foundation/sharing.h"
+
+// A loop started on a folder, shared by the handles that hold it.
+SURVEY_API SharingPtr<FileLoop> MakeFileLoop(FileLocation const& folder);
+
+// "ancestors": the parent folder, its parent and so on up to the root,
+// which comes last. The walk is on the path text and does not resolve links;
+// it ends at the root or at a parent that cannot be looked at. A relative
+// path never reaches a root ("." and ".." are each other's parents), so its
+// walk ends only when the evaluator stops it.
+class SURVEY_API ancestor_iterator {
+ public:
+  folder First(Of, filesystem_object const& object);
+  folder Next(Of, filesystem_object const& object);
+
+ private:
+  // The last ancestor given out.
+  FileLocation last_;
+};
+
+// "descendants" and "descendant folders": a depth-first walk, each level in
+// the order of its loop, a folder's content at the place of its name, the
+// starting folder never given out. Items are classified as `stat` sees
+// them, so links to folders are walked as folders, with no memory of the
+// folders visited: a link to an ancestor is followed until the growing path
+// can no longer be looked at. Unreadable folders are empty; an item that
+// vanishes on the way is passed over.
+class SURVEY_API descendant_iterator {
+ public:
+  // Every regular file below the folder.
+  file First(Of, folder const& start);
+  file Next(Of, folder const& start);
+  // Every folder below the folder, each before its own content.
+  folder FirstFolder(Of, folder const& start);
+  folder NextFolder(Of, folder const& start);
+
+ private:
+  // One open listing per level of the walk, the deepest at the back.
+  std::deque<SharingPtr<FileLoop>> loops_;
+};

@@ -1,0 +1,342 @@
+// Listings of a folder and walks of a tree through the survey command, on
+// trees that each test makes, against find(1) run at test time: the files
+// and folders of a folder, "find files" with wildcards, descendants and
+// descendant folders, and ancestors.
+#include <gtest/gtest.h>
+
+#include "tests/unit/files/files_test_support.h"
+
+namespace {
+
+using survey::files::testing::Answer;
+using survey::files::testing::Ask;
+using survey::files::testing::ErrorOf;
+using survey::files::testing::Find;
+using survey::files::testing::One;
+using survey::files::testing::Output;
+using survey::files::testing::QueryString;
+using survey::files::testing::ScratchTree;
+using survey::files::testing::ShellQuoted;
+using survey::files::testing::Sorted;
+using survey::files::testing::Unprivileged;
+using survey::files::testing::WalkOrder;
+
+std::string Q(std::string const& path) { return QueryString(path); }
+
+std::vector<std::string> InWalkOrder(std::vector<std::string> paths) {
+  std::sort(paths.begin(), paths.end(), WalkOrder);
+  return paths;
+}
+
+// The values of a query that must end without error.
+std::vector<std::string> Values(std::string const& query, std::string const& runAs = "") {
+  Answer const answer = Ask(query, "/", false, runAs);
+  EXPECT_EQ("", answer.error) << query;
+  return answer.values;
+}
+
+// A tree of every kind of thing a folder holds, with no line ends in its
+// names (each printed value is one line) and no loops of links.
+void MakeMixedTree(ScratchTree const& tree) {
+  tree.File("a", "a");
+  tree.File("b.txt", "b");
+  tree.File("B.TXT", "B");
+  tree.File("a.txt.TXT");
+  tree.File(".hidden");
+  tree.File(".TXT");
+  tree.File("with space", "s");
+  tree.File("caf\xc3\xa9");
+  tree.File("\xff\xfe raw");
+  tree.File("Zed");
+  tree.File("[ab]");
+  tree.File("x");
+  tree.Folder("sub");
+  tree.File("sub/x", "x");
+  tree.Folder("sub/deeper");
+  tree.File("sub/deeper/y");
+  tree.Folder("sub/deeper/empty");
+  tree.Folder(".dotdir");
+  tree.File(".dotdir/.inside");
+  tree.Folder("space dir");
+  tree.File("space dir/z z");
+  tree.Folder("\xe9t\xe9");
+  tree.File("\xe9t\xe9/\xff");
+  tree.Link("a", "to-file");
+  tree.Link("sub", "to-folder");
+  tree.Link("missing", "dangling");
+  tree.Link("sub/missing", "sub/dangling");
+  tree.Fifo("pipe");
+  tree.Fifo("sub/pipe");
+}
+
+std::string FindIn(std::string const& folder, std::string const& tests) {
+  return "-L " + ShellQuoted(folder) + " -mindepth 1 " + tests;
+}
+
+// ---------------------------------------------------------------------------
+// One level.
+
+TEST(ListingCommandTest, FilesAndFoldersAreFindsInByteOrderWithDotNamesAndWithoutPipesOrDanglingLinks) {
+  ScratchTree tree;
+  MakeMixedTree(tree);
+  std::vector<std::string> const files = Sorted(Find(FindIn(tree.Path(), "-maxdepth 1 -type f")));
+  std::vector<std::string> const folders =
+      Sorted(Find(FindIn(tree.Path(), "-maxdepth 1 -type d")));
+  ASSERT_FALSE(files.empty());
+  ASSERT_FALSE(folders.empty());
+  EXPECT_EQ(files, Values("pathnames of files of folder " + Q(tree.Path())));
+  EXPECT_EQ(folders, Values("pathnames of folders of folder " + Q(tree.Path())));
+  // The link to a file is listed as a file, the link to a folder as a folder.
+  EXPECT_NE(files.end(), std::find(files.begin(), files.end(), tree / "to-file"));
+  EXPECT_NE(folders.end(), std::find(folders.begin(), folders.end(), tree / "to-folder"));
+  EXPECT_NE(files.end(), std::find(files.begin(), files.end(), tree / ".hidden"));
+  // Names are the last component.
+  std::vector<std::string> names;
+  for (std::string const& path : files) names.push_back(path.substr(tree.Path().size() + 1));
+  EXPECT_EQ(names, Values("names of files of folder " + Q(tree.Path())));
+}
+
+TEST(ListingCommandTest, FindFilesMatchesStarsAndQuestionMarksCaseSensitively) {
+  ScratchTree tree;
+  MakeMixedTree(tree);
+  // Patterns of "*", "?" and plain bytes mean the same to find's -name.
+  for (std::string const pattern : {"*", "*.TXT", "*.txt", "?", "*.*", ".*", "a*", "*e*", "???",
+                                    "*T", "a", "no such", ""}) {
+    std::vector<std::string> const expected = Sorted(
+        Find(FindIn(tree.Path(), "-maxdepth 1 -type f -name " + ShellQuoted(pattern))));
+    EXPECT_EQ(expected,
+              Values("pathnames of find files " + Q(pattern) + " of folder " + Q(tree.Path())))
+        << pattern;
+  }
+  // "*" lists the dot files.
+  std::vector<std::string> const all = Values("names of find files \"*\" of folder " + Q(tree.Path()));
+  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), ".hidden"));
+  EXPECT_NE(all.end(), std::find(all.begin(), all.end(), ".TXT"));
+  // Upper-case pattern, lower-case name: no match.
+  std::vector<std::string> const upper =
+      Values("names of find files \"*.TXT\" of folder " + Q(tree.Path()));
+  EXPECT_EQ(upper.end(), std::find(upper.begin(), upper.end(), "b.txt"));
+  // Brackets are plain bytes: no classes.
+  EXPECT_EQ(std::vector<std::string>{"[ab]"},
+            Values("names of find files \"[ab]\" of folder " + Q(tree.Path())));
+  // The pattern is matched against the name alone.
+  EXPECT_TRUE(Values("names of find files \"sub/*\" of folder " + Q(tree.Path())).empty());
+}
+
+TEST(ListingCommandTest, ListingTheRootDoublesTheSlash) {
+  std::vector<std::string> expectedFolders;
+  for (std::string const& path : Sorted(Find("-L / -mindepth 1 -maxdepth 1 -type d"))) {
+    expectedFolders.push_back("/" + path);
+  }
+  ASSERT_FALSE(expectedFolders.empty());
+  EXPECT_EQ(expectedFolders, Values("pathnames of folders of folder \"/\""));
+  std::vector<std::string> expectedFiles;
+  for (std::string const& path : Sorted(Find("-L / -mindepth 1 -maxdepth 1 -type f"))) {
+    expectedFiles.push_back("/" + path);
+  }
+  EXPECT_EQ(expectedFiles, Values("pathnames of files of folder \"/\""));
+  std::vector<std::string> names;
+  for (std::string const& path : expectedFolders) names.push_back(path.substr(2));
+  EXPECT_EQ(names, Values("names of folders of folder \"/\""));
+}
+
+TEST(ListingCommandTest, EmptyAndMissingFoldersListNothing) {
+  ScratchTree tree;
+  tree.Folder("empty");
+  EXPECT_TRUE(Values("files of folder " + Q(tree / "empty")).empty());
+  EXPECT_TRUE(Values("folders of folder " + Q(tree / "empty")).empty());
+  EXPECT_TRUE(Values("find files \"*\" of folder " + Q(tree / "empty")).empty());
+}
+
+TEST(ListingCommandTest, NamesWithLineEndsAreListedWhole) {
+  ScratchTree tree;
+  tree.File("line\nend");
+  tree.File("plain");
+  tree.Folder("folder\nwith end");
+  tree.File("folder\nwith end/inner\nfile");
+  Answer const files = Ask("names of files of folder " + Q(tree.Path()), "/", /*json=*/true);
+  EXPECT_EQ("", files.error);
+  EXPECT_EQ((std::vector<std::string>{"line\nend", "plain"}), files.values);
+  Answer const folders = Ask("names of folders of folder " + Q(tree.Path()), "/", true);
+  EXPECT_EQ(std::vector<std::string>{"folder\nwith end"}, folders.values);
+  std::vector<std::string> const expected = InWalkOrder(Find(FindIn(tree.Path(), "-type f")));
+  Answer const descendants =
+      Ask("pathnames of descendants of folder " + Q(tree.Path()), "/", true);
+  EXPECT_EQ("", descendants.error);
+  EXPECT_EQ(expected, descendants.values);
+}
+
+// ---------------------------------------------------------------------------
+// Whole trees.
+
+TEST(DescendantsCommandTest, DescendantsAreFindsFilesInWalkOrder) {
+  ScratchTree tree;
+  MakeMixedTree(tree);
+  std::vector<std::string> const files = InWalkOrder(Find(FindIn(tree.Path(), "-type f")));
+  std::vector<std::string> const folders = InWalkOrder(Find(FindIn(tree.Path(), "-type d")));
+  ASSERT_GT(files.size(), 10u);
+  EXPECT_EQ(files, Values("pathnames of descendants of folder " + Q(tree.Path())));
+  EXPECT_EQ(folders, Values("pathnames of descendant folders of folder " + Q(tree.Path())));
+  EXPECT_EQ(std::to_string(files.size()),
+            One("number of descendants of folder " + Q(tree.Path())));
+  // Through the link to a folder, the folder's files come again.
+  EXPECT_NE(files.end(), std::find(files.begin(), files.end(), tree / "to-folder/deeper/y"));
+  // No pipe anywhere.
+  for (std::string const& path : files) EXPECT_EQ(std::string::npos, path.find("pipe")) << path;
+  for (std::string const& path : folders) EXPECT_EQ(std::string::npos, path.find("pipe")) << path;
+}
+
+TEST(DescendantsCommandTest, AFoldersContentComesAtThePlaceOfItsName) {
+  ScratchTree tree;
+  tree.File("a");
+  tree.Folder("b");
+  tree.File("b/x");
+  tree.File("c");
+  EXPECT_EQ((std::vector<std::string>{tree / "a", tree / "b/x", tree / "c"}),
+            Values("pathnames of descendants of folder " + Q(tree.Path())));
+  // A folder comes before what it holds.
+  tree.Folder("b/inner");
+  tree.Folder("b/inner/most");
+  tree.Folder("d");
+  EXPECT_EQ((std::vector<std::string>{tree / "b", tree / "b/inner", tree / "b/inner/most",
+                                      tree / "d"}),
+            Values("pathnames of descendant folders of folder " + Q(tree.Path())));
+}
+
+TEST(DescendantsCommandTest, EmptyFoldersAndFoldersOfFilesOnlyGiveNothing) {
+  ScratchTree tree;
+  tree.Folder("empty");
+  tree.Folder("flat");
+  tree.File("flat/one");
+  tree.File("flat/two");
+  tree.Fifo("flat/pipe");
+  EXPECT_TRUE(Values("descendants of folder " + Q(tree / "empty")).empty());
+  EXPECT_TRUE(Values("descendant folders of folder " + Q(tree / "empty")).empty());
+  EXPECT_TRUE(Values("descendant folders of folder " + Q(tree / "flat")).empty());
+  EXPECT_EQ("2", One("number of descendants of folder " + Q(tree / "flat")));
+  // The folder itself is never among them.
+  std::vector<std::string> const folders =
+      Values("pathnames of descendant folders of folder " + Q(tree.Path()));
+  EXPECT_EQ((std::vector<std::string>{tree / "empty", tree / "flat"}), folders);
+}
+
+TEST(DescendantsCommandTest, UnreadableFoldersListAsEmptyWithoutError) {
+  std::string const runAs = Unprivileged();
+  ScratchTree tree;
+  tree.Folder("locked");
+  tree.File("locked/secret");
+  tree.Folder("locked/inner");
+  tree.Folder("open");
+  tree.File("open/visible");
+  tree.Folder("open/shut");
+  tree.File("open/shut/hidden");
+  tree.Mode("locked", 0);
+  tree.Mode("open/shut", 0311);  // may be entered, not read
+  int status = 0;
+  Output(runAs + "ls " + ShellQuoted(tree / "locked") + " >/dev/null 2>&1", &status);
+  if (status == 0) GTEST_SKIP() << "permission bits do not bind for this user";
+
+  std::string const locked = Q(tree / "locked");
+  EXPECT_EQ(std::vector<std::string>{tree / "locked"},
+            Values("pathname of folder " + locked, runAs));
+  EXPECT_TRUE(Values("files of folder " + locked, runAs).empty());
+  EXPECT_TRUE(Values("folders of folder " + locked, runAs).empty());
+  EXPECT_TRUE(Values("find files \"*\" of folder " + locked, runAs).empty());
+  EXPECT_TRUE(Values("descendants of folder " + locked, runAs).empty());
+  EXPECT_TRUE(Values("descendant folders of folder " + locked, runAs).empty());
+  // Inside a tree the walk passes over them, as find does.
+  std::vector<std::string> const files =
+      InWalkOrder(Find(FindIn(tree.Path(), "-type f"), runAs));
+  EXPECT_EQ((std::vector<std::string>{tree / "open/visible"}), files);
+  EXPECT_EQ(files, Values("pathnames of descendants of folder " + Q(tree.Path()), runAs));
+  std::vector<std::string> const folders =
+      InWalkOrder(Find(FindIn(tree.Path(), "-type d"), runAs));
+  EXPECT_EQ(folders, Values("pathnames of descendant folders of folder " + Q(tree.Path()), runAs));
+  // A file in a folder that may be entered but not read is found by name.
+  EXPECT_EQ(tree / "open/shut/hidden",
+            Values("pathname of file " + Q(tree / "open/shut/hidden"), runAs).at(0));
+}
+
+TEST(DescendantsCommandTest, ALinkToAnAncestorIsFollowedUntilThePathFailsAndTheWalkEnds) {
+  ScratchTree tree;
+  tree.Folder("sub");
+  tree.File("sub/f");
+  tree.Link("..", "sub/up");
+  tree.Link("self", "self");
+  Answer const answer = Ask("pathnames of descendants of folder " + Q(tree.Path()));
+  EXPECT_EQ("", answer.error);
+  // The plain file and, through the link, the same file again and again.
+  ASSERT_GT(answer.values.size(), 2u);
+  EXPECT_EQ(tree / "sub/f", answer.values[0]);
+  EXPECT_EQ(tree / "sub/up/sub/f", answer.values[1]);
+  for (std::size_t i = 1; i < answer.values.size(); ++i) {
+    EXPECT_EQ(answer.values[i - 1].size() + 7, answer.values[i].size());
+  }
+  // Each path in the answer can be looked at, and one step further cannot.
+  std::string const last = answer.values.back();
+  std::string const further = last.substr(0, last.size() - 1) + "up/sub/f";
+  int status = 0;
+  Output("test -f " + ShellQuoted(last), &status);
+  EXPECT_EQ(0, status) << last;
+  Output("test -f " + ShellQuoted(further), &status);
+  EXPECT_NE(0, status) << further;
+  EXPECT_EQ("", Ask("number of descendant folders of folder " + Q(tree.Path())).error);
+}
+
+// ---------------------------------------------------------------------------
+// Ancestors.
+
+TEST(AncestorsCommandTest, AncestorsGoFromTheNearestFolderToTheRoot) {
+  if (access("/etc/passwd", F_OK) == 0) {
+    EXPECT_EQ((std::vector<std::string>{"/etc", "/"}),
+              Values("pathnames of ancestors of file \"/etc/passwd\""));
+  }
+  EXPECT_TRUE(Values("ancestors of folder \"/\"").empty());
+  ScratchTree tree;
+  tree.Folder("one");
+  tree.Folder("one/two");
+  tree.File("one/two/three");
+  std::vector<std::string> expected;
+  for (std::string path = tree / "one/two"; path != "/";
+       path = path.substr(0, path.rfind('/') == 0 ? 1 : path.rfind('/'))) {
+    expected.push_back(path);
+  }
+  expected.push_back("/");
+  EXPECT_EQ(expected, Values("pathnames of ancestors of file " + Q(tree / "one/two/three")));
+  // The walk is on the text: through a link, the link's folders.
+  tree.Link("one/two", "link");
+  EXPECT_EQ(tree.Path(), Values("pathnames of ancestors of file " + Q(tree / "link/three")).at(1));
+  // The doubled slash of a listing of the root goes at the first step.
+  EXPECT_EQ((std::vector<std::string>{"/"}),
+            Values("pathnames of ancestors of folder \"etc\" of folder \"/\""));
+}
+
+TEST(AncestorsCommandTest, ARelativePathNeverReachesARootAndOnlyTheTimeLimitEndsIt) {
+  ScratchTree tree;
+  tree.File("x");
+  Answer const answer =
+      Ask("pathnames of ancestors of file \"x\"", tree.Path(), false, "", /*timeout=*/"1");
+  EXPECT_EQ("interrupted", answer.error);
+  ASSERT_GT(answer.values.size(), 4u);
+  for (std::size_t i = 0; i + 1 < answer.values.size(); ++i) {
+    EXPECT_EQ(i % 2 == 0 ? "." : "..", answer.values[i]) << i;
+  }
+}
+
+TEST(AncestorsCommandTest, TheWalkIsOnTheTextAndDoesNotFoldDots) {
+  ScratchTree tree;
+  tree.Folder("one");
+  tree.File("one/f");
+  std::vector<std::string> const values =
+      Values("pathnames of ancestors of file " + Q(tree / "one/../one/f"));
+  ASSERT_GE(values.size(), 4u);
+  EXPECT_EQ((std::vector<std::string>{tree / "one/../one", tree / "one/..", tree / "one",
+                                      tree.Path()}),
+            std::vector<std::string>(values.begin(), values.begin() + 4));
+  EXPECT_EQ("/", values.back());
+  // A path through a folder that is missing does not stat, so it has no
+  // object and so no ancestors.
+  EXPECT_EQ("no value", ErrorOf("file " + Q(tree / "none/../one/f")));
+}
+
+}  // namespace

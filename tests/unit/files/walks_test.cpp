@@ -1,0 +1,206 @@
+// The listing and walk iterators called as the evaluator calls them, for
+// what the command cannot show: items that vanish between the listing and
+// their turn, relative ancestors, fresh starts and copied states.
+#include "survey/files/descendants.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/unit/files/files_test_support.h"
+
+namespace {
+
+using survey::files::testing::ScratchTree;
+
+FileLocation At(std::string const& path) { return MakeFileLocation(path.c_str()); }
+
+std::string PathOf(filesystem_object const& object) { return object.Path().FullPathName(); }
+
+void Remove(std::string const& path) { ASSERT_EQ(0, unlink(path.c_str())) << path; }
+
+TEST(ListingTest, AnEmptyFolderListsNothing) {
+  ScratchTree tree;
+  folder const start(At(tree.Path()), false);
+  filesystem_object_iterator files;
+  EXPECT_THROW(files.FirstFile(Of(0), start), NoSuchObject);
+  filesystem_object_iterator folders;
+  EXPECT_THROW(folders.FirstFolder(Of(0), start), NoSuchObject);
+}
+
+TEST(ListingTest, AFileThatVanishedSinceTheScanEndsTheListingThere) {
+  ScratchTree tree;
+  for (char const* name : {"a", "b", "c"}) tree.File(name);
+  folder const start(At(tree.Path()), false);
+  filesystem_object_iterator files;
+  EXPECT_EQ(tree / "a", PathOf(files.FirstFile(Of(0), start)));
+  Remove(tree / "b");
+  EXPECT_THROW(files.NextFile(Of(0), start), NoSuchObject);
+}
+
+TEST(ListingTest, AFileMadeAfterTheStartIsNotSeenAndAFreshStartSeesIt) {
+  ScratchTree tree;
+  tree.File("a");
+  folder const start(At(tree.Path()), false);
+  filesystem_object_iterator files;
+  EXPECT_EQ(tree / "a", PathOf(files.FirstFile(Of(0), start)));
+  tree.File("b");
+  EXPECT_THROW(files.NextFile(Of(0), start), NoSuchObject);
+  EXPECT_EQ(tree / "a", PathOf(files.FirstFile(Of(0), start)));
+  EXPECT_EQ(tree / "b", PathOf(files.NextFile(Of(0), start)));
+}
+
+TEST(ListingTest, TheFlagOfTheFolderPassesToItsItems) {
+  ScratchTree tree;
+  tree.File("a");
+  tree.Folder("d");
+  folder const start(At(tree.Path()), true);
+  filesystem_object_iterator files;
+  EXPECT_TRUE(files.FirstFile(Of(0), start).Flag());
+  filesystem_object_iterator folders;
+  EXPECT_TRUE(folders.FirstFolder(Of(0), start).Flag());
+  descendant_iterator walk;
+  EXPECT_TRUE(walk.First(Of(0), start).Flag());
+}
+
+TEST(ListingTest, TheFilterIsTakenAtTheStartAndTheNextIndexIsNotRead) {
+  ScratchTree tree;
+  for (char const* name : {"a.log", "b.txt", "c.log"}) tree.File(name);
+  folder const start(At(tree.Path()), false);
+  std::string const pattern = "*.log";
+  std::string const other = "*.txt";
+  surveyor_string const index{reinterpret_cast<unsigned char const*>(pattern.data()),
+                              pattern.size()};
+  surveyor_string const otherIndex{reinterpret_cast<unsigned char const*>(other.data()),
+                                   other.size()};
+  filesystem_object_iterator files;
+  EXPECT_EQ(tree / "a.log", PathOf(files.FilteredFirstFile(index, Of(0), start)));
+  EXPECT_EQ(tree / "c.log", PathOf(files.FilteredNextFile(otherIndex, Of(0), start)));
+  EXPECT_THROW(files.FilteredNextFile(index, Of(0), start), NoSuchObject);
+}
+
+// ---------------------------------------------------------------------------
+
+TEST(DescendantWalkTest, AFileDeletedInTheMiddleIsSkippedAndTheRestFollow) {
+  ScratchTree tree;
+  tree.File("a");
+  tree.File("b");
+  tree.Folder("c");
+  tree.File("c/x");
+  tree.File("c/y");
+  tree.File("d");
+  folder const start(At(tree.Path()), false);
+  descendant_iterator walk;
+  EXPECT_EQ(tree / "a", PathOf(walk.First(Of(0), start)));
+  // "b" has been looked at by its loop already; it goes now.
+  Remove(tree / "b");
+  EXPECT_EQ(tree / "c/x", PathOf(walk.Next(Of(0), start)));
+  Remove(tree / "c/y");
+  EXPECT_EQ(tree / "d", PathOf(walk.Next(Of(0), start)));
+  EXPECT_THROW(walk.Next(Of(0), start), NoSuchObject);
+  // The end stays the end.
+  EXPECT_THROW(walk.Next(Of(0), start), NoSuchObject);
+}
+
+TEST(DescendantWalkTest, AFolderDeletedInTheMiddleIsSkippedAndTheRestFollow) {
+  ScratchTree tree;
+  for (char const* name : {"a", "b", "c"}) tree.Folder(name);
+  tree.Folder("b/inner");
+  folder const start(At(tree.Path()), false);
+  descendant_iterator walk;
+  EXPECT_EQ(tree / "a", PathOf(walk.FirstFolder(Of(0), start)));
+  ASSERT_EQ(0, std::system(("rm -rf " + survey::files::testing::ShellQuoted(tree / "b")).c_str()));
+  EXPECT_EQ(tree / "c", PathOf(walk.NextFolder(Of(0), start)));
+  EXPECT_THROW(walk.NextFolder(Of(0), start), NoSuchObject);
+}
+
+TEST(DescendantWalkTest, FirstAlwaysBeginsAfresh) {
+  ScratchTree tree;
+  tree.Folder("d");
+  tree.File("d/one");
+  tree.File("two");
+  folder const start(At(tree.Path()), false);
+  descendant_iterator walk;
+  EXPECT_EQ(tree / "d/one", PathOf(walk.First(Of(0), start)));
+  EXPECT_EQ(tree / "d/one", PathOf(walk.First(Of(0), start)));
+  EXPECT_EQ(tree / "two", PathOf(walk.Next(Of(0), start)));
+  EXPECT_EQ(tree / "d", PathOf(walk.FirstFolder(Of(0), start)));
+  EXPECT_THROW(walk.NextFolder(Of(0), start), NoSuchObject);
+  EXPECT_EQ(tree / "d/one", PathOf(walk.First(Of(0), start)));
+}
+
+TEST(DescendantWalkTest, ACopiedStateSharesItsLoops) {
+  ScratchTree tree;
+  for (char const* name : {"a", "b", "c"}) tree.File(name);
+  folder const start(At(tree.Path()), false);
+  descendant_iterator walk;
+  EXPECT_EQ(tree / "a", PathOf(walk.First(Of(0), start)));
+  {
+    descendant_iterator copy(walk);
+    EXPECT_EQ(tree / "b", PathOf(copy.Next(Of(0), start)));
+  }
+  // The loop is shared, so the original has moved on with the copy.
+  EXPECT_EQ(tree / "c", PathOf(walk.Next(Of(0), start)));
+  EXPECT_THROW(walk.Next(Of(0), start), NoSuchObject);
+}
+
+TEST(DescendantWalkTest, MakeFileLoopStartsOnTheFolder) {
+  ScratchTree tree;
+  tree.File("only");
+  SharingPtr<FileLoop> const loop = MakeFileLoop(At(tree.Path()));
+  ASSERT_TRUE(loop->Unfinished());
+  EXPECT_EQ(tree / "only", std::string(loop->Location().FullPathName()));
+  SharingPtr<FileLoop> const empty = MakeFileLoop(At(tree / "missing"));
+  EXPECT_TRUE(empty->Finished());
+}
+
+// ---------------------------------------------------------------------------
+
+TEST(AncestorWalkTest, ARelativePathAlternatesBetweenDotAndDotDot) {
+  ScratchTree tree;
+  tree.File("x");
+  ASSERT_EQ(0, chdir(tree.Path().c_str()));
+  file const object(At("x"), false);
+  ancestor_iterator walk;
+  EXPECT_EQ(".", PathOf(walk.First(Of(0), object)));
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_EQ("..", PathOf(walk.Next(Of(0), object))) << i;
+    EXPECT_EQ(".", PathOf(walk.Next(Of(0), object))) << i;
+  }
+  ASSERT_EQ(0, chdir("/"));
+}
+
+TEST(AncestorWalkTest, TheRootComesLastAndHasNoAncestors) {
+  ScratchTree tree;
+  tree.Folder("one");
+  tree.File("one/f");
+  file const object(At(tree / "one/f"), false);
+  ancestor_iterator walk;
+  std::vector<std::string> seen{PathOf(walk.First(Of(0), object))};
+  for (;;) {
+    try {
+      seen.push_back(PathOf(walk.Next(Of(0), object)));
+    } catch (NoSuchObject const&) {
+      break;
+    }
+  }
+  ASSERT_GE(seen.size(), 3u);
+  EXPECT_EQ(tree / "one", seen[0]);
+  EXPECT_EQ(tree.Path(), seen[1]);
+  EXPECT_EQ("/", seen.back());
+  folder const root(At("/"), false);
+  ancestor_iterator rootWalk;
+  EXPECT_THROW(rootWalk.First(Of(0), root), NoSuchObject);
+}
+
+TEST(AncestorWalkTest, AParentThatCannotBeLookedAtEndsTheWalk) {
+  ScratchTree tree;
+  tree.Folder("one");
+  tree.Folder("one/two");
+  tree.File("one/two/f");
+  file const object(At(tree / "one/two/f"), false);
+  ancestor_iterator walk;
+  EXPECT_EQ(tree / "one/two", PathOf(walk.First(Of(0), object)));
+  ASSERT_EQ(0, std::system(("rm -rf " + survey::files::testing::ShellQuoted(tree / "one")).c_str()));
+  EXPECT_THROW(walk.Next(Of(0), object), NoSuchObject);
+}
+
+}  // namespace
