@@ -29,11 +29,11 @@ int StrverscmpOrder(char const* a, char const* b) { return strverscmp(a, b); }
 
 boolean Truth(bool value) { return boolean{static_cast<unsigned char>(value ? 1 : 0)}; }
 
-// The relations of a version type V, ordered by `Order`, with a string on
-// either side. The string is copied to gain a NUL; an empty copy holds no
-// buffer, and the constant empty text stands for it.
+// The relations of a version type V, ordered by `Order`, with itself and
+// with a string on either side. The string is copied to gain a NUL; an
+// empty copy holds no buffer, and the constant empty text stands for it.
 template <class V, int (*Order)(char const*, char const*)>
-struct TextRelations {
+struct Relations {
   static int VersionAgainstText(V const& version, surveyor_string const& text) {
     Stringy const copy(text.data, text.length);
     return Order(version.text, copy.CString());
@@ -43,6 +43,15 @@ struct TextRelations {
     return Order(copy.CString(), version.text);
   }
 
+  static boolean Equal(V const& left, V const& right) {
+    return Truth(Order(left.text, right.text) == 0);
+  }
+  static boolean Less(V const& left, V const& right) {
+    return Truth(Order(left.text, right.text) < 0);
+  }
+  static boolean LessOrEqual(V const& left, V const& right) {
+    return Truth(Order(left.text, right.text) <= 0);
+  }
   static boolean VersionEqual(V const& left, surveyor_string const& right) {
     return Truth(VersionAgainstText(left, right) == 0);
   }
@@ -63,8 +72,8 @@ struct TextRelations {
   }
 };
 
-using VersionTextRelations = TextRelations<surveyor_version, &CompareVersions>;
-using StrverscmpTextRelations = TextRelations<surveyor_strverscmp_version, &StrverscmpOrder>;
+using VersionRelations = Relations<surveyor_version, &CompareVersions>;
+using StrverscmpRelations = Relations<surveyor_strverscmp_version, &StrverscmpOrder>;
 
 }  // namespace
 
@@ -145,23 +154,6 @@ surveyor_strverscmp_version AsStrverscmpVersion(surveyor_string const& text) {
   return surveyor_strverscmp_version(TerminatedCopy(text));
 }
 
-namespace {
-
-boolean StrverscmpEqual(surveyor_strverscmp_version const& left,
-                        surveyor_strverscmp_version const& right) {
-  return Truth(strverscmp(left.text, right.text) == 0);
-}
-boolean StrverscmpLess(surveyor_strverscmp_version const& left,
-                       surveyor_strverscmp_version const& right) {
-  return Truth(strverscmp(left.text, right.text) < 0);
-}
-boolean StrverscmpLessOrEqual(surveyor_strverscmp_version const& left,
-                              surveyor_strverscmp_version const& right) {
-  return Truth(strverscmp(left.text, right.text) <= 0);
-}
-
-}  // namespace
-
 // ---------------------------------------------------------------------------
 // Registration, in table order: "version" with its lookup and casts, then
 // "strverscmp version" on top of it, then the comparable group of "version"
@@ -179,8 +171,8 @@ ShortRecord strverscmpOfText;
 ShortRecord stringToStrverscmp;
 
 void RegisterVersions() {
-  RegisterType<&versionType, SurveyorTypeInfo<surveyor_version, kFingerprinted>,
-               surveyor_version>("version", nullptr);
+  RegisterType<&versionType, SurveyorTypeInfo<surveyor_version, kFingerprinted>, surveyor_version>(
+      "version", nullptr);
   RegisterProperty<&versionOfText, PropertyByIndexOfWorld<surveyor_version, surveyor_string>>(
       "version", "versions", "string", "", "version", &version_of, &DependsOnlyOnParameters);
   RegisterCast<&versionToString, Cast<surveyor_version, surveyor_string>>(
@@ -239,8 +231,8 @@ void RegisterRelations() {
   using V = surveyor_version;
   using S = surveyor_strverscmp_version;
   using T = surveyor_string;
-  using VersionText = VersionTextRelations;
-  using StrverscmpText = StrverscmpTextRelations;
+  using VersionText = VersionRelations;
+  using StrverscmpText = StrverscmpRelations;
   RegisterRelationsOf<V, T, &versionEqualsText, &versionLessThanText, &versionLessOrEqualText>(
       "version", "string", &VersionText::VersionEqual, &VersionText::VersionLess,
       &VersionText::VersionLessOrEqual);
@@ -248,8 +240,8 @@ void RegisterRelations() {
       "string", "version", &VersionText::TextEqual, &VersionText::TextLess,
       &VersionText::TextLessOrEqual);
   RegisterRelationsOf<S, S, &strverscmpEqual, &strverscmpLessThan, &strverscmpLessOrEqual>(
-      "strverscmp version", "strverscmp version", &StrverscmpEqual, &StrverscmpLess,
-      &StrverscmpLessOrEqual);
+      "strverscmp version", "strverscmp version", &StrverscmpText::Equal, &StrverscmpText::Less,
+      &StrverscmpText::LessOrEqual);
   RegisterRelationsOf<S, T, &strverscmpEqualsText, &strverscmpLessThanText,
                       &strverscmpLessOrEqualText>(
       "strverscmp version", "string", &StrverscmpText::VersionEqual, &StrverscmpText::VersionLess,

@@ -48,7 +48,8 @@ char const* SignName(int sign) { return sign < 0 ? "less" : sign > 0 ? "greater"
 
 // Shows a text with its unprintable bytes escaped, for failure messages.
 std::string Shown(std::string const& text) {
-  if (text.size() > 40) return Shown(text.substr(0, 20)) + "...(" + std::to_string(text.size()) + ")";
+  if (text.size() > 40)
+    return Shown(text.substr(0, 20)) + "...(" + std::to_string(text.size()) + ")";
   std::string shown = "\"";
   for (unsigned char c : text) {
     if (c >= 32 && c < 127) {
@@ -202,7 +203,8 @@ Pair const kHandTable[] = {
 
 TEST_F(VersionsTest, CompareVersionsAgainstAHandWrittenTable) {
   for (Pair const& pair : kHandTable) {
-    SCOPED_TRACE(std::string(Shown(pair.left)) + " against " + Shown(pair.right) + ", " + pair.rule);
+    SCOPED_TRACE(std::string(Shown(pair.left)) + " against " + Shown(pair.right) + ", " +
+                 pair.rule);
     std::string const left(pair.left);
     std::string const right(pair.right);
     EXPECT_EQ(SignName(pair.sign), SignName(Sign(CompareVersions(left.c_str(), right.c_str()))));
@@ -514,9 +516,8 @@ TEST_F(VersionsTest, UniqueVersionsAscendWithTheFirstTextKeptAndCounted) {
   unique.Initialize();
   EXPECT_THROW(unique.FirstFinal(), NoSuchObject);
   std::string const first("2.0\0a", 5);
-  for (std::string const& text :
-       std::vector<std::string>{"1.10", first, "1.9", "1.10", std::string("2.0\0b", 5), "2.0",
-                                "1.10", "10"}) {
+  for (std::string const& text : std::vector<std::string>{
+           "1.10", first, "1.9", "1.10", std::string("2.0\0b", 5), "2.0", "1.10", "10"}) {
     unique.Aggregate(Of(0), version_of(View(text)));
   }
   std::vector<std::pair<std::string, unsigned long long>> answers;
@@ -585,7 +586,8 @@ TEST_F(VersionsTest, RegistersTypesLookupsCastsGroupAndRelationsInOrder) {
   TypeEntry const* const multiplicity = registry.FindType("version with multiplicity");
   ASSERT_NE(nullptr, multiplicity);
   EXPECT_EQ("version", multiplicity->baseName);
-  EXPECT_STREQ("( version, version )", (SurveyorTuple2<surveyor_version, surveyor_version>::TypeName()));
+  EXPECT_STREQ("( version, version )",
+               (SurveyorTuple2<surveyor_version, surveyor_version>::TypeName()));
 
   TypeEntry const* const string = registry.FindType("string");
   for (auto const& [plural, singular] :
