@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "survey/foundation/file_reader.h"
 #include "survey/foundation/lock.h"
 
 Instant FileTimeToInstant(long long const& seconds) {
@@ -50,6 +51,17 @@ int WriteTimes(char const* path, struct stat const& status) {
   times[1].tv_sec = status.st_mtime;
   times[1].tv_usec = 0;
   return utimes(path, times);
+}
+
+// The CRC of a file's bytes from the start to the end, read through a
+// block of 1024 bytes on the stack.
+std::uint32_t FileChecksum(FileLocation const& location) {
+  unsigned char block[1024];
+  FileReadingPath path(location);
+  FileReadingLoop loop(Data(block, sizeof block), path, 0);
+  ChecksumReceiver receiver;
+  for (; loop.Remaining() != 0; ++loop) receiver.Receive(loop.Block());
+  return ~receiver.Remainder();
 }
 
 }  // namespace
@@ -135,6 +147,11 @@ void FileItem::Set() {
 FileType FileItem::Type() const {
   Require();
   return AdviceFileTypes::TypeOfExtension(FileExtension(location_.FullPathName()));
+}
+
+// Asks nothing of the look: the reading raises what there is to raise.
+std::uint32_t FileItem::Checksum() const {
+  return FileChecksum(location_);
 }
 
 Instant FileItem::RoundToFileSystem(Instant instant) const {
@@ -289,6 +306,11 @@ void NewFileItem::Set() {
 FileType NewFileItem::Type() const {
   RequireTarget();
   return AdviceFileTypes::TypeOfExtension(FileExtension(location_.FullPathName()));
+}
+
+std::uint32_t NewFileItem::Checksum() const {
+  RequireTarget();
+  return FileChecksum(location_);
 }
 
 Instant NewFileItem::RoundToFileSystem(Instant instant) const {

@@ -49,7 +49,8 @@ class FileItem {
   void Get();
   void Get(FileLocation const& location);
 
-  // The accessors below raise `FileItemError` unless the last look succeeded.
+  // The accessors below, but Checksum, raise `FileItemError` unless the last
+  // look succeeded.
   // Both tests follow links.
   bool IsDirectory() const;
   bool IsFile() const;
@@ -70,6 +71,9 @@ class FileItem {
   long GetTimeBias() const { return 0; }
   // The type that the path's extension stands for.
   FileType Type() const;
+  // The CRC of the file's bytes, read from the start to the end. It needs no
+  // look of its own; the errors of opening and reading pass through.
+  std::uint32_t Checksum() const;
 
   FileLocation const& Location() const { return location_; }
   // Whether the last look succeeded.
@@ -129,6 +133,8 @@ class NewFileItem {
   void Set();
   // The type that the path's extension stands for.
   FileType Type() const;
+  // As `FileItem::Checksum`.
+  std::uint32_t Checksum() const;
 
   Instant RoundToFileSystem(Instant instant) const;
   long GetTimeBias() const;

@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <thread>
@@ -504,6 +506,79 @@ TEST(ChecksumReceiverTest, TheTableIsMadeOnceForAllThreads) {
   std::uint32_t const* table = ChecksumReceiver::Table();
   EXPECT_EQ(table[0], 0u);
   EXPECT_EQ(table[1], 0x04C11DB7u);
+}
+
+// ---------------------------------------------------------------------------
+// Checksums of files
+
+std::vector<unsigned char> FileBytes(std::string const& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
+}
+
+TEST(FileChecksumTest, KnownTexts) {
+  ScratchFolder folder;
+  folder.WriteFile("check", "123456789");
+  folder.WriteFile("empty", "");
+  EXPECT_EQ(FileItem(At(folder / "check")).Checksum(), 0xFC891918u);
+  EXPECT_EQ(NewFileItem(At(folder / "check")).Checksum(), 0xFC891918u);
+  EXPECT_EQ(FileItem(At(folder / "empty")).Checksum(), 0u);
+  EXPECT_EQ(NewFileItem(At(folder / "empty")).Checksum(), 0u);
+}
+
+TEST(FileChecksumTest, FilesOfManySizesAgainstTheBitwiseRule) {
+  ScratchFolder folder;
+  std::mt19937 random(1122);
+  for (std::size_t size : {1u, 1023u, 1024u, 1025u, 2048u, 3000u, 70001u}) {
+    std::string contents(size, '\0');
+    for (auto& byte : contents) byte = static_cast<char>(random());
+    std::string const name = "f" + std::to_string(size);
+    folder.WriteFile(name, contents);
+    std::vector<unsigned char> const bytes = FileBytes(folder / name);
+    ASSERT_EQ(bytes.size(), static_cast<std::size_t>(StatNumber("%s", folder / name)));
+    EXPECT_EQ(FileItem(At(folder / name)).Checksum(), BitwiseCrc(bytes)) << size;
+    EXPECT_EQ(NewFileItem(At(folder / name)).Checksum(), BitwiseCrc(bytes)) << size;
+  }
+}
+
+TEST(FileChecksumTest, ThroughALinkAndWithoutATarget) {
+  ScratchFolder folder;
+  folder.WriteFile("f", "123456789");
+  folder.Link("f", "link");
+  folder.Link("nowhere", "dangling");
+  EXPECT_EQ(NewFileItem(At(folder / "link")).Checksum(), 0xFC891918u);
+  NewFileItem dangling;
+  dangling.Get(At(folder / "dangling"), true);
+  EXPECT_THROW(dangling.Checksum(), NewFileItem::Invalid);
+  EXPECT_THROW(NewFileItem().Checksum(), NewFileItem::Invalid);
+  // The older item needs no look; a path that cannot be opened raises the
+  // file error family.
+  FileItem item;
+  EXPECT_FALSE(item.TryToGet(At(folder / "dangling")));
+  EXPECT_THROW(item.Checksum(), FileIOError);
+  ASSERT_TRUE(item.TryToGet(At(folder / "link")));
+  EXPECT_EQ(item.Checksum(), 0xFC891918u);
+  ASSERT_EQ(unlink((folder / "f").c_str()), 0);
+  EXPECT_THROW(item.Checksum(), FileNotFoundError);
+}
+
+int ChecksumOfClosedFile(std::string const& path) {
+  try {
+    FileItem(FileLocation(path.c_str())).Checksum();
+  } catch (FilePermissionError const&) {
+    return 0;
+  } catch (...) {
+    return 2;
+  }
+  return 1;
+}
+
+TEST(FileChecksumTest, AnUnreadableFileRaisesThePermissionError) {
+  ScratchFolder folder;
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0755), 0);
+  folder.WriteFile("secret", "x");
+  ASSERT_EQ(chmod((folder / "secret").c_str(), 0), 0);
+  EXPECT_EQ(InChild(ChecksumOfClosedFile, folder / "secret"), 0);
 }
 
 }  // namespace
