@@ -25,7 +25,14 @@ ClientContext::ClientContext(ClientFolder* folder) : folder_(folder) {
   GetDnsName = &DnsName;
   YieldTimeSlice = &GiveUpTimeSlice;
   Trickle = &Pace;
+  GetTableEntry = &TableEntry;
+  FindRecentApplication = &RecentApplication;
+  IsTableEntryRunning = &TableEntryRunning;
+  FindRunningApplication = &RunningApplication;
+  GetTableSerial = &TableSerial;
 }
+
+ClientContext::~ClientContext() = default;
 
 ClientContext* ClientContext::Current() {
   return dynamic_cast<ClientContext*>(Get_Generic_Surveyor_Context());
@@ -107,5 +114,62 @@ void ClientContext::GiveUpTimeSlice(SurveyorContext*) { sched_yield(); }
 // would only slow the walk, since nothing else runs on this thread. So it
 // does nothing.
 void ClientContext::Pace(SurveyorContext*) {}
+
+// ---------------------------------------------------------------------------
+// Process table. Name buffers hold this many bytes.
+
+namespace {
+
+constexpr std::size_t kTableNameSize = 4096;
+
+// Copies a path into a name buffer; false when it does not fit.
+bool CopyName(std::string const& path, char* buffer) {
+  if (buffer == nullptr || path.size() >= kTableNameSize) return false;
+  std::memcpy(buffer, path.c_str(), path.size() + 1);
+  return true;
+}
+
+}  // namespace
+
+ApplicationTable const& ClientContext::Applications() {
+  ClientContext* const context = Current();
+  // Only reachable when a slot is called outside the evaluation that owns
+  // it; the library never does that.
+  if (context == nullptr) throw NoSuchObject();
+  if (context->applications_ == nullptr) {
+    context->applications_ = std::make_unique<ApplicationTable>(RefreshedApplicationTable());
+  }
+  return *context->applications_;
+}
+
+bool ClientContext::TableEntry(unsigned long index, char* name, unsigned char* state) {
+  std::vector<ApplicationEntry> const& entries = Applications().Entries();
+  if (index >= entries.size()) return false;
+  ApplicationEntry const& entry = entries[index];
+  if (state != nullptr) *state = entry.state;
+  // A path too long for the buffer cannot stand for a file anyway: it reads
+  // as an empty name, which names nothing.
+  if (!CopyName(entry.path, name) && name != nullptr) *name = '\0';
+  return true;
+}
+
+bool ClientContext::TableEntryRunning(unsigned long index) {
+  std::vector<ApplicationEntry> const& entries = Applications().Entries();
+  return index < entries.size() && entries[index].running;
+}
+
+bool ClientContext::RecentApplication(char const* name, unsigned long length, char* found) {
+  if (name == nullptr) return false;
+  ApplicationEntry const* const entry = Applications().FindRecent(std::string_view(name, length));
+  return entry != nullptr && CopyName(entry->path, found);
+}
+
+bool ClientContext::RunningApplication(char const* name, unsigned long length, char* found) {
+  if (name == nullptr) return false;
+  ApplicationEntry const* const entry = Applications().FindRunning(std::string_view(name, length));
+  return entry != nullptr && CopyName(entry->path, found);
+}
+
+unsigned long ClientContext::TableSerial() { return Applications().Generation(); }
 
 }  // namespace survey::client

@@ -4,14 +4,18 @@
 //   storage   the client folder: the host application's file, the storage
 //             folder, and the folders of sites;
 //   network   the machine's DNS domain name;
-//   yield     giving up the time slice, and pacing long walks.
+//   yield     giving up the time slice, and pacing long walks;
+//   process   the machine's applications, running and recent, from /proc
+//   table     (see application_table.h), read once per evaluation.
 //
 // Every other interface is left out, so a property that needs one answers
 // that it is not available here.
 #pragma once
 
+#include <memory>
 #include <string>
 
+#include "host/client/application_table.h"
 #include "host/client/client_folder.h"
 #include "survey/frame/boundary.h"
 
@@ -20,7 +24,8 @@ namespace survey::client {
 class ClientContext : public SurveyorContext,
                       public SurveyorStorageContext,
                       public SurveyorNetworkContext,
-                      public SurveyorYieldContext {
+                      public SurveyorYieldContext,
+                      public SurveyorProcessTableContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but
@@ -28,6 +33,7 @@ class ClientContext : public SurveyorContext,
   explicit ClientContext(ClientFolder* folder);
   ClientContext(ClientContext const&) = delete;
   ClientContext& operator=(ClientContext const&) = delete;
+  ~ClientContext();
 
   ClientFolder* Folder() const { return folder_; }
 
@@ -45,13 +51,23 @@ class ClientContext : public SurveyorContext,
   // Yield.
   static void GiveUpTimeSlice(SurveyorContext* context);
   static void Pace(SurveyorContext* context);
+  // Process table.
+  static bool TableEntry(unsigned long index, char* name, unsigned char* state);
+  static bool TableEntryRunning(unsigned long index);
+  static bool RecentApplication(char const* name, unsigned long length, char* found);
+  static bool RunningApplication(char const* name, unsigned long length, char* found);
+  static unsigned long TableSerial();
 
   // The client folder, made on first use. Throws an evaluation error that
   // tells why it cannot be.
   static ClientFolder& PreparedFolder();
+  // The application table as this evaluation sees it: read from /proc on
+  // first use, then the same for the rest of the evaluation.
+  static ApplicationTable const& Applications();
 
   ClientFolder* folder_;
   std::string clientFile_;
+  std::unique_ptr<ApplicationTable> applications_;
 };
 
 }  // namespace survey::client

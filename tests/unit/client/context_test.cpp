@@ -1,6 +1,6 @@
 // The host's evaluation context: the client folder behind the storage
-// interface, the DNS domain behind the network interface, yielding, and the
-// interfaces it leaves out.
+// interface, the DNS domain behind the network interface, yielding, the
+// application table, and the interfaces it leaves out.
 
 #include "host/client/context.h"
 
@@ -274,18 +274,23 @@ TEST_F(ClientContextTest, WithoutAClientFolderTheFolderSlotsCannotAnswer) {
 // ---------------------------------------------------------------------------
 // The interfaces the context offers, and those it leaves out.
 
-TEST_F(ClientContextTest, OffersStorageNetworkAndYieldOnly) {
+TEST_F(ClientContextTest, OffersStorageNetworkYieldAndProcessTableOnly) {
   ClientFolder folder(scratch.Path() + "/client");
   ClientContext context(&folder);
   Within(&context, [&] {
     EXPECT_NE(nullptr, FindContextInterface<SurveyorStorageContext>());
     EXPECT_NE(nullptr, FindContextInterface<SurveyorNetworkContext>());
     EXPECT_NE(nullptr, FindContextInterface<SurveyorYieldContext>());
+    EXPECT_NE(nullptr, FindContextInterface<SurveyorProcessTableContext>());
     EXPECT_EQ(&context, ClientContext::Current());
     SurveyorActionData action{};
     EXPECT_THROW(CallContext<&SurveyorActionContext::GetCurrentAction>(&action), NoSurveyorContext);
     EXPECT_THROW(CallContext<&SurveyorSiteContext::GetSiteListSerial>(), NoSurveyorContext);
-    EXPECT_THROW(CallContext<&SurveyorProcessTableContext::GetTableSerial>(), NoSurveyorContext);
+    // The usage log is not kept by this host.
+    EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::ReadNextExecution>(),
+                 SurveyorProcessTableContextError);
+    EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::GetApplicationUsageSummary>(),
+                 SurveyorProcessTableContextError);
     EXPECT_THROW(CallContext<&SurveyorSettingsContext::GetClientSettingStore>(), NoSurveyorContext);
     EXPECT_THROW(ContextInterface<CryptoSurveyorContext>(), NoSurveyorContext);
     EXPECT_THROW(ContextInterface<SurveyorServerContext>(), NoSurveyorContext);

@@ -1,0 +1,130 @@
+// The machine's processes, read from /proc: the world property "process" by
+// number, every process as a stream, the processes of a name, and the name
+// and number of a process. Also the small counting list that the reader of
+// application usage keeps its runs in.
+//
+// A process is named after the file its "exe" link in /proc points to: the
+// text after the link target's last "/". A process whose link cannot be read
+// (a kernel thread, a zombie, another user's process when unprivileged) is
+// "unnamed". Nothing about the process table is kept in the library: every
+// walk reads /proc anew.
+#pragma once
+
+#include <dirent.h>
+
+#include "survey/foundation/data.h"
+#include "survey/foundation/time.h"
+#include "survey/frame/adaptors.h"
+
+// A process: its name and its number as decimal text, both zero-terminated
+// and in evaluation memory. The number is parsed when asked for.
+struct SURVEY_API process {
+  char const* name;
+  char const* id;
+};
+
+// The name a process with no readable "exe" link gets.
+SURVEY_API extern char const kUnnamedProcess[];
+
+// The file name of the program that process `pid` runs, from the target of
+// /proc/PID/exe after its last "/"; a target whose only "/" is its first
+// character is kept whole ("/init"). False when the link cannot be read or
+// the name does not fit below `capacity` bytes with its terminator.
+SURVEY_API bool ProcessIdToName(unsigned long pid, char* buffer, unsigned long capacity);
+// The whole target of /proc/PID/exe, under the same conditions.
+SURVEY_API bool ProcessIdToPath(unsigned long pid, char* buffer, unsigned long capacity);
+
+// The walk of /proc that both process streams share: one directory handle,
+// open from `First` until the stream is destroyed.
+class SURVEY_API process_walk {
+ public:
+  process_walk() = default;
+  // Closes an open handle; a failing close throws FileIOError.
+  ~process_walk() noexcept(false);
+  process_walk(process_walk const&) = delete;
+  process_walk& operator=(process_walk const&) = delete;
+
+ protected:
+  // Closes the handle of an earlier walk and opens /proc. FileIOError when
+  // either fails.
+  void Restart();
+  // The next process of the walk; NoSuchObject at its end, FileIOError when
+  // the directory cannot be read.
+  process Step();
+
+ private:
+  DIR* directory_ = nullptr;
+};
+
+// Every process, in the order of /proc.
+class SURVEY_API process_iterator : public process_walk {
+ public:
+  process First();
+  process Next();
+};
+
+// The processes whose name is the wanted text, or starts with it when the
+// text ends in "*". Case counts.
+class SURVEY_API namedprocess_iterator : public process_walk {
+ public:
+  process First(surveyor_string const& wanted);
+  process Next(surveyor_string const& wanted);
+};
+
+// The process of that number, whether or not it exists: only the low 32 bits
+// count, and an absent process is merely "unnamed".
+SURVEY_API process numberedprocess_of_world(integer const& number);
+SURVEY_API surveyor_string name_of_process(process const& value);
+SURVEY_API integer pid_of_process(process const& value);
+
+// ---------------------------------------------------------------------------
+// Counting runs of applications.
+
+// What a line of the usage log tells.
+enum LogMeasureEventType {
+  kStartSampling = 0,
+  kApplicationStart = 1,
+  kApplicationEnd = 2,
+  kEndSampling = 3,
+};
+
+// One counted key: a time and two texts, with a count of runs.
+struct SURVEY_API ProcessCountRecord {
+  Instant time;
+  ConstData second;  // owned by the record
+  ConstData first;   // owned by the record
+  unsigned int count;
+  ProcessCountRecord* next;
+};
+
+// A singly linked list of counted keys, in memory from its own allocator.
+// Texts are compared without regard to case, times exactly. A new record
+// goes at the head.
+class SURVEY_API ProcessCounts {
+ public:
+  void* (*allocate)(unsigned int size) = nullptr;
+  void (*release)(void* block) = nullptr;
+  ProcessCountRecord* head = nullptr;
+
+  ProcessCounts() = default;
+  ProcessCounts(void* (*allocator)(unsigned int), void (*releaser)(void*))
+      : allocate(allocator), release(releaser) {}
+
+  // Frees every record and its texts; the list is empty after.
+  void Reset();
+  // Adds the key with that count unless it is already there.
+  void AddIdentify(ConstData first, ConstData second, Instant time, unsigned long count);
+  // A start counts a run up; an end counts one down, never below 0. Gives
+  // the record touched, or null: for an end of an unknown key, which adds
+  // nothing, and for an end at count 0. Any other event for an unknown key
+  // adds it with count 1.
+  ProcessCountRecord* UpdateCounts(LogMeasureEventType event, ConstData const& first,
+                                   ConstData const& second, Instant const& time);
+
+ private:
+  ProcessCountRecord* Find(ConstData const& first, ConstData const& second,
+                           Instant const& time) const;
+  // A new record at the head, or null when memory cannot be had.
+  ProcessCountRecord* Add(ConstData const& first, ConstData const& second, Instant const& time,
+                          unsigned int count);
+};
