@@ -35,67 +35,70 @@ bool IsDotOrDotDot(char const* name) {
 
 }  // namespace
 
-file descendant_iterator::First(Of, folder const& start) {
+void descendant_iterator::Restart(folder const& start) {
   loops_.clear();
   loops_.push_back(MakeFileLoop(start.Path()));
+}
+
+FileLoop& descendant_iterator::PresentLoop() {
+  for (;;) {
+    if (loops_.empty()) throw NoSuchObject();
+    FileLoop& loop = *loops_.back();
+    if (loop.Finished()) {
+      loops_.pop_back();
+    } else if (IsDotOrDotDot(loop.Location().Name())) {
+      // The loop withholds these already; the walk makes sure.
+      ++loop;
+    } else {
+      return loop;
+    }
+  }
+}
+
+file descendant_iterator::First(Of, folder const& start) {
+  Restart(start);
   return Next(Of(0), start);
 }
 
 file descendant_iterator::Next(Of, folder const& start) {
   for (;;) {
-    if (loops_.empty()) throw NoSuchObject();
-    FileLoop& loop = *loops_.back();
-    if (loop.Finished()) {
-      loops_.pop_back();
-      continue;
-    }
-    if (IsDotOrDotDot(loop.Location().Name())) {
-      ++loop;
-      continue;
-    }
+    FileLoop& loop = PresentLoop();
     FileItem const& item = loop.Item();
     if (item.IsDirectory()) {
-      // The new level goes to the back, so the walk goes down at once; the
-      // reference to this level stays valid, since a deque's elements do not
-      // move when it grows at an end.
+      // The new level goes to the back, so the walk goes down at once. The
+      // loop is held by pointer, so it stays where it is as the deque grows.
       loops_.push_back(MakeFileLoop(loop.Location()));
       ++loop;
-      continue;
-    }
-    if (!item.IsFile()) {
+    } else if (!item.IsFile()) {
+      // A device, a pipe or a socket.
       ++loop;
-      continue;
-    }
-    try {
-      file found(loop.Location(), start.Flag());
-      ++loop;
-      return found;
-    } catch (NoSuchObject const&) {
-      // It vanished between the listing and now.
-      ++loop;
+    } else {
+      try {
+        file found(loop.Location(), start.Flag());
+        ++loop;
+        return found;
+      } catch (NoSuchObject const&) {
+        // It vanished between the listing and now.
+        ++loop;
+      }
     }
   }
 }
 
 folder descendant_iterator::FirstFolder(Of, folder const& start) {
-  loops_.clear();
-  loops_.push_back(MakeFileLoop(start.Path()));
+  Restart(start);
   return NextFolder(Of(0), start);
 }
 
 folder descendant_iterator::NextFolder(Of, folder const& start) {
   for (;;) {
-    if (loops_.empty()) throw NoSuchObject();
-    FileLoop& loop = *loops_.back();
-    if (loop.Finished()) {
-      loops_.pop_back();
-      continue;
-    }
-    if (IsDotOrDotDot(loop.Location().Name()) || !loop.Item().IsDirectory()) {
+    FileLoop& loop = PresentLoop();
+    if (!loop.Item().IsDirectory()) {
       ++loop;
       continue;
     }
     try {
+      // Given out before its own content.
       folder found(loop.Location(), start.Flag());
       loops_.push_back(MakeFileLoop(loop.Location()));
       ++loop;

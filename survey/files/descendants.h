@@ -44,6 +44,12 @@ class SURVEY_API descendant_iterator {
   folder NextFolder(Of, folder const& start);
 
  private:
+  // Empties the stack and puts the starting folder's loop on it.
+  void Restart(folder const& start);
+  // The deepest loop, on an item; finished loops are dropped on the way.
+  // NoSuchObject when none is left: the walk is over.
+  FileLoop& PresentLoop();
+
   // One open listing per level of the walk, the deepest at the back.
   std::deque<SharingPtr<FileLoop>> loops_;
 };

@@ -188,18 +188,24 @@ surveyor_string Location(Of, filesystem_object const& object) {
 // ---------------------------------------------------------------------------
 // Listings of one folder.
 
+template <class Kind>
+Kind filesystem_object_iterator::NextOfKind(bool (FileItem::*wanted)() const,
+                                            folder const& parent) {
+  while (Unfinished() && !(Item().*wanted)()) ++*this;
+  if (Finished()) throw NoSuchObject();
+  // An item that vanished since the scan ends the listing here.
+  Kind found(Location(), parent.Flag());
+  ++*this;
+  return found;
+}
+
 file filesystem_object_iterator::FirstFile(Of, folder const& parent) {
   Start(parent.Path());
   return NextFile(Of(0), parent);
 }
 
 file filesystem_object_iterator::NextFile(Of, folder const& parent) {
-  while (Unfinished() && !Item().IsFile()) ++*this;
-  if (Finished()) throw NoSuchObject();
-  // An item that vanished since the scan ends the listing here.
-  file found(Location(), parent.Flag());
-  ++*this;
-  return found;
+  return NextOfKind<file>(&FileItem::IsFile, parent);
 }
 
 folder filesystem_object_iterator::FirstFolder(Of, folder const& parent) {
@@ -208,11 +214,7 @@ folder filesystem_object_iterator::FirstFolder(Of, folder const& parent) {
 }
 
 folder filesystem_object_iterator::NextFolder(Of, folder const& parent) {
-  while (Unfinished() && !Item().IsDirectory()) ++*this;
-  if (Finished()) throw NoSuchObject();
-  folder found(Location(), parent.Flag());
-  ++*this;
-  return found;
+  return NextOfKind<folder>(&FileItem::IsDirectory, parent);
 }
 
 file filesystem_object_iterator::FilteredFirstFile(surveyor_string const& pattern, Of,

@@ -154,4 +154,10 @@ class SURVEY_API filesystem_object_iterator : public FileLoop {
   // Every folder of the folder.
   folder FirstFolder(Of, folder const& parent);
   folder NextFolder(Of, folder const& parent);
+
+ private:
+  // Steps over items until one passes `wanted`, and makes the object of it
+  // with the folder's flag; NoSuchObject at the end.
+  template <class Kind>
+  Kind NextOfKind(bool (FileItem::*wanted)() const, folder const& parent);
 };
