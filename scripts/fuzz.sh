@@ -5,8 +5,9 @@
 #   scripts/fuzz.sh [SECONDS] [TARGET]     default 60 parse_fuzzer
 #
 # TARGET is parse_fuzzer (the query language), numeral_fuzzer (the number
-# readers against the standard library's conversions) or ipv4_fuzzer (the
-# reading of IPv4 addresses against the C library's). BUILD_DIR chooses
+# readers against the standard library's conversions), ipv4_fuzzer (the
+# reading of IPv4 addresses against the C library's) or versions_fuzzer (the
+# order of versions, and of strverscmp versions against the C library's). BUILD_DIR chooses
 # another build folder.
 #
 # Each target's corpus grows in its own folder under the build folder
@@ -33,9 +34,9 @@ CC=clang CXX=clang++ cmake -S . -B "$BUILD_DIR" -G Ninja \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DSURVEY_BUILD_FUZZ=ON -DSURVEY_BUILD_TESTS=OFF -DSURVEY_BUILD_BENCH=OFF
 case "$TARGET" in
-  parse_fuzzer | numeral_fuzzer | ipv4_fuzzer) ;;
+  parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer) ;;
   *)
-    echo "fuzz: unknown target $TARGET (parse_fuzzer, numeral_fuzzer or ipv4_fuzzer)" >&2
+    echo "fuzz: unknown target $TARGET (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer or versions_fuzzer)" >&2
     exit 2
     ;;
 esac
@@ -66,6 +67,21 @@ elif [ "$TARGET" = ipv4_fuzzer ]; then
   done
   dictionary=fuzz/ipv4.dict
   max_len=64
+elif [ "$TARGET" = versions_fuzzer ]; then
+  seeds="$BUILD_DIR/seeds-$TARGET"
+  corpus="$BUILD_DIR/corpus-$TARGET"
+  rm -rf "$seeds"
+  mkdir -p "$corpus" "$seeds"
+  n=0
+  # The first byte says where the rest is cut in two.
+  for seed in "\x031.91.10" "\x0210\x39" "\x041.011.1" "\x03010\x39" "\x031.01.00" \
+    "\x051.0021.0010" "\x012\x32.0" "\x031.51.5a" "\x031.x1.2" "\x051.2.31.2-3" "\x00\x31" \
+    "\x041.2A1.2a" "\x031.2\x001.2" "\x140000000000000000000\x39"; do
+    printf "$seed" >"$seeds/seed-$n"
+    n=$((n + 1))
+  done
+  dictionary=fuzz/versions.dict
+  max_len=256
 else
   seeds="$BUILD_DIR/seeds-$TARGET"
   corpus="$BUILD_DIR/corpus-$TARGET"

@@ -15,6 +15,7 @@
 #include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
 #include "survey/frame/comparable.h"
+#include "tests/unit/values/relation_calls.h"
 
 namespace {
 
@@ -25,17 +26,11 @@ using survey::host::RecordKind;
 using survey::host::Registry;
 using survey::host::RegistryEvent;
 using survey::host::TypeEntry;
-
-std::string Text(surveyor_string const& text) {
-  return std::string(reinterpret_cast<char const*>(text.data), text.length);
-}
+using survey::test::Text;
+using survey::test::View;
 
 std::string Text(AddressText const& text) {
   return std::string(reinterpret_cast<char const*>(text.bytes), text.length);
-}
-
-surveyor_string View(std::string const& text) {
-  return surveyor_string{reinterpret_cast<unsigned char const*>(text.data()), text.size()};
 }
 
 // The address a string names, as text, or "none".
@@ -218,17 +213,7 @@ class Ipv4RelationsTest : public Ipv4Test {
   template <class L, class R>
   bool Relation(int code, char const* leftType, L const& left, char const* rightType,
                 R const& right) {
-    Registry const& registry = Registry::Default();
-    OperatorEntry const* const entry =
-        registry.FindOperator(code, registry.FindType(leftType), registry.FindType(rightType));
-    EXPECT_NE(nullptr, entry);
-    if (entry == nullptr) return false;
-    EXPECT_EQ(leftType, entry->left);
-    EXPECT_EQ(rightType, entry->right);
-    boolean result{7};
-    entry->thunk(&result, &left, &right, entry->context);
-    EXPECT_TRUE(result.value == 0 || result.value == 1);
-    return result.value == 1;
+    return survey::test::CallRelation(code, leftType, left, rightType, right);
   }
   bool Less(std::string const& left, std::string const& right) {
     return Relation(kOperatorLessThan, "ipv4 address", AsIPAddress(View(left)), "ipv4 address",

@@ -22,6 +22,7 @@
 #include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
 #include "survey/frame/comparable.h"
+#include "tests/unit/values/relation_calls.h"
 
 namespace {
 
@@ -33,14 +34,8 @@ using survey::host::RecordKind;
 using survey::host::Registry;
 using survey::host::RegistryEvent;
 using survey::host::TypeEntry;
-
-std::string Text(surveyor_string const& text) {
-  return std::string(reinterpret_cast<char const*>(text.data), text.length);
-}
-
-surveyor_string View(std::string const& text) {
-  return surveyor_string{reinterpret_cast<unsigned char const*>(text.data()), text.size()};
-}
+using survey::test::Text;
+using survey::test::View;
 
 int Sign(int value) { return value < 0 ? -1 : value > 0 ? 1 : 0; }
 
@@ -74,21 +69,10 @@ class VersionsTest : public ::testing::Test {
   Evaluation evaluation{Registry::Default(), nullptr};
   Evaluation::Scope evaluationScope{evaluation};
 
-  // The registered operator of that code for the two types, called.
   template <class L, class R>
   bool Relation(int code, char const* leftType, L const& left, char const* rightType,
                 R const& right) {
-    Registry const& registry = Registry::Default();
-    OperatorEntry const* const entry =
-        registry.FindOperator(code, registry.FindType(leftType), registry.FindType(rightType));
-    EXPECT_NE(nullptr, entry);
-    if (entry == nullptr) return false;
-    EXPECT_EQ(leftType, entry->left);
-    EXPECT_EQ(rightType, entry->right);
-    boolean result{7};
-    entry->thunk(&result, &left, &right, entry->context);
-    EXPECT_TRUE(result.value == 0 || result.value == 1);
-    return result.value == 1;
+    return survey::test::CallRelation(code, leftType, left, rightType, right);
   }
 
   // The sign that the three relations of the two operand types give
