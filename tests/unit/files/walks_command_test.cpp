@@ -41,6 +41,7 @@ void MakeMixedTree(ScratchTree const& tree) {
   tree.File("a", "a");
   tree.File("b.txt", "b");
   tree.File("B.TXT", "B");
+  tree.File("a.txt");
   tree.File("a.txt.TXT");
   tree.File(".hidden");
   tree.File(".TXT");
@@ -115,7 +116,8 @@ TEST(ListingCommandTest, FindFilesMatchesStarsAndQuestionMarksCaseSensitively) {
   // Upper-case pattern, lower-case name: no match.
   std::vector<std::string> const upper =
       Values("names of find files \"*.TXT\" of folder " + Q(tree.Path()));
-  EXPECT_EQ(upper.end(), std::find(upper.begin(), upper.end(), "b.txt"));
+  EXPECT_EQ(upper.end(), std::find(upper.begin(), upper.end(), "a.txt"));
+  EXPECT_NE(upper.end(), std::find(upper.begin(), upper.end(), "a.txt.TXT"));
   // Brackets are plain bytes: no classes.
   EXPECT_EQ(std::vector<std::string>{"[ab]"},
             Values("names of find files \"[ab]\" of folder " + Q(tree.Path())));
@@ -138,6 +140,56 @@ TEST(ListingCommandTest, ListingTheRootDoublesTheSlash) {
   std::vector<std::string> names;
   for (std::string const& path : expectedFolders) names.push_back(path.substr(2));
   EXPECT_EQ(names, Values("names of folders of folder \"/\""));
+}
+
+TEST(ListingCommandTest, DevicesAreNeitherFilesNorFolders) {
+  if (access("/dev/null", F_OK) != 0) GTEST_SKIP() << "this machine has no /dev/null";
+  // The links to a process's own descriptors are what each process makes of
+  // them (the command's errors go to a file), so they are left out.
+  auto const own = [](std::vector<std::string> paths) {
+    paths.erase(std::remove_if(paths.begin(), paths.end(),
+                               [](std::string const& path) {
+                                 return path == "/dev/stdin" || path == "/dev/stdout" ||
+                                        path == "/dev/stderr" || path == "/dev/fd";
+                               }),
+                paths.end());
+    return paths;
+  };
+  std::vector<std::string> const files =
+      own(Sorted(Find(FindIn("/dev", "-maxdepth 1 -type f"))));
+  std::vector<std::string> const folders =
+      own(Sorted(Find(FindIn("/dev", "-maxdepth 1 -type d"))));
+  EXPECT_EQ(files, own(Values("pathnames of files of folder \"/dev\"")));
+  EXPECT_EQ(folders, own(Values("pathnames of folders of folder \"/dev\"")));
+  EXPECT_EQ(files.end(), std::find(files.begin(), files.end(), "/dev/null"));
+  EXPECT_EQ(folders.end(), std::find(folders.begin(), folders.end(), "/dev/null"));
+  EXPECT_EQ("no value", ErrorOf("file \"null\" of folder \"/dev\""));
+}
+
+// Sparse files of 2 GiB and more: the 64-bit build lists, walks and finds
+// them by name; the 32-bit build's stat refuses them, so there they are
+// passed over and have no object.
+TEST(ListingCommandTest, LargeFilesAreSeenByTheBuildsStat) {
+  ScratchTree tree;
+  tree.File("small", "s");
+  int status = 0;
+  Output("truncate -s 5G " + ShellQuoted(tree / "big") + " 2>&1", &status);
+  if (status != 0) GTEST_SKIP() << "this file system refuses a sparse file of 5 GiB";
+  Output("truncate -s 2G " + ShellQuoted(tree / "two") + " 2>&1", &status);
+  ASSERT_EQ(0, status);
+  if (sizeof(void*) == 4) {
+    EXPECT_EQ("no value", ErrorOf("file " + Q(tree / "big")));
+    EXPECT_EQ("no value", ErrorOf("file " + Q(tree / "two")));
+    EXPECT_EQ(std::vector<std::string>{"small"}, Values("names of files of folder " + Q(tree.Path())));
+    EXPECT_EQ(std::vector<std::string>{"small"},
+              Values("names of descendants of folder " + Q(tree.Path())));
+  } else {
+    std::vector<std::string> const all = Sorted(Find(FindIn(tree.Path(), "-type f")));
+    EXPECT_EQ(3u, all.size());
+    EXPECT_EQ(tree / "big", One("pathname of file " + Q(tree / "big")));
+    EXPECT_EQ(all, Values("pathnames of files of folder " + Q(tree.Path())));
+    EXPECT_EQ(all, Values("pathnames of descendants of folder " + Q(tree.Path())));
+  }
 }
 
 TEST(ListingCommandTest, EmptyAndMissingFoldersListNothing) {
