@@ -6,9 +6,10 @@
 #
 # TARGET is parse_fuzzer (the query language), numeral_fuzzer (the number
 # readers against the standard library's conversions), ipv4_fuzzer (the
-# reading of IPv4 addresses against the C library's) or versions_fuzzer (the
-# order of versions, and of strverscmp versions against the C library's). BUILD_DIR chooses
-# another build folder.
+# reading of IPv4 addresses against the C library's), versions_fuzzer (the
+# order of versions, and of strverscmp versions against the C library's) or
+# proc_stat_fuzzer (the host's reading of a process's stat file). BUILD_DIR
+# chooses another build folder.
 #
 # Each target's corpus grows in its own folder under the build folder
 # (corpus for parse_fuzzer, corpus-TARGET for the others) and is kept
@@ -34,9 +35,10 @@ CC=clang CXX=clang++ cmake -S . -B "$BUILD_DIR" -G Ninja \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DSURVEY_BUILD_FUZZ=ON -DSURVEY_BUILD_TESTS=OFF -DSURVEY_BUILD_BENCH=OFF
 case "$TARGET" in
-  parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer) ;;
+  parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer) ;;
   *)
-    echo "fuzz: unknown target $TARGET (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer or versions_fuzzer)" >&2
+    echo "fuzz: unknown target $TARGET (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
+      "versions_fuzzer or proc_stat_fuzzer)" >&2
     exit 2
     ;;
 esac
@@ -82,6 +84,24 @@ elif [ "$TARGET" = versions_fuzzer ]; then
   done
   dictionary=fuzz/versions.dict
   max_len=256
+elif [ "$TARGET" = proc_stat_fuzzer ]; then
+  seeds="$BUILD_DIR/seeds-$TARGET"
+  corpus="$BUILD_DIR/corpus-$TARGET"
+  rm -rf "$seeds"
+  mkdir -p "$corpus" "$seeds"
+  # This process's own stat file, and names with spaces and parentheses.
+  cp /proc/self/stat "$seeds/seed-self"
+  n=0
+  for seed in \
+    "12 (bash) S 1 12 12 0 -1 4194560 10 0 0 0 0 0 0 0 20 0 1 0 4711 1000 20" \
+    "13 (a) b (c) S 1 1 1 0 -1 4194560 10 0 0 0 0 0 0 0 20 0 1 0 99 1 2" \
+    "14 ()) R  1  1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 18446744073709551616" \
+    "15 (x" "16 (y) Z"; do
+    printf '%s' "$seed" >"$seeds/seed-$n"
+    n=$((n + 1))
+  done
+  dictionary=fuzz/proc_stat.dict
+  max_len=1024
 else
   seeds="$BUILD_DIR/seeds-$TARGET"
   corpus="$BUILD_DIR/corpus-$TARGET"

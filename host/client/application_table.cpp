@@ -145,12 +145,18 @@ void ApplicationTable::Observe(std::vector<ProcessSighting> const& processes) {
 template <class Wanted>
 ApplicationEntry const* ApplicationTable::Find(std::string_view name, Wanted wanted) const {
   bool const byPath = name.find('/') != std::string_view::npos;
+  // A running entry first; else the one seen last, since entries are kept
+  // in the order first seen and a later program of the name is likelier to
+  // be there still.
+  ApplicationEntry const* latest = nullptr;
   for (ApplicationEntry const& entry : entries_) {
     if (!wanted(entry)) continue;
     std::string_view const key = byPath ? std::string_view(entry.path) : NameOfPath(entry.path);
-    if (key == name) return &entry;
+    if (key != name) continue;
+    if (entry.running) return &entry;
+    latest = &entry;
   }
-  return nullptr;
+  return latest;
 }
 
 ApplicationEntry const* ApplicationTable::FindRunning(std::string_view name) const {

@@ -72,7 +72,8 @@ class ApplicationTable {
   // The running entry, or the recent one (state 1), named by `name`: a name
   // with a "/" is a full path and must equal the entry's path; any other
   // name must equal the part of the path after its last "/". Case counts.
-  // Null when there is none.
+  // Of several, a running entry, else the one first seen last. Null when
+  // there is none.
   ApplicationEntry const* FindRunning(std::string_view name) const;
   ApplicationEntry const* FindRecent(std::string_view name) const;
 

@@ -10,6 +10,7 @@
 #include "survey/foundation/ascii.h"
 #include "survey/foundation/file_errors.h"
 #include "survey/foundation/stringy.h"
+#include "survey/frame/contexts.h"
 #include "survey/frame/registration.h"
 
 char const kUnnamedProcess[] = "unnamed";
@@ -175,6 +176,94 @@ integer pid_of_process(process const& value) {
 }
 
 // ---------------------------------------------------------------------------
+// The host's application table.
+
+namespace {
+
+constexpr unsigned long kTableNameSize = 4096;
+
+// Which entries a walk of the table counts, given the entry's index and its
+// state byte.
+enum class TableWalk { kRunning, kRecent };
+
+// The next application of the table from `index` on. The context is asked
+// anew on every call; the index moves past every entry looked at, counted or
+// not. An entry whose file is not an application is passed over.
+application NextTableApplication(unsigned long& index, TableWalk walk) {
+  SurveyorProcessTableContext* const table = FindContextInterface<SurveyorProcessTableContext>();
+  if (table == nullptr) throw NoSurveyorContext();
+  for (;;) {
+    if (table->GetTableEntry == nullptr) throw SurveyorProcessTableContextError();
+    char name[kTableNameSize];
+    name[0] = '\0';
+    unsigned char state = 0;
+    unsigned long const current = index;
+    if (!table->GetTableEntry(current, name, &state)) throw NoSuchObject();
+    name[kTableNameSize - 1] = '\0';
+    bool counts;
+    if (walk == TableWalk::kRunning) {
+      if (table->IsTableEntryRunning == nullptr) throw SurveyorProcessTableContextError();
+      counts = table->IsTableEntryRunning(current) && state != 0;
+    } else {
+      counts = state == 1;
+    }
+    ++index;
+    if (!counts) continue;
+    surveyor_string const path{reinterpret_cast<unsigned char const*>(name), std::strlen(name)};
+    try {
+      return ApplicationOfWorld(path);
+    } catch (...) {
+      // Not a file (any more): the walk goes on with the next entry.
+    }
+  }
+}
+
+using FindApplication = bool (*)(char const* name, unsigned long length, char* found);
+
+// The application that the slot finds by name, or NoSuchObject.
+application FoundApplication(FindApplication find, unsigned char const* name,
+                             unsigned long length) {
+  char found[kTableNameSize];
+  found[0] = '\0';
+  if (!find(reinterpret_cast<char const*>(name), length, found)) throw NoSuchObject();
+  found[kTableNameSize - 1] = '\0';
+  surveyor_string const path{reinterpret_cast<unsigned char const*>(found), std::strlen(found)};
+  try {
+    return ApplicationOfWorld(path);
+  } catch (...) {
+    throw NoSuchObject();
+  }
+}
+
+}  // namespace
+
+application running_app_iterator::First() {
+  index_ = 0;
+  return Next();
+}
+
+application running_app_iterator::Next() {
+  return NextTableApplication(index_, TableWalk::kRunning);
+}
+
+application recent_app_iterator::First() {
+  index_ = 0;
+  return Next();
+}
+
+application recent_app_iterator::Next() { return NextTableApplication(index_, TableWalk::kRecent); }
+
+application RunApp_of(unsigned char const* name, unsigned long length) {
+  return FoundApplication(ContextSlot<&SurveyorProcessTableContext::FindRunningApplication>(), name,
+                          length);
+}
+
+application RecentApp_of(unsigned char const* name, unsigned long length) {
+  return FoundApplication(ContextSlot<&SurveyorProcessTableContext::FindRecentApplication>(), name,
+                          length);
+}
+
+// ---------------------------------------------------------------------------
 // Counting runs.
 
 ProcessCountRecord* ProcessCounts::Find(ConstData const& first, ConstData const& second,
@@ -253,8 +342,9 @@ ProcessCountRecord* ProcessCounts::UpdateCounts(LogMeasureEventType event, Const
 }
 
 // ---------------------------------------------------------------------------
-// Registration, in table order. The walks state no dependency: the process
-// table changes under the evaluator.
+// Registration, in table order. The walks of /proc state no dependency: the
+// process table changes under the evaluator. The host's table states its
+// generation.
 
 namespace {
 
@@ -266,6 +356,10 @@ ShortRecord nameProperty;
 ShortRecord pidProperty;
 ShortRecord idProperty;
 ShortRecord processIdProperty;
+PropRecord runningApplications;
+ShortRecord runningApplicationByName;
+PropRecord recentApplications;
+ShortRecord recentApplicationByName;
 
 void RegisterProcesses() {
   RegisterType<&processType, SurveyorTypeInfo<process, kNotFingerprinted>, process>("process",
@@ -288,6 +382,20 @@ void RegisterProcesses() {
   RegisterProperty<&processIdProperty, Property<process, integer>>(
       "process id", "process ids", "", "process", "integer", &pid_of_process,
       &DependsOnlyOnParameters);
+  RegisterIteratedProperty<&runningApplications,
+                           IteratedGlobalProperty<running_app_iterator, application>,
+                           running_app_iterator>("running application", "running applications", "",
+                                                 "", "application", &DependsOnProcessTable);
+  RegisterProperty<&runningApplicationByName, NamedGlobalProperty<application>>(
+      "running application", "running applications", "string", "", "application", &RunApp_of,
+      &DependsOnProcessTable);
+  RegisterIteratedProperty<&recentApplications,
+                           IteratedGlobalProperty<recent_app_iterator, application>,
+                           recent_app_iterator>("recent application", "recent applications", "", "",
+                                                "application", &DependsOnProcessTable);
+  RegisterProperty<&recentApplicationByName, NamedGlobalProperty<application>>(
+      "recent application", "recent applications", "string", "", "application", &RecentApp_of,
+      &DependsOnProcessTable);
 }
 
 [[maybe_unused]] int const registered = (RegisterProcesses(), 0);

@@ -1,7 +1,8 @@
 // The machine's processes, read from /proc: the world property "process" by
 // number, every process as a stream, the processes of a name, and the name
-// and number of a process. Also the small counting list that the reader of
-// application usage keeps its runs in.
+// and number of a process. The running and recent applications, which the
+// host's application table lists. Also the small counting list that the
+// reader of application usage keeps its runs in.
 //
 // A process is named after the file its "exe" link in /proc points to: the
 // text after the link target's last "/". A process whose link cannot be read
@@ -12,6 +13,7 @@
 
 #include <dirent.h>
 
+#include "survey/files/filesystem_object.h"
 #include "survey/foundation/data.h"
 #include "survey/foundation/time.h"
 #include "survey/frame/adaptors.h"
@@ -76,6 +78,40 @@ class SURVEY_API namedprocess_iterator : public process_walk {
 SURVEY_API process numberedprocess_of_world(integer const& number);
 SURVEY_API surveyor_string name_of_process(process const& value);
 SURVEY_API integer pid_of_process(process const& value);
+
+// ---------------------------------------------------------------------------
+// The host's table of applications. Each walk and lookup asks the context
+// anew; an entry whose file cannot be had as an "application" is passed over
+// by the walks and is "none" to the lookups.
+
+// The running applications: the entries that the host says run now and
+// whose state byte is not 0.
+class SURVEY_API running_app_iterator {
+ public:
+  running_app_iterator() {}
+  ~running_app_iterator() {}
+  application First();
+  application Next();
+
+ private:
+  unsigned long index_ = 0;
+};
+
+// The recent applications: the entries whose state byte is 1.
+class SURVEY_API recent_app_iterator {
+ public:
+  recent_app_iterator() {}
+  ~recent_app_iterator() {}
+  application First();
+  application Next();
+
+ private:
+  unsigned long index_ = 0;
+};
+
+// The running, or recent, application of that name, as the host finds it.
+SURVEY_API application RunApp_of(unsigned char const* name, unsigned long length);
+SURVEY_API application RecentApp_of(unsigned char const* name, unsigned long length);
 
 // ---------------------------------------------------------------------------
 // Counting runs of applications.

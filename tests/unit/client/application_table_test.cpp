@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,8 +27,8 @@
 #include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
 #include "survey/frame/contexts.h"
-
-extern char** environ;
+#include "survey/system/processes.h"
+#include "tests/unit/system/program_copy.h"
 
 namespace {
 
@@ -41,6 +40,7 @@ using survey::client::ProcessTableGeneration;
 using survey::client::ReadProcessTable;
 using survey::host::Evaluation;
 using survey::host::Registry;
+using survey::testing::ProgramCopy;
 
 std::string Output(std::string const& command) {
   std::string text;
@@ -280,43 +280,21 @@ TEST(ApplicationTableTest, EntriesAreProgramsOnceEachAndEndedOnesStayRecent) {
   EXPECT_EQ("/usr/bin/bash", table.FindRecent("bash")->path);
   EXPECT_EQ(nullptr, table.FindRecent("tool (deleted)"));
   EXPECT_EQ(nullptr, table.FindRecent(""));
+
+  // Of several programs of one name, the running one, else the one seen last.
+  table.Observe({{7, 7, "/a/tool"}});
+  table.Observe({{8, 8, "/b/tool"}});
+  table.Observe({{9, 9, "/c/tool"}});
+  table.Observe({{8, 8, "/b/tool"}});
+  EXPECT_EQ("/b/tool", table.FindRecent("tool")->path);
+  EXPECT_EQ("/b/tool", table.FindRunning("tool")->path);
+  table.Observe({});
+  EXPECT_EQ("/c/tool", table.FindRecent("tool")->path);
+  EXPECT_EQ(nullptr, table.FindRunning("tool"));
 }
 
 // ---------------------------------------------------------------------------
 // The context's interface, on this machine.
-
-// A copy of the sleep program under a name of its own.
-class SleepCopy {
- public:
-  SleepCopy() {
-    path_ = folder_.Path() + "/apptableprobe" + std::to_string(getpid());
-    std::string sleepPath = Output("command -v sleep");
-    sleepPath = sleepPath.substr(0, sleepPath.find('\n'));
-    EXPECT_EQ(0, std::system(("cp '" + sleepPath + "' '" + path_ + "'").c_str()));
-  }
-  ~SleepCopy() { Stop(); }
-  SleepCopy(SleepCopy const&) = delete;
-  SleepCopy& operator=(SleepCopy const&) = delete;
-
-  std::string const& Path() const { return path_; }
-  std::string Name() const { return path_.substr(path_.rfind('/') + 1); }
-
-  void Start() {
-    char* const arguments[] = {const_cast<char*>(path_.c_str()), const_cast<char*>("600"), nullptr};
-    ASSERT_EQ(0, posix_spawn(&child_, path_.c_str(), nullptr, nullptr, arguments, environ));
-  }
-  void Stop() {
-    if (child_ <= 0) return;
-    kill(child_, SIGKILL);
-    waitpid(child_, nullptr, 0);
-    child_ = -1;
-  }
-
- private:
-  ScratchFolder folder_;
-  std::string path_;
-  pid_t child_ = -1;
-};
 
 class ContextTableTest : public ::testing::Test {
  protected:
@@ -356,7 +334,7 @@ class ContextTableTest : public ::testing::Test {
 };
 
 TEST_F(ContextTableTest, AStartedProgramRunsThenStaysRecentAndTheSerialFollows) {
-  SleepCopy program;
+  ProgramCopy program("table");
   unsigned long before = 0;
   InEvaluation([&] {
     before = Serial();
@@ -406,6 +384,61 @@ TEST_F(ContextTableTest, AStartedProgramRunsThenStaysRecentAndTheSerialFollows) 
         program.Name().c_str(), program.Name().size(), path));
     EXPECT_TRUE(CallContext<&SurveyorProcessTableContext::FindRecentApplication>(
         program.Name().c_str(), program.Name().size(), path));
+  });
+}
+
+std::string Text(surveyor_string const& text) {
+  return std::string(reinterpret_cast<char const*>(text.data), text.length);
+}
+
+// The application phrases of the library over this host's table.
+std::vector<std::string> RunningPaths() {
+  std::vector<std::string> paths;
+  running_app_iterator iterator;
+  try {
+    application found = iterator.First();
+    for (;;) {
+      paths.push_back(Text(Path(Of(0), found)));
+      found = iterator.Next();
+    }
+  } catch (NoSuchObject const&) {
+  }
+  return paths;
+}
+
+TEST_F(ContextTableTest, ApplicationsOfTheLibraryFollowTheTable) {
+  ProgramCopy kept("kept");
+  ProgramCopy removed("removed");
+  kept.Start();
+  removed.Start();
+  // A process whose program file is gone: its entry is no application.
+  ASSERT_EQ(0, unlink(removed.Path().c_str()));
+  std::string const name = kept.Name();
+  auto const bytes = reinterpret_cast<unsigned char const*>(name.data());
+  InEvaluation([&] {
+    std::vector<std::string> const running = RunningPaths();
+    EXPECT_EQ(1, std::count(running.begin(), running.end(), kept.Path()));
+    for (std::string const& path : running) {
+      EXPECT_EQ(std::string::npos, path.find(removed.Name())) << path;
+    }
+    // The walk went on past the entry that is no application: the one of
+    // this test's own program is there too.
+    char own[4096] = {};
+    ASSERT_GT(readlink("/proc/self/exe", own, sizeof own - 1), 0);
+    EXPECT_EQ(1, std::count(running.begin(), running.end(), std::string(own)));
+    EXPECT_EQ(kept.Path(), Text(Path(Of(0), RunApp_of(bytes, name.size()))));
+    EXPECT_EQ(kept.Path(), Text(Path(Of(0), RecentApp_of(bytes, name.size()))));
+    std::string const gone = removed.Name() + " (deleted)";
+    EXPECT_THROW(RunApp_of(reinterpret_cast<unsigned char const*>(gone.data()), gone.size()),
+                 NoSuchObject);
+  });
+  kept.Stop();
+  InEvaluation([&] {
+    EXPECT_THROW(RunApp_of(bytes, name.size()), NoSuchObject);
+    // Still recent: it ran in the life of this host.
+    EXPECT_EQ(kept.Path(), Text(Path(Of(0), RecentApp_of(bytes, name.size()))));
+    std::vector<std::string> const running = RunningPaths();
+    EXPECT_EQ(0, std::count(running.begin(), running.end(), kept.Path()));
   });
 }
 

@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -36,10 +35,11 @@
 #include <vector>
 
 #include "host/engine/evaluation.h"
+#include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
 #include "survey/foundation/file_errors.h"
-
-extern char** environ;
+#include "survey/frame/contexts.h"
+#include "tests/unit/system/program_copy.h"
 
 namespace {
 
@@ -49,6 +49,7 @@ using survey::host::PropertyKind;
 using survey::host::RecordKind;
 using survey::host::Registry;
 using survey::host::RegistryEvent;
+using survey::testing::ProgramCopy;
 
 std::string Text(surveyor_string const& text) {
   return std::string(reinterpret_cast<char const*>(text.data), text.length);
@@ -558,63 +559,6 @@ TEST_F(ProcessesTest, OwnProcessByNumberHasTheNameOfItsProgram) {
 // ---------------------------------------------------------------------------
 // Processes of the test's own.
 
-// A copy of the sleep program under a name of its own, in a scratch folder.
-class ProgramCopy {
- public:
-  ProgramCopy() {
-    char pattern[] = "/tmp/survey-processes-XXXXXX";
-    char const* const made = mkdtemp(pattern);
-    folder_ = made != nullptr ? made : "/nonexistent";
-    name_ = "surveyprobe" + std::to_string(getpid());
-    path_ = folder_ + "/" + name_;
-    std::string const sleepPath = Shell("command -v sleep").output;
-    std::string const copy =
-        "cp \"" + sleepPath.substr(0, sleepPath.find('\n')) + "\" '" + path_ + "'";
-    EXPECT_EQ(0, std::system(copy.c_str())) << copy;
-  }
-  ~ProgramCopy() {
-    for (pid_t child : children_) Stop(child);
-    std::string const command = "rm -rf '" + folder_ + "'";
-    EXPECT_EQ(0, std::system(command.c_str()));
-  }
-  ProgramCopy(ProgramCopy const&) = delete;
-  ProgramCopy& operator=(ProgramCopy const&) = delete;
-
-  std::string const& Name() const { return name_; }
-  std::string const& Path() const { return path_; }
-
-  pid_t Start() {
-    char* const arguments[] = {const_cast<char*>(name_.c_str()), const_cast<char*>("600"), nullptr};
-    pid_t child = -1;
-    int const failed = posix_spawn(&child, path_.c_str(), nullptr, nullptr, arguments, environ);
-    EXPECT_EQ(0, failed) << std::strerror(failed);
-    if (failed == 0) children_.push_back(child);
-    // Wait until the child runs the program, not the test's image.
-    for (int tries = 0; tries < 2000; ++tries) {
-      char target[4096] = {};
-      std::string const link = "/proc/" + std::to_string(child) + "/exe";
-      if (readlink(link.c_str(), target, sizeof target - 1) > 0 && path_ == target) break;
-      usleep(1000);
-    }
-    return child;
-  }
-
-  void Stop(pid_t child) {
-    auto const found = std::find(children_.begin(), children_.end(), child);
-    if (found == children_.end()) return;
-    children_.erase(found);
-    kill(child, SIGKILL);
-    int status = 0;
-    waitpid(child, &status, 0);
-  }
-
- private:
-  std::string folder_;
-  std::string name_;
-  std::string path_;
-  std::vector<pid_t> children_;
-};
-
 std::vector<std::string> IdsOf(std::vector<Seen> const& seen) {
   std::vector<std::string> ids;
   for (Seen const& one : seen) ids.push_back(one.id);
@@ -623,14 +567,15 @@ std::vector<std::string> IdsOf(std::vector<Seen> const& seen) {
 }
 
 TEST_F(ProcessesTest, StartedProcessIsFoundByNameAndNumberAndGoneAfterItEnds) {
-  ProgramCopy program;
+  ProgramCopy program("started");
   EXPECT_TRUE(ProcessesNamed(program.Name()).empty());
   pid_t const first = program.Start();
   pid_t const second = program.Start();
   std::vector<std::string> expected = {std::to_string(first), std::to_string(second)};
   std::sort(expected.begin(), expected.end());
   EXPECT_EQ(expected, IdsOf(ProcessesNamed(program.Name())));
-  EXPECT_EQ(expected, IdsOf(ProcessesNamed(program.Name().substr(0, 8) + "*")));
+  EXPECT_EQ(expected,
+            IdsOf(ProcessesNamed(program.Name().substr(0, program.Name().size() - 1) + "*")));
   // A name one byte short, or one byte long, is another name.
   EXPECT_TRUE(ProcessesNamed(program.Name().substr(0, program.Name().size() - 1)).empty());
   EXPECT_TRUE(ProcessesNamed(program.Name() + "x").empty());
@@ -650,7 +595,7 @@ TEST_F(ProcessesTest, StartedProcessIsFoundByNameAndNumberAndGoneAfterItEnds) {
 }
 
 TEST_F(ProcessesTest, ReplacedProgramKeepsTheKernelsMarkAndMissesTheExactName) {
-  ProgramCopy program;
+  ProgramCopy program("replaced");
   pid_t const child = program.Start();
   ASSERT_EQ(0, unlink(program.Path().c_str()));
   // What the readlink command reads now.
@@ -796,7 +741,9 @@ TEST_F(ProcessesTest, ValueIsTwoTextsAndNameIsNotCopied) {
 // The command, as a user runs it.
 
 #ifdef SURVEY_COMMAND
-nlohmann::json Ask(std::string const& query) {
+// The command's answer in JSON; it exits with 1 when the query ends in an
+// error.
+nlohmann::json Ask(std::string const& query, int status = 0) {
   std::string settings;
   for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
     if (char const* const value = std::getenv(name)) {
@@ -808,7 +755,7 @@ nlohmann::json Ask(std::string const& query) {
   ShellResult const result = Shell("env -i TZ=UTC HOME='" + home + "' " + settings +
                                    "'" SURVEY_COMMAND "' --json -e '" + query + "'");
   std::system(("rm -rf '" + home + "'").c_str());
-  EXPECT_EQ(0, result.status) << query;
+  EXPECT_TRUE(WIFEXITED(result.status) && WEXITSTATUS(result.status) == status) << query;
   nlohmann::json answer = nlohmann::json::parse(result.output, nullptr, false);
   EXPECT_FALSE(answer.is_discarded()) << result.output;
   return answer;
@@ -859,7 +806,7 @@ TEST(ProcessesCommandTest, CommandListsThePsProcessesWithTheirProgramNames) {
 }
 
 TEST(ProcessesCommandTest, CommandFindsAStartedProcessByNameAndNumber) {
-  ProgramCopy program;
+  ProgramCopy program("command");
   pid_t const child = program.Start();
   std::string const id = std::to_string(child);
   EXPECT_EQ(std::vector<std::string>{id},
@@ -873,17 +820,224 @@ TEST(ProcessesCommandTest, CommandFindsAStartedProcessByNameAndNumber) {
             Texts(Ask("number of processes \"" + program.Name() + "\"")));
   EXPECT_EQ(std::vector<std::string>{"unnamed"}, Texts(Ask("name of process " + id)));
 }
+
+TEST(ProcessesCommandTest, CommandListsAStartedProgramAsARunningApplication) {
+  ProgramCopy program("application");
+  pid_t const child = program.Start();
+  EXPECT_EQ(std::vector<std::string>{program.Path()},
+            Texts(Ask("pathname of running application \"" + program.Name() + "\"")));
+  EXPECT_EQ(std::vector<std::string>{program.Path()},
+            Texts(Ask("pathname of recent application \"" + program.Path() + "\"")));
+  EXPECT_EQ(std::vector<std::string>{"1"},
+            Texts(Ask("number of running applications whose (pathname of it = \"" + program.Path() +
+                      "\")")));
+  program.Stop(child);
+  EXPECT_EQ(std::vector<std::string>{"False"},
+            Texts(Ask("exists running applications whose (pathname of it = \"" + program.Path() +
+                      "\")")));
+  nlohmann::json const none = Ask("running application \"" + program.Name() + "\"", 1);
+  EXPECT_EQ("no value", none["error"]["kind"]) << none.dump();
+}
 #endif
+
+// ---------------------------------------------------------------------------
+// Running and recent applications, from a host table that the test sets up.
+
+struct TableEntry {
+  std::string name;
+  unsigned char state;
+  bool running;
+};
+
+std::vector<TableEntry> table;
+int entryCalls = 0;
+
+bool GetEntry(unsigned long index, char* name, unsigned char* state) {
+  ++entryCalls;
+  if (index >= table.size()) return false;
+  std::strcpy(name, table[index].name.c_str());
+  *state = table[index].state;
+  return true;
+}
+
+bool EntryRunning(unsigned long index) { return index < table.size() && table[index].running; }
+
+// Finds by whole name among the entries that `wanted` accepts.
+template <bool Running>
+bool FindEntry(char const* name, unsigned long length, char* found) {
+  for (TableEntry const& entry : table) {
+    if (Running ? !entry.running : entry.state != 1) continue;
+    if (entry.name == std::string(name, length)) {
+      std::strcpy(found, entry.name.c_str());
+      return true;
+    }
+  }
+  return false;
+}
+
+struct TableContext : SurveyorContext, SurveyorProcessTableContext {
+  TableContext() {
+    GetTableEntry = &GetEntry;
+    IsTableEntryRunning = &EntryRunning;
+    FindRunningApplication = &FindEntry<true>;
+    FindRecentApplication = &FindEntry<false>;
+  }
+};
+
+struct BareContext : SurveyorContext {};
+
+// The paths of the applications of a table walk.
+template <class Iterator>
+std::vector<std::string> WalkApplications() {
+  std::vector<std::string> paths;
+  Iterator iterator;
+  try {
+    application found = iterator.First();
+    for (int guard = 0; guard < 1000; ++guard) {
+      paths.push_back(Text(Path(Of(0), found)));
+      found = iterator.Next();
+    }
+    ADD_FAILURE() << "the walk did not end";
+  } catch (NoSuchObject const&) {
+  }
+  return paths;
+}
+
+class ApplicationsTest : public ::testing::Test {
+ protected:
+  ApplicationsTest() {
+    // Programs that are there, one that is not, and a folder.
+    sh_ = Shell("command -v sh").output;
+    sh_ = sh_.substr(0, sh_.find('\n'));
+    env_ = Shell("command -v env").output;
+    env_ = env_.substr(0, env_.find('\n'));
+    table = {
+        {sh_, 1, true},                     // 0 running, recent
+        {"/nonexistent/program", 1, true},  // 1 no such file: passed over
+        {"/tmp", 1, true},                  // 2 a folder: passed over
+        {env_, 1, false},                   // 3 recent only
+        {sh_ + "x (deleted)", 2, true},     // 4 running, image gone
+        {env_, 0, true},                    // 5 state 0: neither
+        {env_, 2, true},                    // 6 running only
+    };
+    entryCalls = 0;
+  }
+  ~ApplicationsTest() override { table.clear(); }
+
+  template <class Body>
+  void Within(SurveyorContext* context, Body body) {
+    Evaluation evaluation(Registry::Default(), context);
+    Evaluation::Scope scope(evaluation);
+    body();
+  }
+
+  std::string sh_;
+  std::string env_;
+};
+
+TEST_F(ApplicationsTest, RunningWalkPassesOverEntriesThatAreNoApplications) {
+  ASSERT_EQ('/', sh_[0]);
+  ASSERT_EQ('/', env_[0]);
+  TableContext context;
+  Within(&context, [&] {
+    EXPECT_EQ((std::vector<std::string>{sh_, env_}), WalkApplications<running_app_iterator>());
+    // Every entry was looked at once, and the end once more.
+    EXPECT_EQ(8, entryCalls);
+  });
+}
+
+TEST_F(ApplicationsTest, RecentWalkTakesStateOneOnly) {
+  TableContext context;
+  Within(&context, [&] {
+    EXPECT_EQ((std::vector<std::string>{sh_, env_}), WalkApplications<recent_app_iterator>());
+  });
+}
+
+TEST_F(ApplicationsTest, WalksEndAndStartOver) {
+  TableContext context;
+  Within(&context, [&] {
+    running_app_iterator iterator;
+    EXPECT_EQ(sh_, Text(Path(Of(0), iterator.First())));
+    EXPECT_EQ(env_, Text(Path(Of(0), iterator.Next())));
+    EXPECT_THROW(iterator.Next(), NoSuchObject);
+    EXPECT_THROW(iterator.Next(), NoSuchObject);
+    EXPECT_EQ(sh_, Text(Path(Of(0), iterator.First())));
+    table.clear();
+    EXPECT_THROW(iterator.First(), NoSuchObject);
+  });
+}
+
+TEST_F(ApplicationsTest, NullRunningSlotFailsTheRunningWalkOnly) {
+  TableContext context;
+  context.IsTableEntryRunning = nullptr;
+  Within(&context, [&] {
+    running_app_iterator running;
+    EXPECT_THROW(running.First(), SurveyorProcessTableContextError);
+    EXPECT_EQ((std::vector<std::string>{sh_, env_}), WalkApplications<recent_app_iterator>());
+  });
+  context.GetTableEntry = nullptr;
+  Within(&context, [&] {
+    recent_app_iterator recent;
+    EXPECT_THROW(recent.First(), SurveyorProcessTableContextError);
+  });
+}
+
+TEST_F(ApplicationsTest, WithoutTheInterfaceThereIsNoContext) {
+  Within(nullptr, [&] {
+    running_app_iterator running;
+    EXPECT_THROW(running.First(), NoSurveyorContext);
+    recent_app_iterator recent;
+    EXPECT_THROW(recent.First(), NoSurveyorContext);
+    EXPECT_THROW(RunApp_of(reinterpret_cast<unsigned char const*>("sh"), 2), NoSurveyorContext);
+  });
+  BareContext bare;
+  Within(&bare, [&] {
+    recent_app_iterator recent;
+    EXPECT_THROW(recent.First(), NoSurveyorContext);
+    EXPECT_THROW(RecentApp_of(reinterpret_cast<unsigned char const*>("sh"), 2), NoSurveyorContext);
+    Fingerprinter fingerprinter;
+    EXPECT_THROW(DependsOnProcessTable(fingerprinter), NoSurveyorContext);
+  });
+}
+
+TEST_F(ApplicationsTest, LookupsByNameGiveTheFoundApplicationOrNone) {
+  TableContext context;
+  auto const ask = [](auto lookup, std::string const& name) {
+    return Text(
+        Path(Of(0), lookup(reinterpret_cast<unsigned char const*>(name.data()), name.size())));
+  };
+  Within(&context, [&] {
+    EXPECT_EQ(sh_, ask(&RunApp_of, sh_));
+    EXPECT_EQ(env_, ask(&RunApp_of, env_));
+    EXPECT_EQ(env_, ask(&RecentApp_of, env_));
+    // Found by the host, but no application: none.
+    EXPECT_THROW(ask(&RunApp_of, "/nonexistent/program"), NoSuchObject);
+    EXPECT_THROW(ask(&RunApp_of, "/tmp"), NoSuchObject);
+    EXPECT_THROW(ask(&RunApp_of, sh_ + "x (deleted)"), NoSuchObject);
+    // Not found by the host.
+    EXPECT_THROW(ask(&RunApp_of, "/bin/no-such-thing"), NoSuchObject);
+    EXPECT_THROW(ask(&RecentApp_of, sh_ + "x (deleted)"), NoSuchObject);
+  });
+  context.FindRunningApplication = nullptr;
+  Within(&context, [&] {
+    EXPECT_THROW(ask(&RunApp_of, sh_), SurveyorProcessTableContextError);
+    EXPECT_EQ(sh_, ask(&RecentApp_of, sh_));
+  });
+}
 
 // ---------------------------------------------------------------------------
 // What the unit registers.
 
 std::vector<RegistryEvent> ProcessUnitEvents(Registry const& registry) {
   std::vector<RegistryEvent> unit;
+  int recent = 0;
   for (RegistryEvent const& event : registry.Journal()) {
     if (unit.empty() && !(event.kind == RecordKind::kType && event.name == "process")) continue;
     unit.push_back(event);
-    if (event.kind == RecordKind::kProperty && event.name == "process id") break;
+    if (event.kind == RecordKind::kProperty && event.name == "recent application" &&
+        ++recent == 2) {
+      break;
+    }
   }
   return unit;
 }
@@ -893,16 +1047,19 @@ TEST(ProcessesRegistrationTest, RegistersInTableOrder) {
   std::vector<RegistryEvent> const unit = ProcessUnitEvents(registry);
   std::vector<std::string> names;
   for (RegistryEvent const& event : unit) names.push_back(event.name);
-  EXPECT_EQ((std::vector<std::string>{"process", "process", "process", "process", "name", "pid",
-                                      "id", "process id"}),
-            names);
+  EXPECT_EQ(
+      (std::vector<std::string>{"process", "process", "process", "process", "name", "pid", "id",
+                                "process id", "running application", "running application",
+                                "recent application", "recent application"}),
+      names);
   std::vector<PropertyEntry const*> properties;
   for (PropertyEntry const* entry : registry.Properties()) {
     for (RegistryEvent const& event : unit) {
       if (event.record == entry->record) properties.push_back(entry);
     }
   }
-  ASSERT_EQ(7u, properties.size());
+  ASSERT_EQ(11u, properties.size());
+  enum Dependency { kNone, kParameters, kProcessTable };
   struct Expected {
     char const* singular;
     char const* plural;
@@ -910,17 +1067,27 @@ TEST(ProcessesRegistrationTest, RegistersInTableOrder) {
     char const* object;
     char const* result;
     PropertyKind kind;
-    bool parameters;
+    Dependency dependency;
   };
   Expected const expected[] = {
-      {"process", "processes", "integer", "", "process", PropertyKind::kSimple, false},
-      {"process", "processes", "", "", "process", PropertyKind::kIterated, false},
-      {"process", "processes", "string", "", "process", PropertyKind::kIterated, false},
-      {"name", "names", "", "process", "string", PropertyKind::kSimple, true},
-      {"pid", "pids", "", "process", "integer", PropertyKind::kSimple, true},
-      {"id", "ids", "", "process", "integer", PropertyKind::kSimple, true},
-      {"process id", "process ids", "", "process", "integer", PropertyKind::kSimple, true},
+      {"process", "processes", "integer", "", "process", PropertyKind::kSimple, kNone},
+      {"process", "processes", "", "", "process", PropertyKind::kIterated, kNone},
+      {"process", "processes", "string", "", "process", PropertyKind::kIterated, kNone},
+      {"name", "names", "", "process", "string", PropertyKind::kSimple, kParameters},
+      {"pid", "pids", "", "process", "integer", PropertyKind::kSimple, kParameters},
+      {"id", "ids", "", "process", "integer", PropertyKind::kSimple, kParameters},
+      {"process id", "process ids", "", "process", "integer", PropertyKind::kSimple, kParameters},
+      {"running application", "running applications", "", "", "application",
+       PropertyKind::kIterated, kProcessTable},
+      {"running application", "running applications", "string", "", "application",
+       PropertyKind::kSimple, kProcessTable},
+      {"recent application", "recent applications", "", "", "application", PropertyKind::kIterated,
+       kProcessTable},
+      {"recent application", "recent applications", "string", "", "application",
+       PropertyKind::kSimple, kProcessTable},
   };
+  SurveyorDependency const dependencies[] = {nullptr, &DependsOnlyOnParameters,
+                                             &DependsOnProcessTable};
   for (std::size_t i = 0; i < properties.size(); ++i) {
     SCOPED_TRACE(expected[i].singular);
     EXPECT_EQ(expected[i].singular, properties[i]->singular);
@@ -929,11 +1096,12 @@ TEST(ProcessesRegistrationTest, RegistersInTableOrder) {
     EXPECT_EQ(expected[i].object, properties[i]->object);
     EXPECT_EQ(expected[i].result, properties[i]->result);
     EXPECT_EQ(expected[i].kind, properties[i]->kind);
-    EXPECT_EQ(expected[i].parameters ? &DependsOnlyOnParameters : nullptr,
-              properties[i]->dependency);
+    EXPECT_EQ(dependencies[expected[i].dependency], properties[i]->dependency);
   }
   EXPECT_EQ(sizeof(process_iterator), properties[1]->stateSize);
   EXPECT_EQ(sizeof(namedprocess_iterator), properties[2]->stateSize);
+  EXPECT_EQ(sizeof(unsigned long), properties[7]->stateSize);
+  EXPECT_EQ(sizeof(unsigned long), properties[9]->stateSize);
 }
 
 // ---------------------------------------------------------------------------
