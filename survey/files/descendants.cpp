@@ -1,7 +1,5 @@
 #include "survey/files/descendants.h"
 
-#include <cstring>
-
 #include "survey/frame/registration.h"
 
 SharingPtr<FileLoop> MakeFileLoop(FileLocation const& folder) {
