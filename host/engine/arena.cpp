@@ -1,6 +1,7 @@
 #include "host/engine/arena.h"
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 
 namespace survey::host {
@@ -11,7 +12,16 @@ constexpr std::size_t kFirstChunk = 16 * 1024;
 constexpr std::size_t kLargestChunk = 4 * 1024 * 1024;
 
 std::size_t RoundUp(std::size_t size) { return (size + kAlignment - 1) & ~(kAlignment - 1); }
+
+// Every arena and every generation of one gets a stamp of its own, so that a
+// mark never matches an arena it was not taken from.
+std::uint64_t NextStamp() {
+  static std::atomic<std::uint64_t> stamps{0};
+  return ++stamps;
+}
 }  // namespace
+
+Arena::Arena() : stamp_(NextStamp()) {}
 
 unsigned char* Arena::Allocate(std::size_t size) {
   std::size_t const rounded = RoundUp(size == 0 ? 1 : size);
@@ -36,6 +46,16 @@ void Arena::Reset() {
   if (chunks_.size() > 1) chunks_.erase(chunks_.begin() + 1, chunks_.end());
   used_ = 0;
   inUse_ = 0;
+  stamp_ = NextStamp();
+}
+
+bool Arena::Release(ArenaMark const& from, ArenaMark const& to) {
+  if (from.stamp != stamp_ || to.stamp != stamp_) return false;
+  if (from.chunks != to.chunks || to.chunks != chunks_.size() || to.used != used_) return false;
+  if (from.used > to.used) return false;
+  used_ = from.used;
+  inUse_ = from.inUse;
+  return true;
 }
 
 }  // namespace survey::host

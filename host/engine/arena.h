@@ -4,14 +4,24 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
 namespace survey::host {
 
+// A place in an arena: what had been handed out at some moment. The stamp
+// names the arena and its generation, which changes at every reset.
+struct ArenaMark {
+  std::uint64_t stamp = 0;
+  std::size_t chunks = 0;
+  std::size_t used = 0;
+  std::size_t inUse = 0;
+};
+
 class Arena {
  public:
-  Arena() = default;
+  Arena();
   Arena(Arena const&) = delete;
   Arena& operator=(Arena const&) = delete;
 
@@ -25,6 +35,14 @@ class Arena {
   // Bytes handed out since the last reset.
   std::size_t BytesInUse() const { return inUse_; }
 
+  // The present top of the arena.
+  ArenaMark Mark() const { return ArenaMark{stamp_, chunks_.size(), used_, inUse_}; }
+  // Gives back what was handed out between two marks, when nothing handed
+  // out later is still standing: `to` must be the present top, within the
+  // chunk where `from` was taken. Otherwise nothing happens. True when the
+  // memory was given back; pointers into it are dead after that.
+  bool Release(ArenaMark const& from, ArenaMark const& to);
+
  private:
   struct Chunk {
     std::unique_ptr<unsigned char[]> bytes;
@@ -33,6 +51,7 @@ class Arena {
   std::vector<Chunk> chunks_;
   std::size_t used_ = 0;  // bytes used in the last chunk
   std::size_t inUse_ = 0;
+  std::uint64_t stamp_;
 };
 
 }  // namespace survey::host

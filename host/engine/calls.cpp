@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "host/engine/evaluation.h"
 #include "host/engine/fingerprint.h"
 
 namespace survey::host {
@@ -135,6 +136,9 @@ class IteratedStream final : public Stream {
         what_(Describe(*property.entry)) {}
 
   bool Next(Value& out) override {
+    // A value the caller dropped goes before the next is made, so that its
+    // arena memory can be given back first.
+    out = Value();
     if (finished_) return false;
     CheckInterruption();
     if (!state_) {
@@ -142,6 +146,10 @@ class IteratedStream final : public Stream {
       state_->Construct(what_);
     }
     SurveyorGetter const step = started_ ? property_.entry->next : property_.entry->first;
+    // What an iterator's later steps ask of the arena belongs to the value
+    // they give; the first step may also set up memory the iterator keeps.
+    Evaluation* const evaluation = started_ ? Evaluation::Current() : nullptr;
+    ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
     started_ = true;
     ValueBuilder builder(property_.result);
     bool produced = false;
@@ -154,6 +162,7 @@ class IteratedStream final : public Stream {
       Finish();
       return false;
     }
+    if (evaluation != nullptr) builder.OwnArenaRegion(before, evaluation->GetArena().Mark());
     builder.DependOn(index_);
     builder.DependOn(object_);
     out = builder.Finish();

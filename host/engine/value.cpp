@@ -5,6 +5,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "host/engine/evaluation.h"
+
 namespace survey::host {
 
 namespace detail {
@@ -15,6 +17,11 @@ struct ValueBlock : ValueHead {
   bool view;  // the data lies elsewhere and is not destroyed here
   Value operands[2];  // the index and the object, or a cast's source
   std::shared_ptr<void> keepAlive;
+  // Arena memory that only this value refers to, given back with it when
+  // nothing later is still standing in the arena.
+  bool ownsRegion;
+  ArenaMark regionFrom;
+  ArenaMark regionTo;
   // The value itself lies behind this header, aligned for any scalar.
   unsigned char* Bytes();
 };
@@ -44,6 +51,11 @@ void detail::Release(ValueHead* head) noexcept {
   if (block->constructed && !block->view && block->type != nullptr &&
       block->type->destroy != nullptr) {
     block->type->destroy(block->Bytes());
+  }
+  if (block->ownsRegion) {
+    if (Evaluation* const evaluation = Evaluation::Current()) {
+      evaluation->GetArena().Release(block->regionFrom, block->regionTo);
+    }
   }
   Free(block);
 }
@@ -78,6 +90,12 @@ void ValueBuilder::DependOn(Value const& operand) {
     }
   }
   throw std::logic_error("a value depends on two operands at most");
+}
+
+void ValueBuilder::OwnArenaRegion(ArenaMark const& from, ArenaMark const& to) {
+  block_->ownsRegion = true;
+  block_->regionFrom = from;
+  block_->regionTo = to;
 }
 
 void ValueBuilder::KeepAlive(std::shared_ptr<void> owner) { block_->keepAlive = std::move(owner); }

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/engine/arena.h"
 #include "host/engine/registry.h"
 
 namespace survey::host {
@@ -87,6 +88,11 @@ class ValueBuilder {
   // The value may point into these; they live as long as it does.
   void DependOn(Value const& operand);
   void KeepAlive(std::shared_ptr<void> owner);
+  // The memory of the present evaluation's arena between the two marks
+  // belongs to this value alone: when the value goes while that memory is
+  // still the arena's top, it is given back, so that a long stream of
+  // values that are used and dropped does not hold memory for all of them.
+  void OwnArenaRegion(ArenaMark const& from, ArenaMark const& to);
   // The slot now holds a constructed value.
   Value Finish();
 

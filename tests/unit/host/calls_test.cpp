@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -576,3 +577,84 @@ TEST_F(CallsTest, LibraryExceptionsBecomeEvaluationErrorsOfTheirKind) {
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------
+// Arena memory of iterated values: what a later step asks for is given back
+// when its value is dropped, so that a long stream runs in bounded memory.
+
+// Each step hands out 64 KiB of surveyor memory, filled with its number,
+// as a string; the first step also keeps a block of its own.
+class ChunkTicker {
+ public:
+  surveyor_string First() {
+    kept_ = Allocate_Surveyor_Memory(16);
+    std::memset(kept_, 0x5A, 16);
+    return Make();
+  }
+  surveyor_string Next() {
+    for (int i = 0; i < 16; ++i) {
+      if (kept_[i] != 0x5A) throw CannotEvaluateNow();  // the kept block was reused
+    }
+    if (count_ == 200) throw NoSuchObject();
+    return Make();
+  }
+
+ private:
+  surveyor_string Make() {
+    ++count_;
+    unsigned char* const bytes = Allocate_Surveyor_Memory(kSize);
+    std::memset(bytes, count_ & 0xFF, kSize);
+    return surveyor_string{bytes, kSize};
+  }
+  static constexpr unsigned long kSize = 64 * 1024;
+  unsigned char* kept_ = nullptr;
+  int count_ = 0;
+};
+
+struct StringsOfWorld : PropRecord {
+  explicit StringsOfWorld(char const* phrase) : PropRecord{} {
+    using Adaptor = IteratedGlobalProperty<ChunkTicker, surveyor_string>;
+    Register_Iterated_Property(this, kRecordHostArea, phrase, phrase, "", "", "string",
+                               sizeof(ChunkTicker), &IteratorBasics<ChunkTicker>::Construct,
+                               &IteratorBasics<ChunkTicker>::Destroy, &Adaptor::First,
+                               &Adaptor::Next, this, nullptr);
+  }
+  ~StringsOfWorld() { Unregister_Property(this); }
+};
+
+TEST_F(CallsTest, DroppedIteratedValuesGiveTheirArenaMemoryBack) {
+  StringsOfWorld chunks("chunks");
+  auto stream = Ask("chunks");
+  Value value;
+  int count = 0;
+  std::size_t highest = 0;
+  while (stream->Next(value)) {
+    ++count;
+    surveyor_string const& text = value.As<surveyor_string>();
+    ASSERT_EQ(text.data[0], count & 0xFF);
+    ASSERT_EQ(text.data[text.length - 1], count & 0xFF);
+    highest = std::max(highest, evaluation->GetArena().BytesInUse());
+  }
+  EXPECT_EQ(200, count);
+  // Two values at most stand at once: far below 200 of 64 KiB.
+  EXPECT_LT(highest, 4u * 64 * 1024);
+}
+
+TEST_F(CallsTest, KeptIteratedValuesKeepTheirArenaMemory) {
+  StringsOfWorld chunks("chunks");
+  auto stream = Ask("chunks");
+  std::vector<Value> kept;
+  Value value;
+  while (stream->Next(value)) kept.push_back(value);
+  ASSERT_EQ(200u, kept.size());
+  EXPECT_GE(evaluation->GetArena().BytesInUse(), 200u * 64 * 1024);
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    surveyor_string const& text = kept[i].As<surveyor_string>();
+    ASSERT_EQ(text.data[0], (i + 1) & 0xFF) << i;
+    ASSERT_EQ(text.data[text.length - 1], (i + 1) & 0xFF) << i;
+  }
+  // Dropped out of order, nothing is given back under a value still held.
+  Value const last = kept.back();
+  kept.erase(kept.begin() + 1, kept.end() - 1);
+  EXPECT_EQ(last.As<surveyor_string>().data[0], 200);
+}

@@ -311,3 +311,40 @@ TEST(CacheTest, NewEvaluationClearsEachCacheWithItsCookie) {
 }
 
 }  // namespace
+
+TEST(ArenaMarkTest, MemoryBetweenTwoMarksGoesBackOnlyFromTheTop) {
+  survey::host::Arena arena;
+  arena.Allocate(100);
+  survey::host::ArenaMark const a = arena.Mark();
+  arena.Allocate(1000);
+  survey::host::ArenaMark const b = arena.Mark();
+  arena.Allocate(50);
+  survey::host::ArenaMark const c = arena.Mark();
+  // Not the top: nothing happens.
+  EXPECT_FALSE(arena.Release(a, b));
+  EXPECT_EQ(arena.BytesInUse(), c.inUse);
+  EXPECT_TRUE(arena.Release(b, c));
+  EXPECT_EQ(arena.BytesInUse(), b.inUse);
+  EXPECT_TRUE(arena.Release(a, b));
+  EXPECT_EQ(arena.BytesInUse(), a.inUse);
+  // The same place is handed out again.
+  unsigned char* const again = arena.Allocate(10);
+  EXPECT_FALSE(arena.Release(b, c));
+  arena.Reset();
+  // Marks of an earlier generation match nothing.
+  arena.Allocate(100);
+  EXPECT_FALSE(arena.Release(survey::host::ArenaMark{a.stamp, 1, 0, 0}, arena.Mark()));
+  EXPECT_NE(again, nullptr);
+  // Nor marks of another arena.
+  survey::host::Arena other;
+  EXPECT_FALSE(arena.Release(other.Mark(), arena.Mark()));
+}
+
+TEST(ArenaMarkTest, MemoryThatSpansANewChunkStays) {
+  survey::host::Arena arena;
+  arena.Allocate(10);
+  survey::host::ArenaMark const before = arena.Mark();
+  arena.Allocate(10 * 1024 * 1024);
+  EXPECT_FALSE(arena.Release(before, arena.Mark()));
+  EXPECT_GE(arena.BytesInUse(), 10u * 1024 * 1024);
+}
