@@ -1,0 +1,334 @@
+#include "survey/files/lines.h"
+
+#include <climits>
+#include <cstring>
+#include <memory>
+
+#include "survey/foundation/ascii.h"
+#include "survey/foundation/pattern_matcher.h"
+#include "survey/frame/registration.h"
+
+namespace {
+
+// The longest string that "contains" looks for, and the reading window of
+// its search.
+constexpr unsigned long kLongestSought = 0x8000;
+constexpr unsigned long kContentWindow = 0x8000;
+
+surveyor_string CopyToSurveyorMemory(ConstData text) {
+  unsigned long const length = text.Length();
+  unsigned char* const copy = Allocate_Surveyor_Memory(length);
+  if (length != 0) std::memcpy(copy, text.begin, length);
+  return surveyor_string{copy, length};
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// file_line
+
+file_line::file_line(ConstData lineText, long long lineIndex, Range<unsigned long> lineRange,
+                     SharingPtr<FileReadingPath> const& file, bool fileFlag)
+    : text(CopyToSurveyorMemory(lineText)),
+      index(lineIndex),
+      range(lineRange),
+      path(file),
+      flag(fileFlag) {}
+
+Fingerprinter& operator<<(Fingerprinter& fingerprinter, file_line const& line) {
+  return fingerprinter << line.text;
+}
+
+// ---------------------------------------------------------------------------
+// line_iterator
+
+line_iterator::line_iterator() : buffer_(), offset_(0), index_(0) {}
+
+void line_iterator::Open(file const& object) {
+  // Open errors leave as they are: a file that cannot be read is not a file
+  // without lines.
+  SharingPtr<FileReadingPath> path(new FileReadingPath(object.Path()));
+  offset_ = 0;
+  index_ = 0;
+  // The old loop goes before the path that it reads.
+  loop_ = SharingPtr<FileLineLoop>();
+  path_ = path;
+  loop_ = SharingPtr<FileLineLoop>(new FileLineLoop(Data(buffer_, sizeof buffer_)));
+  loop_->Start(*path_, 0);
+  if (loop_->Finished()) throw NoSuchObject();
+}
+
+void line_iterator::Step() {
+  if (!loop_ || loop_->Finished()) throw NoSuchObject();
+  offset_ += loop_->ByteCount();
+  ++*loop_;
+  ++index_;
+  if (loop_->Finished()) throw NoSuchObject();
+}
+
+file_line line_iterator::Deliver(file const& object) const {
+  Range<unsigned long> const range{offset_, offset_ + loop_->ByteCount()};
+  return file_line(loop_->Line(), index_, range, path_, object.Flag());
+}
+
+template <class Test>
+file_line line_iterator::Seek(bool first, file const& object, Test const& test) {
+  if (first) {
+    Open(object);
+  } else {
+    Step();
+  }
+  // Lines that fail the test are passed over without a copy of their text.
+  while (!test(loop_->Line().AsSurveyorString())) Step();
+  return Deliver(object);
+}
+
+namespace {
+
+struct Every {
+  bool operator()(surveyor_string const&) const { return true; }
+};
+
+struct StartingWith {
+  surveyor_string const& prefix;
+  bool operator()(surveyor_string const& text) const { return StartsWith(text, prefix).value; }
+};
+
+struct Containing {
+  surveyor_string const& sought;
+  bool operator()(surveyor_string const& text) const { return Contains(text, sought).value; }
+};
+
+}  // namespace
+
+file_line line_iterator::First(file const& object) { return Seek(true, object, Every{}); }
+
+file_line line_iterator::Next(file const& object) { return Seek(false, object, Every{}); }
+
+file_line line_iterator::FirstStartingWith(surveyor_string const& prefix, Of,
+                                           file const& object) {
+  return Seek(true, object, StartingWith{prefix});
+}
+
+file_line line_iterator::NextStartingWith(surveyor_string const& prefix, Of,
+                                          file const& object) {
+  return Seek(false, object, StartingWith{prefix});
+}
+
+file_line line_iterator::FirstContaining(surveyor_string const& sought, Of, file const& object) {
+  return Seek(true, object, Containing{sought});
+}
+
+file_line line_iterator::NextContaining(surveyor_string const& sought, Of, file const& object) {
+  return Seek(false, object, Containing{sought});
+}
+
+// ---------------------------------------------------------------------------
+// Lines by number and neighbours. Each makes a loop of its own in a buffer
+// on the stack.
+
+integer LineNumber(file_line const& line) { return integer{line.index + 1}; }
+
+file_line NumberedLine(integer const& number, Of, file const& object) {
+  long long const n = number.value;
+  if (n == 0) throw NoSuchObject();
+  SharingPtr<FileReadingPath> path(new FileReadingPath(object.Path()));
+  unsigned char buffer[kLineBufferSize];
+  FileLineLoop loop(Data(buffer, sizeof buffer), *path, 0);
+  unsigned long offset = 0;
+  // A negative number ends this walk at once: the first line, carrying the
+  // number asked for.
+  for (long long i = 0; loop.Unfinished() && i < n - 1; ++i) {
+    offset += loop.ByteCount();
+    ++loop;
+  }
+  if (loop.Finished()) throw NoSuchObject();
+  return file_line(loop.Line(), n - 1, Range<unsigned long>{offset, offset + loop.ByteCount()},
+                   path, object.Flag());
+}
+
+file_line NextLine(file_line const& line) {
+  unsigned char buffer[kLineBufferSize];
+  unsigned long const offset = line.range.end;
+  FileLineLoop loop(Data(buffer, sizeof buffer), *line.path, offset);
+  if (loop.Finished()) throw NoSuchObject();
+  return file_line(loop.Line(), line.index + 1,
+                   Range<unsigned long>{offset, offset + loop.ByteCount()}, line.path, line.flag);
+}
+
+file_line PreviousLine(file_line const& line) {
+  if (line.index == 0) throw NoSuchObject();
+  unsigned long const start = line.range.begin;
+  unsigned long const from = start - (start < kLineBufferSize ? start : kLineBufferSize);
+  // The walk's window reaches two bytes past the start of this line, so
+  // that the ending in front of it is read whole: a window that ended on a
+  // lone LF would have to hold it back as the possible first half of a pair,
+  // and the previous line would run on into this one.
+  unsigned char buffer[kLineBufferSize + 2];
+  FileLineLoop loop(Data(buffer, sizeof buffer), *line.path, from);
+  // Walk forward from at most 2048 bytes back; pieces before the wanted
+  // line are passed over.
+  unsigned long offset = from;
+  for (;;) {
+    if (loop.Finished()) throw NoSuchObject();
+    unsigned long const end = offset + loop.ByteCount();
+    if (end >= start) {
+      return file_line(loop.Line(), line.index - 1, Range<unsigned long>{offset, end}, line.path,
+                       line.flag);
+    }
+    offset = end;
+    ++loop;
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Content
+
+Fingerprinter& operator<<(Fingerprinter& fingerprinter, content const& value) {
+  return fingerprinter << *value.object;
+}
+
+content content_of(file const& object) { return content{&object, content::kAsStored}; }
+
+content AsUppercase(content const& value) { return content{value.object, content::kUpperCase}; }
+
+content AsLowercase(content const& value) { return content{value.object, content::kLowerCase}; }
+
+boolean Contains(content const& value, surveyor_string const& sought) {
+  // The empty string is in every file, even one that cannot be read.
+  if (sought.length == 0) return boolean{true};
+  if (sought.length > kLongestSought) throw NoSuchObject();
+  std::unique_ptr<unsigned char[]> const window(new unsigned char[kContentWindow]);
+  FileReadingPath path(value.object->Path());
+  FileReadingLoop loop(Data(window.get(), kContentWindow));
+  PatternMatcher const matcher{ConstData(sought)};
+  MatchLoop match(matcher);
+  bool first = true;
+  try {
+    loop.Start(path, 0);
+    while (loop.Remaining() != 0) {
+      // The block is folded in place; the string never is.
+      Data const block(window.get(), loop.Block().Length());
+      if (value.mode == content::kLowerCase) Ascii::LowerCase(block, block);
+      if (value.mode == content::kUpperCase) Ascii::RaiseCase(block, block);
+      // The matcher carries a partial match from one block to the next, so
+      // a match across a block border is found.
+      if (first) {
+        match.Start(block);
+        first = false;
+      } else {
+        match.Continue(block);
+      }
+      if (match.Found()) return boolean{true};
+      Check_For_Surveyor_Interruption();
+      ++loop;
+    }
+  } catch (FileReadingLoopEndOfFileError const&) {
+    // The end of a file that has no length, or of one that shrank while it
+    // was read.
+  }
+  return boolean{false};
+}
+
+// ---------------------------------------------------------------------------
+// Bytes and numbers
+
+integer byte_of(unsigned long long index, file const& object) {
+  // An offset that a position cannot hold (the upper 32 bits, in the 32-bit
+  // build), or one at or past the size that the look gave.
+  if (index > ULONG_MAX) throw NoSuchObject();
+  long long const size = UnixPlatform::FileSize(object);
+  if (size < 0 || index >= static_cast<unsigned long long>(size)) throw NoSuchObject();
+  try {
+    FileReadingPath path(object.Path());
+    FileReader reader(path, static_cast<unsigned long>(index));
+    unsigned char byte = 0;
+    reader >> Data(&byte, &byte + 1);
+    return integer{byte};
+  } catch (DebuggableException const&) {
+    throw NoSuchObject();
+  }
+}
+
+integer numeric_value_of(surveyor_string const& text) {
+  unsigned char const* at = text.data;
+  unsigned char const* const end = text.data + text.length;
+  while (at != end && !(*at >= '0' && *at <= '9')) ++at;
+  if (at == end) throw NoSuchObject();
+  long long value = 0;
+  for (; at != end && *at >= '0' && *at <= '9'; ++at) {
+    // Past 2^63 - 1 there is no value.
+    if (__builtin_mul_overflow(value, 10LL, &value) ||
+        __builtin_add_overflow(value, static_cast<long long>(*at - '0'), &value)) {
+      throw NoSuchObject();
+    }
+  }
+  return integer{value};
+}
+
+// ---------------------------------------------------------------------------
+// Registration, in table order, types first.
+
+namespace {
+
+TypeRecord fileLineType;
+TypeRecord contentType;
+ShortRecord lineNumberProperty;
+ShortRecord previousLineProperty;
+ShortRecord nextLineProperty;
+ShortRecord numberedLineProperty;
+PropRecord linesProperty;
+PropRecord linesStartingWithProperty;
+PropRecord linesContainingProperty;
+ShortRecord contentProperty;
+ShortRecord uppercaseCast;
+ShortRecord lowercaseCast;
+ShortRecord containsOperator;
+ShortRecord byteProperty;
+ShortRecord numericValueProperty;
+
+using LineFilter = IteratedPropertyByIndexOfObject<line_iterator, file_line, surveyor_string, file>;
+
+void RegisterLines() {
+  RegisterType<&fileLineType, SurveyorTypeInfo<file_line, kFingerprinted>, file_line>("file line",
+                                                                                      "string");
+  RegisterType<&contentType, SurveyorTypeInfo<content, kFingerprinted>, content>("file content",
+                                                                                 nullptr);
+
+  RegisterProperty<&lineNumberProperty, Property<file_line, integer>>(
+      "line number", "line numbers", "", "file line", "integer", &LineNumber,
+      &DependsOnlyOnParameters);
+  RegisterProperty<&previousLineProperty, Property<file_line, file_line>>(
+      "previous line", "previous lines", "", "file line", "file line", &PreviousLine, nullptr);
+  RegisterProperty<&nextLineProperty, Property<file_line, file_line>>(
+      "next line", "next lines", "", "file line", "file line", &NextLine, nullptr);
+  RegisterProperty<&numberedLineProperty, PropertyByIndexOfObject<file_line, integer, file>>(
+      "line", "lines", "integer", "file", "file line", &NumberedLine, nullptr);
+  RegisterIteratedProperty<&linesProperty, IteratedProperty<line_iterator, file, file_line>,
+                           line_iterator>("line", "lines", "", "file", "file line", nullptr);
+  RegisterIteratedSlots<&linesStartingWithProperty, LineFilter, line_iterator>(
+      "line starting with", "lines starting with", "string", "file", "file line",
+      &line_iterator::FirstStartingWith, &line_iterator::NextStartingWith, nullptr);
+  RegisterIteratedSlots<&linesContainingProperty, LineFilter, line_iterator>(
+      "line containing", "lines containing", "string", "file", "file line",
+      &line_iterator::FirstContaining, &line_iterator::NextContaining, nullptr);
+  RegisterProperty<&contentProperty, Property<file, content>>(
+      "content", "contents", "", "file", "file content", &content_of, nullptr);
+  RegisterCast<&uppercaseCast, Cast<content, content>>("uppercase", "file content",
+                                                       "file content", &AsUppercase,
+                                                       &DependsOnlyOnParameters);
+  RegisterCast<&lowercaseCast, Cast<content, content>>("lowercase", "file content",
+                                                       "file content", &AsLowercase,
+                                                       &DependsOnlyOnParameters);
+  RegisterOperator<&containsOperator, Operator2<content, surveyor_string, boolean>>(
+      kOperatorContains, "file content", "string", "boolean", &Contains, &DependsOnlyOnParameters);
+  RegisterProperty<&byteProperty, NumberedProperty<file, integer>>(
+      "byte", "bytes", "integer", "file", "integer", &byte_of, &DependsOnlyOnParameters);
+  RegisterProperty<&numericValueProperty, Property<surveyor_string, integer>>(
+      "numeric value", "numeric values", "", "string", "integer", &numeric_value_of,
+      &DependsOnlyOnParameters);
+}
+
+[[maybe_unused]] int const registered = (RegisterLines(), 0);
+
+}  // namespace

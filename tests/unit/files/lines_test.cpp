@@ -1,0 +1,412 @@
+// Lines, contents, bytes and numeric values, called as the evaluator calls
+// them, on files that each test writes.
+#include "survey/files/lines.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/engine/registry.h"
+#include "tests/unit/files/files_test_support.h"
+
+namespace {
+
+using survey::files::testing::Output;
+using survey::files::testing::ScratchTree;
+using survey::files::testing::ShellQuoted;
+
+surveyor_string S(std::string const& text) {
+  return surveyor_string{reinterpret_cast<unsigned char const*>(text.data()), text.size()};
+}
+
+std::string Text(file_line const& line) { return MakeString(line.Text()); }
+
+// Every line of a file through the iterator, as the evaluator pulls them.
+std::vector<file_line> AllLines(file const& object) {
+  std::vector<file_line> lines;
+  auto iterator = std::make_unique<line_iterator>();
+  try {
+    lines.push_back(iterator->First(object));
+    for (int guard = 0; guard < 1000000; ++guard) lines.push_back(iterator->Next(object));
+    ADD_FAILURE() << "the lines did not end";
+  } catch (NoSuchObject const&) {
+  }
+  return lines;
+}
+
+std::vector<std::string> Texts(std::vector<file_line> const& lines) {
+  std::vector<std::string> texts;
+  for (auto const& line : lines) texts.push_back(Text(line));
+  return texts;
+}
+
+class LinesTest : public ::testing::Test {
+ protected:
+  file Make(std::string const& name, std::string const& bytes) {
+    tree.File(name, bytes);
+    return file(FileLocation((tree / name).c_str()), false);
+  }
+  ScratchTree tree;
+};
+
+TEST_F(LinesTest, EndingsInAnyMixGiveTheirLines) {
+  file const object = Make("mixed", "a\r\nb\n\rc\n\nd");
+  std::vector<file_line> const lines = AllLines(object);
+  EXPECT_EQ(Texts(lines), (std::vector<std::string>{"a", "b", "c", "", "d"}));
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_EQ(lines[i].index, static_cast<long long>(i));
+    EXPECT_EQ(LineNumber(lines[i]).value, static_cast<long long>(i + 1));
+  }
+  // Ranges run from each line's first byte to the byte after its ending.
+  std::vector<std::pair<unsigned long, unsigned long>> ranges;
+  for (auto const& line : lines) ranges.emplace_back(line.range.begin, line.range.end);
+  EXPECT_EQ(ranges, (std::vector<std::pair<unsigned long, unsigned long>>{
+                        {0, 3}, {3, 6}, {6, 8}, {8, 9}, {9, 10}}));
+}
+
+TEST_F(LinesTest, OnlyALineFeedIsOneEmptyLineAndAnEmptyFileHasNone) {
+  std::vector<file_line> const lines = AllLines(Make("lf", "\n"));
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(Text(lines[0]), "");
+  EXPECT_EQ(LineNumber(lines[0]).value, 1);
+  line_iterator iterator;
+  file const empty = Make("empty", "");
+  EXPECT_THROW(iterator.First(empty), NoSuchObject);
+  EXPECT_THROW(NumberedLine(integer{1}, Of(0), empty), NoSuchObject);
+}
+
+TEST_F(LinesTest, ALongLineComesInPiecesOfTheBufferSize) {
+  std::string line;
+  for (int i = 0; i < 5000; ++i) line += static_cast<char>('a' + i % 26);
+  file const object = Make("long", line);
+  std::vector<file_line> const lines = AllLines(object);
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(Text(lines[0]), line.substr(0, 2048));
+  EXPECT_EQ(Text(lines[1]), line.substr(2048, 2048));
+  EXPECT_EQ(Text(lines[2]), line.substr(4096));
+  EXPECT_EQ(Text(lines[2]).size(), 904u);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(LineNumber(lines[i]).value, i + 1);
+  EXPECT_EQ(Text(NumberedLine(integer{3}, Of(0), object)), line.substr(4096));
+}
+
+TEST_F(LinesTest, LineZeroIsNoValueAndANegativeNumberIsTheFirstLine) {
+  file const object = Make("three", "one\ntwo\nthree\n");
+  EXPECT_THROW(NumberedLine(integer{0}, Of(0), object), NoSuchObject);
+  EXPECT_THROW(NumberedLine(integer{4}, Of(0), object), NoSuchObject);
+  file_line const first = NumberedLine(integer{-1}, Of(0), object);
+  EXPECT_EQ(Text(first), "one");
+  EXPECT_EQ(LineNumber(first).value, -1);
+  EXPECT_EQ(Text(NumberedLine(integer{-50}, Of(0), object)), "one");
+  EXPECT_EQ(Text(NumberedLine(integer{3}, Of(0), object)), "three");
+}
+
+TEST_F(LinesTest, NeighboursAgreeWithNumberedLines) {
+  file const object = Make("n", "one\r\ntwo\nthree");
+  file_line const one = NumberedLine(integer{1}, Of(0), object);
+  file_line const two = NumberedLine(integer{2}, Of(0), object);
+  file_line const next = NextLine(one);
+  EXPECT_EQ(Text(next), Text(two));
+  EXPECT_EQ(LineNumber(next).value, LineNumber(two).value);
+  EXPECT_EQ(next.range, two.range);
+  file_line const previous = PreviousLine(two);
+  EXPECT_EQ(LineNumber(previous).value, 1);
+  EXPECT_EQ(Text(previous), "one");
+  EXPECT_EQ(previous.range, one.range);
+  EXPECT_THROW(PreviousLine(one), NoSuchObject);
+  file_line const three = NextLine(two);
+  EXPECT_EQ(Text(three), "three");
+  EXPECT_THROW(NextLine(three), NoSuchObject);
+}
+
+TEST_F(LinesTest, NeighboursOutliveTheirIteratorOnTheSharedFile) {
+  file const object = Make("shared", "a\nb\nc\n");
+  std::vector<file_line> lines;
+  {
+    line_iterator iterator;
+    lines.push_back(iterator.First(object));
+    lines.push_back(iterator.Next(object));
+  }
+  EXPECT_TRUE(lines[1].path->IsOpen());
+  EXPECT_EQ(Text(NextLine(lines[1])), "c");
+  EXPECT_EQ(Text(PreviousLine(lines[1])), "a");
+}
+
+TEST_F(LinesTest, APreviousLineLongerThanTheBufferComesBackCutAtItsFront) {
+  file const object = Make("prev", std::string(3000, 'x') + "\r\nshort\r\n");
+  std::vector<file_line> const lines = AllLines(object);
+  ASSERT_EQ(Texts(lines).back(), "short");
+  ASSERT_EQ(lines.back().range.begin, 3002u);
+  // The walk starts 2048 bytes back: 2046 bytes of text and the pair.
+  file_line const previous = PreviousLine(lines.back());
+  EXPECT_EQ(Text(previous), std::string(2046, 'x'));
+  EXPECT_EQ(previous.range.begin, 954u);
+  EXPECT_EQ(previous.range.end, 3002u);
+  EXPECT_EQ(previous.index, lines.back().index - 1);
+}
+
+TEST_F(LinesTest, APreviousLineEndedByOneByteIsReadWhole) {
+  // The walk starts 2048 bytes back, where the previous line's LF is the
+  // 2048th byte; the line comes back whole, with its own range.
+  std::string const before(2040, 'p');
+  std::string const head(100, 'h');
+  file const object = Make("lf", head + "\n" + before + "\nnext\n");
+  std::vector<file_line> const lines = AllLines(object);
+  ASSERT_EQ(Texts(lines), (std::vector<std::string>{head, before, "next"}));
+  ASSERT_EQ(lines[2].range.begin, 2142u);
+  file_line const previous = PreviousLine(lines[2]);
+  EXPECT_EQ(Text(previous), before);
+  EXPECT_EQ(previous.range, lines[1].range);
+  EXPECT_EQ(LineNumber(previous).value, 2);
+  // A previous line longer than 2048 bytes, ended by an LF, comes back cut
+  // at its front to the 2047 bytes in front of its LF.
+  file const longer = Make("longer", std::string(3000, 'q') + "\nlast\n");
+  std::vector<file_line> const two = AllLines(longer);
+  ASSERT_EQ(Texts(two).back(), "last");
+  file_line const cut = PreviousLine(two.back());
+  EXPECT_EQ(Text(cut), std::string(2047, 'q'));
+  EXPECT_EQ(cut.range.begin, 953u);
+  EXPECT_EQ(cut.range.end, 3001u);
+}
+
+TEST_F(LinesTest, LinesStartingWithAndContainingTestEachLine) {
+  file const object = Make("f", "apple pie\nbanana\napricot\ncherry apple\n");
+  line_iterator starting;
+  std::vector<std::string> found;
+  try {
+    found.push_back(Text(starting.FirstStartingWith(S("ap"), Of(0), object)));
+    for (;;) found.push_back(Text(starting.NextStartingWith(S("ap"), Of(0), object)));
+  } catch (NoSuchObject const&) {
+  }
+  EXPECT_EQ(found, (std::vector<std::string>{"apple pie", "apricot"}));
+
+  line_iterator containing;
+  found.clear();
+  file_line first = containing.FirstContaining(S("apple"), Of(0), object);
+  EXPECT_EQ(LineNumber(first).value, 1);
+  file_line second = containing.NextContaining(S("apple"), Of(0), object);
+  EXPECT_EQ(Text(second), "cherry apple");
+  EXPECT_EQ(LineNumber(second).value, 4);
+  EXPECT_EQ(second.range.begin, 25u);
+  EXPECT_THROW(containing.NextContaining(S("apple"), Of(0), object), NoSuchObject);
+
+  line_iterator none;
+  EXPECT_THROW(none.FirstContaining(S("\n"), Of(0), object), NoSuchObject);
+}
+
+TEST_F(LinesTest, AFileThatCannotBeOpenedRaisesItsFileError) {
+  file const object = Make("gone", "x\n");
+  ASSERT_EQ(0, ::unlink((tree / "gone").c_str()));
+  line_iterator iterator;
+  EXPECT_THROW(iterator.First(object), FileNotFoundError);
+  EXPECT_THROW(NumberedLine(integer{1}, Of(0), object), FileNotFoundError);
+  EXPECT_THROW(Contains(content_of(object), S("x")), FileNotFoundError);
+  EXPECT_TRUE(Contains(content_of(object), S("")).value);
+  EXPECT_THROW(byte_of(0, object), NoSuchObject);
+}
+
+TEST_F(LinesTest, KmsgIsRefusedAsAFileError) {
+  if (Output("test -f /proc/kmsg && echo yes || true") != "yes\n") {
+    GTEST_SKIP() << "/proc/kmsg is not a file here";
+  }
+  file const kmsg(FileLocation("/proc/kmsg"), false);
+  line_iterator iterator;
+  EXPECT_THROW(iterator.First(kmsg), FileIOError);
+  EXPECT_THROW(Contains(content_of(kmsg), S("x")), FileIOError);
+}
+
+TEST_F(LinesTest, ProcFilesWithoutALengthAreReadToTheirEnd) {
+  file const status(FileLocation("/proc/self/status"), false);
+  std::vector<std::string> const texts = Texts(AllLines(status));
+  std::vector<std::string> names;
+  for (auto const& text : texts) names.push_back(text.substr(0, text.find(':')));
+  std::vector<std::string> expected = survey::files::testing::Split(
+      Output("cut -d: -f1 /proc/self/status"), '\n');
+  EXPECT_EQ(names, expected);
+  EXPECT_TRUE(Contains(content_of(status), S("VmRSS:")).value);
+  EXPECT_FALSE(Contains(content_of(status), S("no such name in there")).value);
+}
+
+TEST_F(LinesTest, ContainsFindsAStringAcrossTheWindowBorder) {
+  std::string bytes(40000, '.');
+  bytes.replace(32768 - 3, 6, "needle");
+  file const object = Make("straddle", bytes);
+  EXPECT_TRUE(Contains(content_of(object), S("needle")).value);
+  EXPECT_FALSE(Contains(content_of(object), S("needles")).value);
+  EXPECT_TRUE(Contains(content_of(object), S("..needle..")).value);
+  // At the very end and the very start.
+  file const ends = Make("ends", "start" + std::string(100000, ' ') + "finish");
+  EXPECT_TRUE(Contains(content_of(ends), S("start")).value);
+  EXPECT_TRUE(Contains(content_of(ends), S("finish")).value);
+  EXPECT_FALSE(Contains(content_of(Make("short", "fin")), S("finish")).value);
+  EXPECT_FALSE(Contains(content_of(Make("none", "")), S("x")).value);
+}
+
+TEST_F(LinesTest, TheEmptyStringIsInEveryFileAndOverlongStringsAreNoValue) {
+  file const object = Make("any", "whatever");
+  EXPECT_TRUE(Contains(content_of(object), S("")).value);
+  EXPECT_TRUE(Contains(AsUppercase(content_of(object)), S("")).value);
+  EXPECT_THROW(Contains(content_of(object), S(std::string(32769, 'w'))), NoSuchObject);
+  EXPECT_FALSE(Contains(content_of(object), S(std::string(32768, 'w'))).value);
+  file const big = Make("big", std::string(70000, 'w'));
+  EXPECT_TRUE(Contains(content_of(big), S(std::string(32768, 'w'))).value);
+}
+
+TEST_F(LinesTest, CaseModesFoldTheFileButNotTheString) {
+  file const object = Make("cased", "Hello World abc");
+  content const plain = content_of(object);
+  EXPECT_EQ(plain.mode, 0);
+  EXPECT_FALSE(Contains(plain, S("hello")).value);
+  EXPECT_TRUE(Contains(AsLowercase(plain), S("hello")).value);
+  EXPECT_FALSE(Contains(AsLowercase(plain), S("Hello")).value);
+  EXPECT_TRUE(Contains(AsUppercase(plain), S("HELLO WORLD ABC")).value);
+  // Folded text has no lower-case letters, so a lower-case string is never
+  // found.
+  EXPECT_FALSE(Contains(AsUppercase(plain), S("abc")).value);
+  // A later mode replaces an earlier one.
+  EXPECT_EQ(AsUppercase(AsLowercase(plain)).mode, 2);
+  EXPECT_EQ(AsLowercase(AsUppercase(plain)).mode, 1);
+  EXPECT_EQ(AsLowercase(plain).object, &object);
+}
+
+TEST_F(LinesTest, BytesAreReadAtTheirOffsets) {
+  std::string bytes;
+  for (int i = 0; i < 300; ++i) bytes += static_cast<char>(i * 7);
+  file const object = Make("bytes", bytes);
+  for (unsigned long long i : {0ull, 1ull, 150ull, 299ull}) {
+    std::string const od = Output("od -An -tu1 -j" + std::to_string(i) + " -N1 " +
+                                  ShellQuoted(tree / "bytes") + " | tr -d ' \\n'");
+    EXPECT_EQ(std::to_string(byte_of(i, object).value), od) << i;
+  }
+  EXPECT_THROW(byte_of(300, object), NoSuchObject);
+  EXPECT_THROW(byte_of(1ull << 33, object), NoSuchObject);
+  // The size is the one the object's look gave.
+  file const grown = Make("grown", "ab");
+  tree.File("grown", "abcdef");
+  EXPECT_THROW(byte_of(3, grown), NoSuchObject);
+}
+
+TEST_F(LinesTest, NumericValuesReadTheFirstRunOfDigits) {
+  EXPECT_EQ(numeric_value_of(S("v12.7")).value, 12);
+  EXPECT_EQ(numeric_value_of(S("-5")).value, 5);
+  EXPECT_EQ(numeric_value_of(S("007")).value, 7);
+  EXPECT_EQ(numeric_value_of(S("abc 42 17")).value, 42);
+  EXPECT_EQ(numeric_value_of(S("9223372036854775807")).value, 9223372036854775807LL);
+  EXPECT_THROW(numeric_value_of(S("9223372036854775808")), NoSuchObject);
+  EXPECT_THROW(numeric_value_of(S("21000000000000000000")), NoSuchObject);
+  EXPECT_THROW(numeric_value_of(S("99999999999999999999999")), NoSuchObject);
+  EXPECT_THROW(numeric_value_of(S("no digits")), NoSuchObject);
+  EXPECT_THROW(numeric_value_of(S("")), NoSuchObject);
+  EXPECT_EQ(numeric_value_of(S(std::string("\0" "3", 2))).value, 3);
+}
+
+TEST_F(LinesTest, AFileThatShrinksWhileItIsReadEndsItsLines) {
+  std::string text;
+  for (int i = 0; i < 2000; ++i) text += "line number " + std::to_string(i) + "\n";
+  file const object = Make("shrinks", text);
+  line_iterator iterator;
+  file_line first = iterator.First(object);
+  ASSERT_EQ(0, ::truncate((tree / "shrinks").c_str(), 3000));
+  int count = 1;
+  try {
+    for (; count < 100000; ++count) iterator.Next(object);
+  } catch (NoSuchObject const&) {
+  }
+  EXPECT_LT(count, 2000);
+  EXPECT_FALSE(Contains(content_of(object), S("line number 1999")).value);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Registration: the two types, then every row in table order, with the
+// marker on the rows whose result follows from their operands alone.
+
+namespace {
+
+using survey::host::PropertyEntry;
+using survey::host::PropertyKind;
+using survey::host::RecordKind;
+using survey::host::Registry;
+using survey::host::RegistryEvent;
+
+TEST(LinesRegistrationTest, TypesAndRowsComeInTableOrder) {
+  std::vector<RegistryEvent> events;
+  for (RegistryEvent const& event : Registry::Default().Journal()) {
+    if (events.empty() && !(event.kind == RecordKind::kType && event.name == "file line")) continue;
+    if (events.size() == 15) break;
+    events.push_back(event);
+  }
+  ASSERT_EQ(15u, events.size());
+  struct Expected {
+    RecordKind kind;
+    char const* name;
+  };
+  std::vector<Expected> const order = {
+      {RecordKind::kType, "file line"},          {RecordKind::kType, "file content"},
+      {RecordKind::kProperty, "line number"},    {RecordKind::kProperty, "previous line"},
+      {RecordKind::kProperty, "next line"},      {RecordKind::kProperty, "line"},
+      {RecordKind::kProperty, "line"},           {RecordKind::kProperty, "line starting with"},
+      {RecordKind::kProperty, "line containing"}, {RecordKind::kProperty, "content"},
+      {RecordKind::kCast, "uppercase"},          {RecordKind::kCast, "lowercase"},
+      {RecordKind::kOperator, "operator 11"},    {RecordKind::kProperty, "byte"},
+      {RecordKind::kProperty, "numeric value"}};
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    EXPECT_EQ(order[i].kind, events[i].kind) << i;
+    EXPECT_EQ(order[i].name, events[i].name) << i;
+  }
+
+  auto property = [](void* record) -> PropertyEntry const* {
+    for (PropertyEntry const* each : Registry::Default().Properties()) {
+      if (each->record == record) return each;
+    }
+    return nullptr;
+  };
+  struct Row {
+    std::size_t event;
+    char const* plural;
+    char const* index;
+    char const* object;
+    char const* result;
+    PropertyKind kind;
+    bool marked;
+  };
+  PropertyKind const simple = PropertyKind::kSimple;
+  PropertyKind const iterated = PropertyKind::kIterated;
+  std::vector<Row> const rows = {
+      {2, "line numbers", "", "file line", "integer", simple, true},
+      {3, "previous lines", "", "file line", "file line", simple, false},
+      {4, "next lines", "", "file line", "file line", simple, false},
+      {5, "lines", "integer", "file", "file line", simple, false},
+      {6, "lines", "", "file", "file line", iterated, false},
+      {7, "lines starting with", "string", "file", "file line", iterated, false},
+      {8, "lines containing", "string", "file", "file line", iterated, false},
+      {9, "contents", "", "file", "file content", simple, false},
+      {13, "bytes", "integer", "file", "integer", simple, true},
+      {14, "numeric values", "", "string", "integer", simple, true}};
+  for (Row const& row : rows) {
+    PropertyEntry const* const entry = property(events[row.event].record);
+    ASSERT_NE(nullptr, entry) << row.plural;
+    EXPECT_EQ(row.plural, entry->plural);
+    EXPECT_EQ(row.index, entry->index) << row.plural;
+    EXPECT_EQ(row.object, entry->object) << row.plural;
+    EXPECT_EQ(row.result, entry->result) << row.plural;
+    EXPECT_EQ(row.kind, entry->kind) << row.plural;
+    EXPECT_EQ(row.marked, entry->dependency == &DependsOnlyOnParameters) << row.plural;
+  }
+  EXPECT_EQ(sizeof(line_iterator), property(events[6].record)->stateSize);
+
+  survey::host::TypeEntry const* const line = Registry::Default().FindType("file line");
+  ASSERT_NE(nullptr, line);
+  EXPECT_EQ("string", line->baseName);
+  EXPECT_NE(nullptr, line->fingerprint);
+  survey::host::TypeEntry const* const content = Registry::Default().FindType("file content");
+  ASSERT_NE(nullptr, content);
+  EXPECT_EQ("", content->baseName);
+  EXPECT_NE(nullptr, content->fingerprint);
+  // A line reads as a string: its text comes first.
+  EXPECT_EQ(0u, offsetof(file_line, text));
+}
+
+}  // namespace
