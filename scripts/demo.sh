@@ -104,6 +104,25 @@ step ok -- 'length of "hello"' '(1 + 2) * 3' '"survey" as uppercase' \
 step ok -- --types 'first 3 of "survey"'
 step ok -- --json 'length of "hello"'
 
+# Files and folders: listings, sizes, times, modes and walks of the tree.
+step ok -- 'names of files of folder "/etc/default"' \
+  'size of file "/etc/passwd"' 'modification time of file "/etc/passwd"' \
+  'mode of file "/etc/passwd"' 'user name of file "/etc/passwd"' \
+  'ancestors of file "/etc/passwd"' \
+  'number of descendants of folder "/usr/include"'
+echo "(find counts $(find -L /usr/include -type f 2>/dev/null | wc -l) files below /usr/include)"
+
+# Versions compare by number, not by letter.
+step ok -- '"1.10" as version > "1.9" as version' '"1.10" > "1.9"' \
+  'maximum of (("1.2"; "1.10"; "1.9") as version)'
+
+# Processes and the running programs.
+step ok -- 'number of processes' 'number of processes whose (name of it = "survey")'
+echo "(ps counts $(ps -e --no-headers | wc -l) processes)"
+
+# Network addresses of this machine.
+step ok -- 'addresses of ip interfaces of network'
+
 # Queries from a file, one per line.
 query_dir=$(mktemp -d)
 trap 'rm -rf "$query_dir"' EXIT
