@@ -109,8 +109,10 @@ step ok -- 'names of files of folder "/etc/default"' \
   'size of file "/etc/passwd"' 'modification time of file "/etc/passwd"' \
   'mode of file "/etc/passwd"' 'user name of file "/etc/passwd"' \
   'ancestors of file "/etc/passwd"' \
-  'number of descendants of folder "/usr/include"'
-echo "(find counts $(find -L /usr/include -type f 2>/dev/null | wc -l) files below /usr/include)"
+  'number of descendants of folder "/usr/include"' \
+  'lines containing "root" of file "/etc/passwd"' 'number of lines of file "/etc/passwd"'
+echo "(find counts $(find -L /usr/include -type f 2>/dev/null | wc -l) files below /usr/include;" \
+  "wc counts $(wc -l </etc/passwd) lines in /etc/passwd)"
 
 # Versions compare by number, not by letter.
 step ok -- '"1.10" as version > "1.9" as version' '"1.10" > "1.9"' \
