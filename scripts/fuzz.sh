@@ -8,7 +8,8 @@
 # readers against the standard library's conversions), ipv4_fuzzer (the
 # reading of IPv4 addresses against the C library's), versions_fuzzer (the
 # order of versions, and of strverscmp versions against the C library's) or
-# proc_stat_fuzzer (the host's reading of a process's stat file). BUILD_DIR
+# proc_stat_fuzzer (the host's reading of a process's stat file) or
+# wildcard_fuzzer (the patterns of folder listings against fnmatch). BUILD_DIR
 # chooses another build folder.
 #
 # Each target's corpus grows in its own folder under the build folder
@@ -35,10 +36,11 @@ CC=clang CXX=clang++ cmake -S . -B "$BUILD_DIR" -G Ninja \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DSURVEY_BUILD_FUZZ=ON -DSURVEY_BUILD_TESTS=OFF -DSURVEY_BUILD_BENCH=OFF
 case "$TARGET" in
-  parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer) ;;
+  parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
+    wildcard_fuzzer) ;;
   *)
     echo "fuzz: unknown target $TARGET (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-      "versions_fuzzer or proc_stat_fuzzer)" >&2
+      "versions_fuzzer, proc_stat_fuzzer or wildcard_fuzzer)" >&2
     exit 2
     ;;
 esac
@@ -102,6 +104,20 @@ elif [ "$TARGET" = proc_stat_fuzzer ]; then
   done
   dictionary=fuzz/proc_stat.dict
   max_len=1024
+elif [ "$TARGET" = wildcard_fuzzer ]; then
+  seeds="$BUILD_DIR/seeds-$TARGET"
+  corpus="$BUILD_DIR/corpus-$TARGET"
+  rm -rf "$seeds"
+  mkdir -p "$corpus" "$seeds"
+  n=0
+  # The first byte says how long the name is; the pattern follows it.
+  for seed in "\x05a.log*.log" "\x04.log*.log" "\x05a.LOG*.log" "\x00*" "\x00**" "\x00?" \
+    "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"; do
+    printf "$seed" >"$seeds/seed-$n"
+    n=$((n + 1))
+  done
+  dictionary=fuzz/wildcard.dict
+  max_len=128
 else
   seeds="$BUILD_DIR/seeds-$TARGET"
   corpus="$BUILD_DIR/corpus-$TARGET"
