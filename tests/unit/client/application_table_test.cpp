@@ -28,6 +28,7 @@
 #include "host/engine/registry.h"
 #include "survey/frame/contexts.h"
 #include "survey/system/processes.h"
+#include "tests/support/shell.h"
 #include "tests/unit/system/program_copy.h"
 
 namespace {
@@ -40,40 +41,18 @@ using survey::client::ProcessTableGeneration;
 using survey::client::ReadProcessTable;
 using survey::host::Evaluation;
 using survey::host::Registry;
+using survey::testing::Output;
 using survey::testing::ProgramCopy;
 
-std::string Output(std::string const& command) {
-  std::string text;
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return text;
-  char buffer[4096];
-  std::size_t count;
-  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) text.append(buffer, count);
-  pclose(pipe);
-  return text;
-}
-
-class ScratchFolder {
+class ScratchFolder : public survey::testing::ScratchFolder {
  public:
-  ScratchFolder() {
-    char pattern[] = "/tmp/survey-apptable-XXXXXX";
-    char const* const made = mkdtemp(pattern);
-    if (made == nullptr) ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
-    path_ = made != nullptr ? made : "/nonexistent";
-  }
-  ~ScratchFolder() {
-    std::string const command = "rm -rf '" + path_ + "'";
-    if (std::system(command.c_str()) != 0) ADD_FAILURE() << "cannot remove " << path_;
-  }
-  ScratchFolder(ScratchFolder const&) = delete;
-  ScratchFolder& operator=(ScratchFolder const&) = delete;
-  std::string const& Path() const { return path_; }
+  ScratchFolder() : survey::testing::ScratchFolder("survey-apptable") {}
 
   // A process folder with a stat file of that name and start time, and an
   // "exe" link to `program` unless it is empty.
   void AddProcess(std::string const& id, std::string const& comm, std::string const& start,
                   std::string const& program) const {
-    std::string const folder = path_ + "/" + id;
+    std::string const folder = Path() + "/" + id;
     ASSERT_EQ(0, mkdir(folder.c_str(), 0755));
     std::ofstream stat(folder + "/stat");
     // pid (comm) state ppid pgrp session tty tpgid flags minflt cminflt
@@ -87,11 +66,8 @@ class ScratchFolder {
   }
 
   void Remove(std::string const& id) const {
-    ASSERT_EQ(0, std::system(("rm -rf '" + path_ + "/" + id + "'").c_str()));
+    ASSERT_EQ(0, std::system(("rm -rf '" + Path() + "/" + id + "'").c_str()));
   }
-
- private:
-  std::string path_;
 };
 
 std::vector<ProcessSighting> SortedReading(std::string const& root) {

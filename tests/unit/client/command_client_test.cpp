@@ -11,30 +11,19 @@
 #include <fstream>
 #include <string>
 
+#include "tests/support/shell.h"
+
 namespace {
 
-struct Outcome {
-  int status = -1;
-  std::string output;  // standard output and error together
-};
+// The status and everything the command writes, standard output and error
+// together.
+using Outcome = survey::testing::ShellResult;
 
 // Runs the command through the shell with the given environment settings
 // and arguments.
 Outcome Survey(std::string const& environment, std::string const& arguments) {
-  std::string const command =
-      "env -i " + environment + " '" SURVEY_COMMAND "' " + arguments + " 2>&1";
-  Outcome run;
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) {
-    ADD_FAILURE() << "cannot run " << command;
-    return run;
-  }
-  char buffer[512];
-  std::size_t count;
-  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) run.output.append(buffer, count);
-  int const status = pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
+  return survey::testing::RunShell("env -i " + environment + " '" SURVEY_COMMAND "' " + arguments +
+                                   " 2>&1");
 }
 
 // Sanitizer builds need their settings to pass through the cleared
@@ -56,17 +45,8 @@ bool IsFolder(std::string const& path) {
 
 class CommandClientTest : public ::testing::Test {
  protected:
-  CommandClientTest() {
-    char pattern[] = "/tmp/survey-command-test-XXXXXX";
-    char const* const made = mkdtemp(pattern);
-    if (made == nullptr) ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
-    scratch = made != nullptr ? made : "/nonexistent";
-  }
-  ~CommandClientTest() override {
-    std::string const command = "rm -rf '" + scratch + "'";
-    if (std::system(command.c_str()) != 0) ADD_FAILURE() << "cannot remove " << scratch;
-  }
-  std::string scratch;
+  survey::testing::ScratchFolder folder{"survey-command-test"};
+  std::string const scratch = folder.Path();
 };
 
 TEST_F(CommandClientTest, ANamedClientFolderIsMadeWithItsLayout) {

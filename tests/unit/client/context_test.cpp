@@ -23,6 +23,7 @@
 #include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
 #include "survey/frame/contexts.h"
+#include "tests/support/shell.h"
 
 namespace {
 
@@ -33,36 +34,12 @@ using survey::host::ErrorKind;
 using survey::host::Evaluation;
 using survey::host::EvaluationError;
 using survey::host::Registry;
-
-// A fresh folder for one test, removed with everything in it at the end.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    char pattern[] = "/tmp/survey-client-test-XXXXXX";
-    char const* const made = mkdtemp(pattern);
-    if (made == nullptr) ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
-    path_ = made != nullptr ? made : "/nonexistent";
-  }
-  ~ScratchFolder() {
-    std::string const command = "rm -rf '" + path_ + "'";
-    if (std::system(command.c_str()) != 0) ADD_FAILURE() << "cannot remove " << path_;
-  }
-  std::string const& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
+using survey::testing::ScratchFolder;
 
 // What `stat` says of a path: "directory", "regular file" and so on, or
 // empty when there is nothing there.
 std::string KindOf(std::string const& path) {
-  std::string const command = "stat -c %F '" + path + "' 2>/dev/null";
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return std::string();
-  char buffer[128] = {};
-  std::string text;
-  if (std::fgets(buffer, sizeof buffer, pipe) != nullptr) text = buffer;
-  pclose(pipe);
+  std::string text = survey::testing::Output("stat -c %F '" + path + "' 2>/dev/null");
   while (!text.empty() && text.back() == '\n') text.pop_back();
   return text;
 }

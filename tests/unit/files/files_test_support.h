@@ -21,26 +21,19 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/shell.h"
+
 namespace survey::files::testing {
 
 // What a command prints, whole. `status` receives the exit status when given.
 inline std::string Output(std::string const& command, int* status = nullptr) {
-  std::string text;
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) {
-    ADD_FAILURE() << "cannot run " << command;
-    return text;
-  }
-  char buffer[4096];
-  std::size_t count;
-  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) text.append(buffer, count);
-  int const result = pclose(pipe);
+  survey::testing::ShellResult const run = survey::testing::RunShell(command);
   if (status != nullptr) {
-    *status = result;
+    *status = run.status;
   } else {
-    EXPECT_EQ(0, result) << command;
+    EXPECT_EQ(0, run.status) << command;
   }
-  return text;
+  return run.output;
 }
 
 // The text between single quotes for the shell.

@@ -14,20 +14,12 @@
 #include <vector>
 
 #include "survey/foundation/stringy.h"
+#include "tests/support/shell.h"
 
 namespace {
 
 // What a shell command prints.
-std::string Shell(std::string const& command) {
-  std::string out;
-  FILE* pipe = ::popen(command.c_str(), "r");
-  if (pipe == nullptr) return out;
-  char block[4096];
-  size_t got;
-  while ((got = std::fread(block, 1, sizeof block, pipe)) > 0) out.append(block, got);
-  ::pclose(pipe);
-  return out;
-}
+std::string Shell(std::string const& command) { return survey::testing::Output(command); }
 
 // The number of open descriptors of this process.
 int OpenDescriptors() {

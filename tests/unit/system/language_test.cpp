@@ -16,23 +16,16 @@
 
 #include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
+#include "tests/support/shell.h"
 
 namespace {
+
+using survey::testing::Output;
 
 using survey::host::Evaluation;
 using survey::host::RecordKind;
 using survey::host::Registry;
 using survey::host::RegistryEvent;
-
-std::string Output(std::string const& command) {
-  std::string output;
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return output;
-  char chunk[256];
-  while (std::fgets(chunk, sizeof chunk, pipe) != nullptr) output += chunk;
-  pclose(pipe);
-  return output;
-}
 
 std::string Text(surveyor_string text) {
   return std::string(reinterpret_cast<char const*>(text.data), text.length);

@@ -32,6 +32,7 @@
 
 #include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
+#include "tests/support/shell.h"
 
 namespace {
 
@@ -39,6 +40,8 @@ using survey::host::Evaluation;
 using survey::host::RecordKind;
 using survey::host::Registry;
 using survey::host::RegistryEvent;
+using survey::testing::RunShell;
+using survey::testing::ShellResult;
 
 constexpr IPAddress Address(unsigned a, unsigned b, unsigned c, unsigned d) {
   return (a << 24) | (b << 16) | (c << 8) | d;
@@ -689,22 +692,8 @@ TEST(NetworkRegistrationTest, RegistersTheTableInOrderWithTheCacheLast) {
 // The real machine. What the walk finds must be what `ip` and /sys/class/net
 // report, read by the test itself.
 
-struct ShellResult {
-  int status = -1;
-  std::string output;
-};
-
-ShellResult Shell(std::string const& command) {
-  ShellResult run;
-  FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
-  if (pipe == nullptr) return run;
-  char buffer[4096];
-  std::size_t count;
-  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) run.output.append(buffer, count);
-  int const status = pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
+// What a command prints on both its outputs, with its status.
+ShellResult Shell(std::string const& command) { return RunShell(command + " 2>&1"); }
 
 std::vector<std::string> Words(std::string const& line) {
   std::istringstream in(line);

@@ -30,6 +30,7 @@
 #include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
 #include "survey/frame/contexts.h"
+#include "tests/support/shell.h"
 
 namespace {
 
@@ -43,16 +44,9 @@ using survey::system::testing::RedetectUnder;
 
 // What a command prints, without the line ends at its end.
 std::string Output(std::string const& command) {
-  std::string text;
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) {
-    ADD_FAILURE() << "cannot run " << command;
-    return text;
-  }
-  char buffer[512];
-  std::size_t count;
-  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) text.append(buffer, count);
-  EXPECT_EQ(0, pclose(pipe)) << command;
+  survey::testing::ShellResult const run = survey::testing::RunShell(command);
+  EXPECT_EQ(0, run.status) << command;
+  std::string text = run.output;
   while (!text.empty() && text.back() == '\n') text.pop_back();
   return text;
 }
@@ -64,36 +58,21 @@ std::string Text(surveyor_string const& text) {
 
 std::string Text(Stringy const& text) { return std::string(text.CString(), text.GetLength()); }
 
-// A folder of its own for each test, removed afterwards.
-class ScratchFolder {
+// A folder of its own for each test, removed afterwards, that files can be
+// written into.
+class ScratchFolder : public survey::testing::ScratchFolder {
  public:
-  ScratchFolder() {
-    char pattern[] = "/tmp/survey-os-test-XXXXXX";
-    char const* const made = mkdtemp(pattern);
-    if (made == nullptr) ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
-    path_ = made != nullptr ? made : "/nonexistent";
-  }
-  ~ScratchFolder() {
-    std::string const command = "rm -rf '" + path_ + "'";
-    if (std::system(command.c_str()) != 0) ADD_FAILURE() << "cannot remove " << path_;
-  }
-  ScratchFolder(ScratchFolder const&) = delete;
-  ScratchFolder& operator=(ScratchFolder const&) = delete;
-
-  std::string const& Path() const { return path_; }
+  ScratchFolder() : survey::testing::ScratchFolder("survey-os-test") {}
 
   // Writes a file at `relative` (starting with "/"), making its folders.
   void Write(std::string const& relative, std::string const& content) const {
-    std::string const full = path_ + relative;
+    std::string const full = Path() + relative;
     std::string const command = "mkdir -p \"$(dirname '" + full + "')\"";
     ASSERT_EQ(0, std::system(command.c_str()));
     std::ofstream out(full, std::ios::binary);
     out.write(content.data(), static_cast<std::streamsize>(content.size()));
     ASSERT_TRUE(out.good()) << full;
   }
-
- private:
-  std::string path_;
 };
 
 // Marker files under a fixture root for the life of the object; the

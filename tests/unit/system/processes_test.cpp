@@ -39,6 +39,7 @@
 #include "host/engine/registry.h"
 #include "survey/foundation/file_errors.h"
 #include "survey/frame/contexts.h"
+#include "tests/support/shell.h"
 #include "tests/unit/system/program_copy.h"
 
 namespace {
@@ -50,6 +51,8 @@ using survey::host::RecordKind;
 using survey::host::Registry;
 using survey::host::RegistryEvent;
 using survey::testing::ProgramCopy;
+using survey::testing::RunShell;
+using survey::testing::ShellResult;
 
 std::string Text(surveyor_string const& text) {
   return std::string(reinterpret_cast<char const*>(text.data), text.length);
@@ -57,25 +60,6 @@ std::string Text(surveyor_string const& text) {
 
 surveyor_string View(std::string const& text) {
   return surveyor_string{reinterpret_cast<unsigned char const*>(text.data()), text.size()};
-}
-
-// What a shell command prints, with its status.
-struct ShellResult {
-  int status = -1;
-  std::string output;
-};
-
-ShellResult Shell(std::string const& command) {
-  ShellResult result;
-  FILE* const pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return result;
-  char buffer[4096];
-  std::size_t count;
-  while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-    result.output.append(buffer, count);
-  }
-  result.status = pclose(pipe);
-  return result;
 }
 
 std::vector<std::string> Lines(std::string const& text) {
@@ -418,7 +402,7 @@ TEST_F(ProcessesTest, UnreadableProcMakesTheWalksFail) {
 // This machine, beside ps and readlink.
 
 std::set<std::string> PsIds() {
-  ShellResult const ps = Shell("ps -e -o pid=");
+  ShellResult const ps = RunShell("ps -e -o pid=");
   EXPECT_EQ(0, ps.status);
   std::set<std::string> ids;
   for (std::string line : Lines(ps.output)) {
@@ -431,7 +415,7 @@ std::set<std::string> PsIds() {
 // The targets of the "exe" links, as the readlink command reads them, for
 // the processes of /proc; empty for those it cannot read.
 std::map<std::string, std::string> ReadlinkTargets() {
-  ShellResult const links = Shell(
+  ShellResult const links = RunShell(
       "cd /proc && for p in [0-9]*; do printf '%s %s\\n' \"$p\" \"$(readlink \"$p/exe\" "
       "2>/dev/null)\"; done");
   EXPECT_EQ(0, links.status);
@@ -599,7 +583,7 @@ TEST_F(ProcessesTest, ReplacedProgramKeepsTheKernelsMarkAndMissesTheExactName) {
   pid_t const child = program.Start();
   ASSERT_EQ(0, unlink(program.Path().c_str()));
   // What the readlink command reads now.
-  std::string const target = Shell("readlink /proc/" + std::to_string(child) + "/exe").output;
+  std::string const target = RunShell("readlink /proc/" + std::to_string(child) + "/exe").output;
   ASSERT_EQ(program.Path() + " (deleted)\n", target);
   EXPECT_TRUE(ProcessesNamed(program.Name()).empty());
   std::vector<Seen> const prefixed = ProcessesNamed(program.Name() + "*");
@@ -752,10 +736,10 @@ nlohmann::json Ask(std::string const& query, int status = 0) {
   }
   char pattern[] = "/tmp/survey-processes-home-XXXXXX";
   std::string const home = mkdtemp(pattern);
-  ShellResult const result = Shell("env -i TZ=UTC HOME='" + home + "' " + settings +
+  ShellResult const result = RunShell("env -i TZ=UTC HOME='" + home + "' " + settings +
                                    "'" SURVEY_COMMAND "' --json -e '" + query + "'");
   std::system(("rm -rf '" + home + "'").c_str());
-  EXPECT_TRUE(WIFEXITED(result.status) && WEXITSTATUS(result.status) == status) << query;
+  EXPECT_EQ(status, result.status) << query;
   nlohmann::json answer = nlohmann::json::parse(result.output, nullptr, false);
   EXPECT_FALSE(answer.is_discarded()) << result.output;
   return answer;
@@ -907,9 +891,9 @@ class ApplicationsTest : public ::testing::Test {
  protected:
   ApplicationsTest() {
     // Programs that are there, one that is not, and a folder.
-    sh_ = Shell("command -v sh").output;
+    sh_ = RunShell("command -v sh").output;
     sh_ = sh_.substr(0, sh_.find('\n'));
-    env_ = Shell("command -v env").output;
+    env_ = RunShell("command -v env").output;
     env_ = env_.substr(0, env_.find('\n'));
     table = {
         {sh_, 1, true},                     // 0 running, recent
