@@ -2,17 +2,22 @@
 # by the CMake presets in CMakePresets.json (binary folders under build/).
 #
 #   make run     install what is missing, build, and run a demonstration
-#   make check   install what is missing, then build and test every preset
+#   make check   install what is missing, then build and test every preset,
+#                and run each fuzz target for a short while
+#   make fuzz    run each fuzz target for FUZZ_SECONDS (default 15)
 #   make build   configure and build the default preset
 #   make test    build and test the default preset
 #   make format  reformat the C and C++ sources with clang-format
 #   make clean   remove build/
 
 PRESETS ?= default i386 asan
+FUZZ_TARGETS ?= parse_fuzzer numeral_fuzzer ipv4_fuzzer versions_fuzzer proc_stat_fuzzer \
+                wildcard_fuzzer
+FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 SHELL   := /bin/bash
 
-.PHONY: all run check build test deps demo format format-check clean
+.PHONY: all run check build test deps demo fuzz format format-check clean
 
 all: build
 
@@ -32,6 +37,17 @@ check: deps
 	  cmake --build --preset $$p -j$(JOBS); \
 	  echo "+ ctest --preset $$p -j$(JOBS) --no-tests=error"; \
 	  ctest --preset $$p -j$(JOBS) --no-tests=error; \
+	done
+	@$(MAKE) --no-print-directory fuzz
+
+# Each fuzz target in turn, under the address and undefined-behaviour
+# sanitizers; a crash stops everything with the fuzzer's status.
+fuzz:
+	@set -e; for t in $(FUZZ_TARGETS); do \
+	  echo "=== fuzz $$t ($(FUZZ_SECONDS) s) ==="; \
+	  JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS) $$t 2>&1 | \
+	    { grep -E '^fuzz:|Done [0-9]+ runs|ERROR|SUMMARY|==[0-9]+==' || true; }; \
+	  test $${PIPESTATUS[0]} -eq 0; \
 	done
 
 build:
