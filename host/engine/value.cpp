@@ -17,11 +17,11 @@ struct ValueBlock : ValueHead {
   bool view;  // the data lies elsewhere and is not destroyed here
   Value operands[2];  // the index and the object, or a cast's source
   std::shared_ptr<void> keepAlive;
-  // Arena memory that only this value refers to, given back with it when
-  // nothing later is still standing in the arena.
-  bool ownsRegion;
-  ArenaMark regionFrom;
-  ArenaMark regionTo;
+  // Arena memory that only this value refers to, from the mark up to
+  // `regionEnd` in the same chunk, given back with it when nothing later is
+  // still standing in the arena. A stamp of 0 means none.
+  ArenaMark region;
+  std::size_t regionEnd;
   // The value itself lies behind this header, aligned for any scalar.
   unsigned char* Bytes();
 };
@@ -52,9 +52,10 @@ void detail::Release(ValueHead* head) noexcept {
       block->type->destroy != nullptr) {
     block->type->destroy(block->Bytes());
   }
-  if (block->ownsRegion) {
+  if (block->region.stamp != 0) {
     if (Evaluation* const evaluation = Evaluation::Current()) {
-      evaluation->GetArena().Release(block->regionFrom, block->regionTo);
+      ArenaMark const end{block->region.stamp, block->region.chunks, block->regionEnd, 0};
+      evaluation->GetArena().Release(block->region, end);
     }
   }
   Free(block);
@@ -93,9 +94,11 @@ void ValueBuilder::DependOn(Value const& operand) {
 }
 
 void ValueBuilder::OwnArenaRegion(ArenaMark const& from, ArenaMark const& to) {
-  block_->ownsRegion = true;
-  block_->regionFrom = from;
-  block_->regionTo = to;
+  // Memory that spans chunks can never be given back, and an empty region
+  // has nothing to give.
+  if (from.stamp != to.stamp || from.chunks != to.chunks || from.used >= to.used) return;
+  block_->region = from;
+  block_->regionEnd = to.used;
 }
 
 void ValueBuilder::KeepAlive(std::shared_ptr<void> owner) { block_->keepAlive = std::move(owner); }
