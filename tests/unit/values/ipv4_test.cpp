@@ -48,14 +48,7 @@ constexpr IPAddress Address(unsigned a, unsigned b, unsigned c, unsigned d) {
 
 class Ipv4Test : public ::testing::Test {
  protected:
-  Registry::Scope registryScope{Registry::Default()};
-  // The host's type "string", which the library's units name but do not
-  // register; here the test stands in for the host.
-  RegisteredType stringType{"string", sizeof(surveyor_string),
-                            &SurveyorTypeInfo<surveyor_string, kNotFingerprinted>::Destroy, nullptr,
-                            nullptr};
-  Evaluation evaluation{Registry::Default(), nullptr};
-  Evaluation::Scope evaluationScope{evaluation};
+  survey::test::StringTypeHost host;
 };
 
 // ---------------------------------------------------------------------------

@@ -6,10 +6,25 @@
 
 #include <string>
 
+#include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
+#include "survey/frame/adaptors.h"
 #include "survey/frame/boundary.h"
+#include "survey/frame/registration.h"
 
 namespace survey::test {
+
+// What the host gives a value type's tests: the default registry in scope,
+// the type "string", which the library's units name but do not register, and
+// an evaluation for the memory that values are made in.
+struct StringTypeHost {
+  survey::host::Registry::Scope registryScope{survey::host::Registry::Default()};
+  RegisteredType stringType{"string", sizeof(surveyor_string),
+                            &SurveyorTypeInfo<surveyor_string, kNotFingerprinted>::Destroy, nullptr,
+                            nullptr};
+  survey::host::Evaluation evaluation{survey::host::Registry::Default(), nullptr};
+  survey::host::Evaluation::Scope evaluationScope{evaluation};
+};
 
 inline std::string Text(surveyor_string const& text) {
   return std::string(reinterpret_cast<char const*>(text.data), text.length);

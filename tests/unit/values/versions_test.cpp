@@ -60,14 +60,7 @@ std::string Shown(std::string const& text) {
 
 class VersionsTest : public ::testing::Test {
  protected:
-  // The host's type "string", which the library's units name but do not
-  // register; here the test stands in for the host.
-  Registry::Scope registryScope{Registry::Default()};
-  RegisteredType stringType{"string", sizeof(surveyor_string),
-                            &SurveyorTypeInfo<surveyor_string, kNotFingerprinted>::Destroy, nullptr,
-                            nullptr};
-  Evaluation evaluation{Registry::Default(), nullptr};
-  Evaluation::Scope evaluationScope{evaluation};
+  survey::test::StringTypeHost host;
 
   template <class L, class R>
   bool Relation(int code, char const* leftType, L const& left, char const* rightType,
