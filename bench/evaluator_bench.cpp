@@ -7,13 +7,13 @@
 
 #include <string>
 
-#include "host/lang/session.h"
+#include "host/session/session.h"
 
 namespace {
 
-survey::lang::Session& SharedSession() {
-  static survey::lang::Session* const session = [] {
-    auto* made = new survey::lang::Session;
+survey::session::Session& SharedSession() {
+  static survey::session::Session* const session = [] {
+    auto* made = new survey::session::Session;
     made->Load(SURVEY_LIBRARY_PATH);
     return made;
   }();
@@ -23,9 +23,9 @@ survey::lang::Session& SharedSession() {
 void RunQuery(benchmark::State& state, std::string const& before, std::string const& after) {
   std::string const text(static_cast<std::size_t>(state.range(0)), 'a');
   std::string const query = before + "\"" + text + "\"" + after;
-  survey::lang::Session& session = SharedSession();
+  survey::session::Session& session = SharedSession();
   for (auto _ : state) {
-    survey::lang::Answer const answer = session.Evaluate(query);
+    survey::session::Answer const answer = session.Evaluate(query);
     if (answer.error || answer.values.size() != 1 ||
         answer.values[0].text != std::to_string(state.range(0))) {
       state.SkipWithError("the query did not count every value");

@@ -17,7 +17,7 @@
 #include "host/engine/errors.h"
 #include "host/engine/registry.h"
 #include "host/lang/parser.h"
-#include "host/lang/session.h"
+#include "host/session/session.h"
 
 namespace {
 
@@ -54,9 +54,9 @@ void DependsOnNothing(Fingerprinter&) {}
 alignas(16) unsigned char lineStartingWith[kRecordHostArea];
 alignas(16) unsigned char numberOfLines[kRecordHostArea];
 
-survey::lang::Session& TheSession() {
-  static survey::lang::Session* const session = [] {
-    auto* created = new survey::lang::Session();
+survey::session::Session& TheSession() {
+  static survey::session::Session* const session = [] {
+    auto* created = new survey::session::Session();
     survey::host::Registry::Scope scope(created->GetHost().GetRegistry());
     Register_Property(lineStartingWith, kRecordHostArea, "line starting with",
                       "lines starting with", "string", "string", "string", &LineStartingWith,
@@ -72,7 +72,7 @@ survey::lang::Session& TheSession() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  survey::lang::Session& session = TheSession();
+  survey::session::Session& session = TheSession();
   std::string_view const query(reinterpret_cast<char const*>(data), size);
   try {
     survey::lang::Parse(query, session.GetHost().GetRegistry());

@@ -25,7 +25,7 @@
 #include <string>
 #include <vector>
 
-#include "host/lang/session.h"
+#include "host/session/session.h"
 
 namespace {
 
@@ -33,9 +33,9 @@ using survey::client::ClientFolder;
 using survey::client::ClientFolderError;
 using survey::host::ErrorKindName;
 using survey::host::EvaluationError;
-using survey::lang::Answer;
-using survey::lang::AnswerValue;
-using survey::lang::Session;
+using survey::session::Answer;
+using survey::session::AnswerValue;
+using survey::session::Session;
 
 struct Options {
   std::vector<std::string> queries;  // in the order given, from -e and the arguments
@@ -142,7 +142,8 @@ void PrintError(std::string const& query, EvaluationError const& error) {
   std::fprintf(stderr, "error: %s: %s\n", ErrorKindName(error.Kind()), error.what());
   if (error.Position() >= 0 && static_cast<std::size_t>(error.Position()) <= query.size() &&
       query.size() <= 1000 && query.find('\n') == std::string::npos) {
-    std::fprintf(stderr, "  %s\n  %s^\n", query.c_str(), std::string(error.Position(), ' ').c_str());
+    std::fprintf(stderr, "  %s\n  %s^\n", query.c_str(),
+                 std::string(error.Position(), ' ').c_str());
   }
 }
 
@@ -151,8 +152,8 @@ nlohmann::json ToJson(std::string const& query, Answer const& answer) {
   for (AnswerValue const& value : answer.values) {
     values.push_back({{"type", value.type}, {"text", value.text}});
   }
-  nlohmann::json object = {{"query", query}, {"values", values},
-                           {"elapsed_us", answer.elapsed.count()}};
+  nlohmann::json object = {
+      {"query", query}, {"values", values}, {"elapsed_us", answer.elapsed.count()}};
   if (answer.error) {
     object["error"] = {{"kind", ErrorKindName(answer.error->Kind())},
                        {"message", answer.error->what()},
@@ -168,9 +169,9 @@ bool RunQuery(Session& session, Options const& options, std::string const& query
   if (options.json) {
     Answer const answer = session.Evaluate(query);
     // Invalid bytes in values are replaced rather than failing the output.
-    std::cout << ToJson(query, answer).dump(-1, ' ', false,
-                                            nlohmann::json::error_handler_t::replace)
-              << std::endl;
+    std::cout
+        << ToJson(query, answer).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
+        << std::endl;
     return !answer.error;
   }
   if (heading) std::printf("%s\n", query.c_str());
@@ -212,20 +213,27 @@ int ListVocabulary(Session& session, Options const& options) {
                              : entry->kind == survey::host::PropertyKind::kIterated ? "iterated"
                                                                                     : "aggregate";
     if (options.json) {
-      list.push_back({{"singular", entry->singular}, {"plural", entry->plural}, {"kind", kind},
-                      {"index", entry->index}, {"object", entry->object}, {"result", entry->result}});
+      list.push_back({{"singular", entry->singular},
+                      {"plural", entry->plural},
+                      {"kind", kind},
+                      {"index", entry->index},
+                      {"object", entry->object},
+                      {"result", entry->result}});
     } else {
-      std::printf("%s / %s  (%s)%s%s of %s -> %s\n", entry->singular.c_str(),
-                  entry->plural.c_str(), kind, entry->index.empty() ? "" : " with ",
-                  entry->index.c_str(), entry->object.empty() ? "world" : entry->object.c_str(),
-                  entry->result.c_str());
+      std::printf("%s / %s  (%s)%s%s of %s -> %s\n", entry->singular.c_str(), entry->plural.c_str(),
+                  kind, entry->index.empty() ? "" : " with ", entry->index.c_str(),
+                  entry->object.empty() ? "world" : entry->object.c_str(), entry->result.c_str());
     }
   }
   for (auto const* entry : registry.Casts()) {
     if (!matches(entry->phrase)) continue;
     if (options.json) {
-      list.push_back({{"singular", entry->phrase}, {"plural", entry->phrase}, {"kind", "cast"},
-                      {"index", ""}, {"object", entry->source}, {"result", entry->target}});
+      list.push_back({{"singular", entry->phrase},
+                      {"plural", entry->phrase},
+                      {"kind", "cast"},
+                      {"index", ""},
+                      {"object", entry->source},
+                      {"result", entry->target}});
     } else {
       std::printf("as %s  (cast) of %s -> %s\n", entry->phrase.c_str(), entry->source.c_str(),
                   entry->target.c_str());
@@ -334,8 +342,8 @@ int main(int argc, char** argv) {
   }
   // The client folder that the queries' contexts serve. One that is named
   // must be usable now; the default one is made when a query first needs it.
-  auto client = std::make_shared<ClientFolder>(
-      options.client.empty() ? ClientFolder::DefaultRoot() : options.client);
+  auto client = std::make_shared<ClientFolder>(options.client.empty() ? ClientFolder::DefaultRoot()
+                                                                      : options.client);
   if (!options.client.empty()) {
     try {
       client->Prepare();

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "host/client/client_folder.h"
-#include "host/lang/session.h"
+#include "host/session/session.h"
 #include "survey/frame/contexts.h"
 #include "survey/frame/registration.h"
 
@@ -18,8 +18,8 @@ namespace {
 using survey::client::ClientFolder;
 using survey::host::ErrorKind;
 using survey::host::Registry;
-using survey::lang::Answer;
-using survey::lang::Session;
+using survey::session::Answer;
+using survey::session::Session;
 
 surveyor_string Copy(std::string const& text) {
   unsigned char* const bytes = Allocate_Surveyor_Memory(text.size());

@@ -5,7 +5,7 @@
 
 #include "host/engine/time_text.h"
 #include "host/engine/value.h"
-#include "host/lang/session.h"
+#include "host/session/session.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ TEST(HertzTextTest, TakesTheLargestUnitThatKeepsTheNumberWhole) {
 }
 
 TEST(HertzTextTest, AValueOfTypeHertzPrintsInThatForm) {
-  survey::lang::Session session;
+  survey::session::Session session;
   auto const& registry = session.GetHost().GetRegistry();
   survey::host::TypeEntry const* const hertz = registry.FindType("hertz");
   ASSERT_NE(nullptr, hertz);

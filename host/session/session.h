@@ -1,5 +1,11 @@
 // A query session: a host with the host's own words and a surveyor library
-// loaded, and the evaluation of one query at a time.
+// loaded, and the evaluation of one query at a time, each with a context over
+// the client folder.
+//
+// The session is the layer that wires the others together: the engine, the
+// language (parser and evaluator) and the client (contexts and the client
+// folder) know nothing of one another above the engine, and only the session
+// and the command that uses it see all three.
 #pragma once
 
 #include <chrono>
@@ -15,7 +21,7 @@
 #include "host/lang/evaluator.h"
 #include "host/lang/words.h"
 
-namespace survey::lang {
+namespace survey::session {
 
 // One value of an answer: its text form and the name of its type.
 struct AnswerValue {
@@ -45,8 +51,7 @@ class Session {
   // stream is printed while it is produced; the answer keeps them too unless
   // `keep` is false.
   Answer Evaluate(std::string_view query,
-                  std::function<void(AnswerValue const&)> const& each = nullptr,
-                  bool keep = true);
+                  std::function<void(AnswerValue const&)> const& each = nullptr, bool keep = true);
 
   host::Host& GetHost() { return host_; }
 
@@ -58,10 +63,10 @@ class Session {
 
  private:
   host::Host host_;
-  HostWords words_;
-  Evaluator evaluator_;
+  lang::HostWords words_;
+  lang::Evaluator evaluator_;
   std::chrono::microseconds timeLimit_{0};
   std::shared_ptr<client::ClientFolder> clientFolder_;
 };
 
-}  // namespace survey::lang
+}  // namespace survey::session

@@ -1,9 +1,9 @@
-#include "host/lang/session.h"
+#include "host/session/session.h"
 
 #include "host/client/context.h"
 #include "host/lang/parser.h"
 
-namespace survey::lang {
+namespace survey::session {
 
 Session::Session() : words_(host_.GetRegistry()), evaluator_(host_) {}
 
@@ -22,11 +22,11 @@ Answer Session::Evaluate(std::string_view query,
   {
     host::Evaluation::Scope scope(*evaluation);
     try {
-      std::unique_ptr<Node> const tree = Parse(query, host_.GetRegistry());
+      std::unique_ptr<lang::Node> const tree = lang::Parse(query, host_.GetRegistry());
       std::unique_ptr<host::Stream> values = evaluator_.Open(*tree, host::Value());
       host::Value value;
       while (values->Next(value)) {
-        AnswerValue shown{evaluator_.Text(value), Evaluator::TypeName(value)};
+        AnswerValue shown{evaluator_.Text(value), lang::Evaluator::TypeName(value)};
         if (each) each(shown);
         if (keep) answer.values.push_back(std::move(shown));
         value = host::Value();
@@ -44,4 +44,4 @@ Answer Session::Evaluate(std::string_view query,
   return answer;
 }
 
-}  // namespace survey::lang
+}  // namespace survey::session
