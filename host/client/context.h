@@ -1,31 +1,43 @@
 // The evaluation context that the host gives the surveyor library: one object
-// per evaluation, offering the interfaces this host serves.
+// per evaluation, joining one part per interface this host serves over the
+// state that the parts share (client_state.h).
 //
-//   storage   the client folder: the host application's file, the storage
-//             folder, and the folders of sites;
-//   network   the machine's DNS domain name;
-//   yield     giving up the time slice, and pacing long walks;
-//   process   the machine's applications, running and recent, from /proc
-//   table     (see application_table.h), read once per evaluation.
+//   storage        storage_context.h        the client folder;
+//   network        network_context.h        the machine's DNS domain name;
+//   yield          yield_context.h          the time slice, and long walks;
+//   process table  process_table_context.h  the machine's applications.
 //
-// Every other interface is left out, so a property that needs one answers
-// that it is not available here.
+// The library finds each interface with a cast from `SurveyorContext`, so
+// the context must derive from every part it offers. Every other interface
+// is left out, so a property that needs one answers that it is not
+// available here. A new interface is served by a part of its own, in a file
+// of its own, added to the bases below.
 #pragma once
 
-#include <memory>
-#include <string>
-
-#include "host/client/application_table.h"
 #include "host/client/client_folder.h"
+#include "host/client/client_state.h"
+#include "host/client/network_context.h"
+#include "host/client/process_table_context.h"
+#include "host/client/storage_context.h"
+#include "host/client/yield_context.h"
 #include "survey/frame/boundary.h"
 
 namespace survey::client {
 
-class ClientContext : public SurveyorContext,
-                      public SurveyorStorageContext,
-                      public SurveyorNetworkContext,
-                      public SurveyorYieldContext,
-                      public SurveyorProcessTableContext {
+// The state of a context, as a base that comes before the parts: bases are
+// built in order, so the state is whole before any part is given it, and it
+// is gone only after them.
+struct ClientStateHolder {
+  explicit ClientStateHolder(ClientFolder* folder) : state(folder) {}
+  ClientState state;
+};
+
+class ClientContext : private ClientStateHolder,
+                      public SurveyorContext,
+                      public StorageContext,
+                      public NetworkContext,
+                      public YieldContext,
+                      public ProcessTableContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but
@@ -33,41 +45,12 @@ class ClientContext : public SurveyorContext,
   explicit ClientContext(ClientFolder* folder);
   ClientContext(ClientContext const&) = delete;
   ClientContext& operator=(ClientContext const&) = delete;
-  ~ClientContext();
+  ~ClientContext() override;
 
-  ClientFolder* Folder() const { return folder_; }
+  ClientFolder* Folder() const { return state.Folder(); }
 
   // The context of the evaluation under way, when it is one of these.
   static ClientContext* Current();
-
- private:
-  // Storage.
-  static char const* ClientFile();
-  static FileLocation* StorageFolder(SurveyorLocationFactory factory);
-  static FileLocation* ClientSiteFolder(SurveyorLocationFactory factory, char const* siteName);
-  static FileLocation* SiteDataFolder(SurveyorLocationFactory factory, char const* siteFolder);
-  // Network.
-  static bool DnsName(char** result, SurveyorTextAllocator allocate);
-  // Yield.
-  static void GiveUpTimeSlice(SurveyorContext* context);
-  static void Pace(SurveyorContext* context);
-  // Process table.
-  static bool TableEntry(unsigned long index, char* name, unsigned char* state);
-  static bool TableEntryRunning(unsigned long index);
-  static bool RecentApplication(char const* name, unsigned long length, char* found);
-  static bool RunningApplication(char const* name, unsigned long length, char* found);
-  static unsigned long TableSerial();
-
-  // The client folder, made on first use. Throws an evaluation error that
-  // tells why it cannot be.
-  static ClientFolder& PreparedFolder();
-  // The application table as this evaluation sees it: read from /proc on
-  // first use, then the same for the rest of the evaluation.
-  static ApplicationTable const& Applications();
-
-  ClientFolder* folder_;
-  std::string clientFile_;
-  std::unique_ptr<ApplicationTable> applications_;
 };
 
 }  // namespace survey::client

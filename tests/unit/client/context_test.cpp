@@ -17,7 +17,10 @@
 #include <vector>
 
 #include "host/client/client_folder.h"
+#include "host/client/client_state.h"
 #include "host/client/dns_domain.h"
+#include "host/client/process_table_context.h"
+#include "host/client/storage_context.h"
 #include "host/engine/errors.h"
 #include "host/engine/evaluation.h"
 #include "host/engine/fingerprint.h"
@@ -30,6 +33,9 @@ namespace {
 using survey::client::ClientContext;
 using survey::client::ClientFolder;
 using survey::client::ClientFolderError;
+using survey::client::ClientState;
+using survey::client::ProcessTableContext;
+using survey::client::StorageContext;
 using survey::host::ErrorKind;
 using survey::host::Evaluation;
 using survey::host::EvaluationError;
@@ -278,6 +284,37 @@ TEST_F(ClientContextTest, OffersStorageNetworkYieldAndProcessTableOnly) {
     ComputerIDNodeState(fingerprinter);
     EXPECT_FALSE(fingerprinter.Touched());
   });
+}
+
+// A context of two parts alone over a state of its own: each part serves its
+// interface without the others, and both read the one state.
+class StorageAndTableContext : public SurveyorContext,
+                               public StorageContext,
+                               public ProcessTableContext {
+ public:
+  explicit StorageAndTableContext(ClientState& state)
+      : StorageContext(state), ProcessTableContext(state) {}
+};
+
+TEST_F(ClientContextTest, PartsServeTheirInterfacesOverOneStateWithoutTheOthers) {
+  std::string const root = scratch.Path() + "/client";
+  ClientFolder folder(root);
+  ClientState state(&folder);
+  StorageAndTableContext context(state);
+  Within(&context, [&] {
+    CallContext<&SurveyorStorageContext::GetStorageFolder>(&RecordLocation);
+    EXPECT_EQ(state.Applications().Generation(),
+              CallContext<&SurveyorProcessTableContext::GetTableSerial>());
+    EXPECT_EQ(nullptr, FindContextInterface<SurveyorNetworkContext>());
+    EXPECT_EQ(nullptr, FindContextInterface<SurveyorYieldContext>());
+    char* text = nullptr;
+    EXPECT_THROW(CallContext<&SurveyorNetworkContext::GetDnsName>(&text, &Allocate),
+                 NoSurveyorContext);
+    EXPECT_EQ(nullptr, survey::client::ClientContext::Current());
+  });
+  ASSERT_EQ(1u, madeLocations.size());
+  EXPECT_EQ(root + "/__QRVData", madeLocations[0]);
+  EXPECT_TRUE(folder.Prepared()) << "the storage part made the state's folder";
 }
 
 TEST_F(ClientContextTest, YieldAndTrickleReturn) {
