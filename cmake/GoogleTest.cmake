@@ -1,14 +1,33 @@
-# GoogleTest and GoogleMock, built from the Debian source package (googletest,
-# installed under /usr/src/googletest) with the compiler and flags of the
-# current preset. Building from source rather than linking the prebuilt
-# libgtest.a is what lets one source serve the native, the 32-bit and the
-# sanitizer builds alike.
+# GoogleTest and GoogleMock for the tests.
+#
+# The machine's prebuilt libraries (Debian packages libgtest-dev and
+# libgmock-dev) serve every build they fit: the native ones, the sanitizer
+# build among them, since the tests' own code is what must be instrumented,
+# not the framework's. Where they do not fit, as in the 32-bit build, the
+# libraries are built from the Debian source package (googletest, installed
+# under /usr/src/googletest) with the compiler and flags of the preset.
+# SURVEY_GOOGLETEST_FROM_SOURCE builds from source in every case.
 #
 # Include this file from the tests' CMakeLists.txt, then link
 # GTest::gtest_main (or GTest::gtest) and GTest::gmock, and register tests with
 # gtest_discover_tests().
 
 include_guard(GLOBAL)
+
+option(SURVEY_GOOGLETEST_FROM_SOURCE "Build GoogleTest from source even when prebuilt fits" OFF)
+
+# Defined at the top level so that gtest_discover_tests() finds its helper
+# script: the module records that location in a variable when included.
+include(GoogleTest)
+
+if(NOT SURVEY_GOOGLETEST_FROM_SOURCE)
+  # The package's version file refuses libraries of another pointer size.
+  find_package(GTest CONFIG QUIET)
+  if(GTest_FOUND AND TARGET GTest::gtest_main AND TARGET GTest::gmock)
+    message(STATUS "GoogleTest: the machine's libraries, version ${GTest_VERSION}")
+    return()
+  endif()
+endif()
 
 set(SURVEY_GOOGLETEST_SOURCE_DIR "/usr/src/googletest"
   CACHE PATH "Source tree of GoogleTest and GoogleMock (Debian package googletest)")
@@ -19,10 +38,6 @@ if(NOT EXISTS "${SURVEY_GOOGLETEST_SOURCE_DIR}/CMakeLists.txt")
     "Install the Debian package 'googletest' (scripts/install-deps.sh does), "
     "or set SURVEY_GOOGLETEST_SOURCE_DIR.")
 endif()
-
-# Defined at the top level so that gtest_discover_tests() finds its helper
-# script: the module records that location in a variable when included.
-include(GoogleTest)
 
 # Work in a function so that the options set here do not leak into the
 # including directory.
@@ -64,4 +79,5 @@ function(survey_add_googletest)
   endforeach()
 endfunction()
 
+message(STATUS "GoogleTest: built from ${SURVEY_GOOGLETEST_SOURCE_DIR}")
 survey_add_googletest()
