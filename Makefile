@@ -40,15 +40,10 @@ check: deps
 	done
 	@$(MAKE) --no-print-directory fuzz
 
-# Each fuzz target in turn, under the address and undefined-behaviour
-# sanitizers; a crash stops everything with the fuzzer's status.
+# The fuzz targets, built together and run JOBS at a time under the address
+# and undefined-behaviour sanitizers; a crash fails with the fuzzer's log.
 fuzz:
-	@set -e; for t in $(FUZZ_TARGETS); do \
-	  echo "=== fuzz $$t ($(FUZZ_SECONDS) s) ==="; \
-	  JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS) $$t 2>&1 | \
-	    { grep -E '^fuzz:|Done [0-9]+ runs|ERROR|SUMMARY|==[0-9]+==' || true; }; \
-	  test $${PIPESTATUS[0]} -eq 0; \
-	done
+	JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
 build:
 	cmake --preset default

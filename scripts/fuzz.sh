@@ -1,29 +1,37 @@
 #!/usr/bin/env bash
-# Builds a fuzz target with clang in build/fuzz (a build of its own, apart
-# from the presets) and runs it for a while.
+# Builds fuzz targets with clang in build/fuzz (a build of its own, apart
+# from the presets) and runs each for a while.
 #
-#   scripts/fuzz.sh [SECONDS] [TARGET]     default 60 parse_fuzzer
+#   scripts/fuzz.sh [SECONDS] [TARGET...]     default 60 parse_fuzzer
 #
 # TARGET is parse_fuzzer (the query language), numeral_fuzzer (the number
 # readers against the standard library's conversions), ipv4_fuzzer (the
 # reading of IPv4 addresses against the C library's), versions_fuzzer (the
-# order of versions, and of strverscmp versions against the C library's) or
+# order of versions, and of strverscmp versions against the C library's),
 # proc_stat_fuzzer (the host's reading of a process's stat file) or
-# wildcard_fuzzer (the patterns of folder listings against fnmatch). BUILD_DIR
-# chooses another build folder.
+# wildcard_fuzzer (the patterns of folder listings against fnmatch).
+# BUILD_DIR chooses another build folder.
+#
+# The targets are built together, in one build. One target runs in the
+# foreground with its whole output. Several run JOBS at a time (libFuzzer
+# uses one core each), each into its own log under the build folder's logs;
+# once all have ended, each one's summary is printed in the order given, with
+# the end of its log when it failed.
 #
 # Each target's corpus grows in its own folder under the build folder
 # (corpus for parse_fuzzer, corpus-TARGET for the others) and is kept
 # between runs. The query language's starts from the queries of
 # tests/queries and the examples of docs/language.md; the numerals' and the
 # addresses' from a few written below. Inputs that crash are written to the
-# build folder's artifacts; the script then exits with the fuzzer's status.
+# build folder's artifacts; the script then exits with a failing status.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 SECONDS_TO_RUN=${1:-60}
-TARGET=${2:-parse_fuzzer}
+shift || true
+TARGETS=("$@")
+if [ ${#TARGETS[@]} -eq 0 ]; then TARGETS=(parse_fuzzer); fi
 BUILD_DIR=${BUILD_DIR:-build/fuzz}
 JOBS=${JOBS:-2}
 
@@ -32,115 +40,158 @@ if ! command -v clang++ >/dev/null; then
   exit 1
 fi
 
+for target in "${TARGETS[@]}"; do
+  case "$target" in
+    parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
+      wildcard_fuzzer) ;;
+    *)
+      echo "fuzz: unknown target $target (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
+        "versions_fuzzer, proc_stat_fuzzer or wildcard_fuzzer)" >&2
+      exit 2
+      ;;
+  esac
+done
+
 CC=clang CXX=clang++ cmake -S . -B "$BUILD_DIR" -G Ninja \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DSURVEY_BUILD_FUZZ=ON -DSURVEY_BUILD_TESTS=OFF -DSURVEY_BUILD_BENCH=OFF
-case "$TARGET" in
-  parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
-    wildcard_fuzzer) ;;
-  *)
-    echo "fuzz: unknown target $TARGET (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-      "versions_fuzzer, proc_stat_fuzzer or wildcard_fuzzer)" >&2
-    exit 2
-    ;;
-esac
-cmake --build "$BUILD_DIR" -j"$JOBS" --target "$TARGET"
+cmake --build "$BUILD_DIR" -j"$JOBS" --target "${TARGETS[@]}"
 
 artifacts="$BUILD_DIR/artifacts"
 mkdir -p "$artifacts"
 
-if [ "$TARGET" = parse_fuzzer ]; then
-  seeds="$BUILD_DIR/seeds"
-  corpus="$BUILD_DIR/corpus"
-  rm -rf "$seeds"
-  mkdir -p "$corpus"
-  python3 tests/queries/run.py --corpus "$seeds" tests/queries/*.queries docs/language.md
-  dictionary=fuzz/query.dict
-  max_len=4096
-elif [ "$TARGET" = ipv4_fuzzer ]; then
-  seeds="$BUILD_DIR/seeds-$TARGET"
-  corpus="$BUILD_DIR/corpus-$TARGET"
-  rm -rf "$seeds"
-  mkdir -p "$corpus" "$seeds"
-  n=0
-  for seed in 1.2.3.4 01.02.03.04 0x7f.0.0.1 127.0.1 10.0.1234 0123456 255.255.255.255 \
-    0377.0377.0377.0377 0xff.0xff.0xff.0xff 999.1.1.1 1.2.3 1.2.3.4.5 "1.2.3.4 x" \
-    4294967295 0xfffffffe 192.168.1.77; do
-    printf '%s' "$seed" >"$seeds/seed-$n"
-    n=$((n + 1))
-  done
-  dictionary=fuzz/ipv4.dict
-  max_len=64
-elif [ "$TARGET" = versions_fuzzer ]; then
-  seeds="$BUILD_DIR/seeds-$TARGET"
-  corpus="$BUILD_DIR/corpus-$TARGET"
-  rm -rf "$seeds"
-  mkdir -p "$corpus" "$seeds"
-  n=0
-  # The first byte says where the rest is cut in two.
-  for seed in "\x031.91.10" "\x0210\x39" "\x041.011.1" "\x03010\x39" "\x031.01.00" \
-    "\x051.0021.0010" "\x012\x32.0" "\x031.51.5a" "\x031.x1.2" "\x051.2.31.2-3" "\x00\x31" \
-    "\x041.2A1.2a" "\x031.2\x001.2" "\x140000000000000000000\x39"; do
-    printf "$seed" >"$seeds/seed-$n"
-    n=$((n + 1))
-  done
-  dictionary=fuzz/versions.dict
-  max_len=256
-elif [ "$TARGET" = proc_stat_fuzzer ]; then
-  seeds="$BUILD_DIR/seeds-$TARGET"
-  corpus="$BUILD_DIR/corpus-$TARGET"
-  rm -rf "$seeds"
-  mkdir -p "$corpus" "$seeds"
-  # This process's own stat file, and names with spaces and parentheses.
-  cp /proc/self/stat "$seeds/seed-self"
-  n=0
-  for seed in \
-    "12 (bash) S 1 12 12 0 -1 4194560 10 0 0 0 0 0 0 0 20 0 1 0 4711 1000 20" \
-    "13 (a) b (c) S 1 1 1 0 -1 4194560 10 0 0 0 0 0 0 0 20 0 1 0 99 1 2" \
-    "14 ()) R  1  1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 18446744073709551616" \
-    "15 (x" "16 (y) Z"; do
-    printf '%s' "$seed" >"$seeds/seed-$n"
-    n=$((n + 1))
-  done
-  dictionary=fuzz/proc_stat.dict
-  max_len=1024
-elif [ "$TARGET" = wildcard_fuzzer ]; then
-  seeds="$BUILD_DIR/seeds-$TARGET"
-  corpus="$BUILD_DIR/corpus-$TARGET"
-  rm -rf "$seeds"
-  mkdir -p "$corpus" "$seeds"
-  n=0
-  # The first byte says how long the name is; the pattern follows it.
-  for seed in "\x05a.log*.log" "\x04.log*.log" "\x05a.LOG*.log" "\x00*" "\x00**" "\x00?" \
-    "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"; do
-    printf "$seed" >"$seeds/seed-$n"
-    n=$((n + 1))
-  done
-  dictionary=fuzz/wildcard.dict
-  max_len=128
-else
-  seeds="$BUILD_DIR/seeds-$TARGET"
-  corpus="$BUILD_DIR/corpus-$TARGET"
-  rm -rf "$seeds"
-  mkdir -p "$corpus" "$seeds"
-  n=0
-  for seed in 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
-    18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \
-    ffffffff FFFFFFFFFFFFFFFF 10000000000000000 deadBEEF 12x "1 " +5; do
-    printf '%s' "$seed" >"$seeds/seed-$n"
-    n=$((n + 1))
-  done
-  dictionary=fuzz/numeral.dict
-  max_len=64
+# Sets seeds, corpus, dictionary and max_len for the target TARGET, with the
+# seeds written afresh.
+prepare_target() {
+  if [ "$TARGET" = parse_fuzzer ]; then
+    seeds="$BUILD_DIR/seeds"
+    corpus="$BUILD_DIR/corpus"
+    rm -rf "$seeds"
+    mkdir -p "$corpus"
+    python3 tests/queries/run.py --corpus "$seeds" tests/queries/*.queries docs/language.md
+    dictionary=fuzz/query.dict
+    max_len=4096
+  elif [ "$TARGET" = ipv4_fuzzer ]; then
+    seeds="$BUILD_DIR/seeds-$TARGET"
+    corpus="$BUILD_DIR/corpus-$TARGET"
+    rm -rf "$seeds"
+    mkdir -p "$corpus" "$seeds"
+    n=0
+    for seed in 1.2.3.4 01.02.03.04 0x7f.0.0.1 127.0.1 10.0.1234 0123456 255.255.255.255 \
+      0377.0377.0377.0377 0xff.0xff.0xff.0xff 999.1.1.1 1.2.3 1.2.3.4.5 "1.2.3.4 x" \
+      4294967295 0xfffffffe 192.168.1.77; do
+      printf '%s' "$seed" >"$seeds/seed-$n"
+      n=$((n + 1))
+    done
+    dictionary=fuzz/ipv4.dict
+    max_len=64
+  elif [ "$TARGET" = versions_fuzzer ]; then
+    seeds="$BUILD_DIR/seeds-$TARGET"
+    corpus="$BUILD_DIR/corpus-$TARGET"
+    rm -rf "$seeds"
+    mkdir -p "$corpus" "$seeds"
+    n=0
+    # The first byte says where the rest is cut in two.
+    for seed in "\x031.91.10" "\x0210\x39" "\x041.011.1" "\x03010\x39" "\x031.01.00" \
+      "\x051.0021.0010" "\x012\x32.0" "\x031.51.5a" "\x031.x1.2" "\x051.2.31.2-3" "\x00\x31" \
+      "\x041.2A1.2a" "\x031.2\x001.2" "\x140000000000000000000\x39"; do
+      printf "$seed" >"$seeds/seed-$n"
+      n=$((n + 1))
+    done
+    dictionary=fuzz/versions.dict
+    max_len=256
+  elif [ "$TARGET" = proc_stat_fuzzer ]; then
+    seeds="$BUILD_DIR/seeds-$TARGET"
+    corpus="$BUILD_DIR/corpus-$TARGET"
+    rm -rf "$seeds"
+    mkdir -p "$corpus" "$seeds"
+    # This process's own stat file, and names with spaces and parentheses.
+    cp /proc/self/stat "$seeds/seed-self"
+    n=0
+    for seed in \
+      "12 (bash) S 1 12 12 0 -1 4194560 10 0 0 0 0 0 0 0 20 0 1 0 4711 1000 20" \
+      "13 (a) b (c) S 1 1 1 0 -1 4194560 10 0 0 0 0 0 0 0 20 0 1 0 99 1 2" \
+      "14 ()) R  1  1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 18446744073709551616" \
+      "15 (x" "16 (y) Z"; do
+      printf '%s' "$seed" >"$seeds/seed-$n"
+      n=$((n + 1))
+    done
+    dictionary=fuzz/proc_stat.dict
+    max_len=1024
+  elif [ "$TARGET" = wildcard_fuzzer ]; then
+    seeds="$BUILD_DIR/seeds-$TARGET"
+    corpus="$BUILD_DIR/corpus-$TARGET"
+    rm -rf "$seeds"
+    mkdir -p "$corpus" "$seeds"
+    n=0
+    # The first byte says how long the name is; the pattern follows it.
+    for seed in "\x05a.log*.log" "\x04.log*.log" "\x05a.LOG*.log" "\x00*" "\x00**" "\x00?" \
+      "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"; do
+      printf "$seed" >"$seeds/seed-$n"
+      n=$((n + 1))
+    done
+    dictionary=fuzz/wildcard.dict
+    max_len=128
+  else
+    seeds="$BUILD_DIR/seeds-$TARGET"
+    corpus="$BUILD_DIR/corpus-$TARGET"
+    rm -rf "$seeds"
+    mkdir -p "$corpus" "$seeds"
+    n=0
+    for seed in 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
+      18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \
+      ffffffff FFFFFFFFFFFFFFFF 10000000000000000 deadBEEF 12x "1 " +5; do
+      printf '%s' "$seed" >"$seeds/seed-$n"
+      n=$((n + 1))
+    done
+    dictionary=fuzz/numeral.dict
+    max_len=64
+  fi
+}
+
+# Runs the target TARGET for SECONDS_TO_RUN seconds.
+run_target() {
+  prepare_target
+  echo "fuzz: running $TARGET for $SECONDS_TO_RUN seconds"
+  "$BUILD_DIR/bin/$TARGET" \
+    -max_total_time="$SECONDS_TO_RUN" \
+    -timeout=10 \
+    -rss_limit_mb=4096 \
+    -max_len="$max_len" \
+    -print_final_stats=1 \
+    -dict="$dictionary" \
+    -artifact_prefix="$artifacts/" \
+    "$corpus" "$seeds"
+}
+
+if [ ${#TARGETS[@]} -eq 1 ]; then
+  TARGET=${TARGETS[0]}
+  run_target
+  exit
 fi
 
-echo "fuzz: running $TARGET for $SECONDS_TO_RUN seconds"
-"$BUILD_DIR/bin/$TARGET" \
-  -max_total_time="$SECONDS_TO_RUN" \
-  -timeout=10 \
-  -rss_limit_mb=4096 \
-  -max_len="$max_len" \
-  -print_final_stats=1 \
-  -dict="$dictionary" \
-  -artifact_prefix="$artifacts/" \
-  "$corpus" "$seeds"
+logs="$BUILD_DIR/logs"
+mkdir -p "$logs"
+for TARGET in "${TARGETS[@]}"; do
+  while [ "$(jobs -rp | wc -l)" -ge "$JOBS" ]; do wait -n || true; done
+  rm -f "$logs/$TARGET.status"
+  (
+    set +e
+    (set -e; run_target) >"$logs/$TARGET.log" 2>&1
+    echo $? >"$logs/$TARGET.status"
+  ) &
+done
+wait
+
+failed=0
+for TARGET in "${TARGETS[@]}"; do
+  status=$(cat "$logs/$TARGET.status" 2>/dev/null || echo 1)
+  echo "=== fuzz $TARGET ($SECONDS_TO_RUN s): status $status ==="
+  if [ "$status" -eq 0 ]; then
+    grep -E '^fuzz:|Done [0-9]+ runs' "$logs/$TARGET.log" || true
+  else
+    tail -n 40 "$logs/$TARGET.log"
+    failed=1
+  fi
+done
+exit "$failed"
