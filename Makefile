@@ -27,18 +27,38 @@ deps:
 run: deps build
 	bash scripts/demo.sh
 
-# Each preset in turn; the first failing step stops everything with its status.
+# Each preset in turn is configured and built, and its tests then run in the
+# background while the next preset is built: the tests leave the processors
+# idle much of the time, waiting on the programs they run, and the build
+# fills that time. The fuzz targets are built while the last preset's tests
+# run, and run once those have passed. Each preset's test output is shown
+# when its tests end; the first failing step stops everything with a failing
+# status.
 check: deps
-	@set -e; for p in $(PRESETS); do \
+	@set -e; tested=""; testpid=""; \
+	trap 'if [ -n "$$testpid" ]; then kill $$testpid 2>/dev/null || true; fi' EXIT; \
+	collect() { \
+	  if [ -z "$$testpid" ]; then return 0; fi; \
+	  status=0; wait $$testpid || status=$$?; testpid=""; \
+	  cat build/$$tested/ctest.log; \
+	  echo "=== tests of preset $$tested: status $$status ==="; \
+	  if [ $$status -ne 0 ]; then exit $$status; fi; \
+	}; \
+	for p in $(PRESETS); do \
 	  echo "=== preset $$p ==="; \
 	  echo "+ cmake --preset $$p"; \
 	  cmake --preset $$p; \
 	  echo "+ cmake --build --preset $$p -j$(JOBS)"; \
 	  cmake --build --preset $$p -j$(JOBS); \
-	  echo "+ ctest --preset $$p -j$(JOBS) --no-tests=error"; \
-	  ctest --preset $$p -j$(JOBS) --no-tests=error; \
-	done
-	@$(MAKE) --no-print-directory fuzz
+	  collect; \
+	  echo "+ ctest --preset $$p -j$(JOBS) --no-tests=error (output when it ends)"; \
+	  ctest --preset $$p -j$(JOBS) --no-tests=error >build/$$p/ctest.log 2>&1 & \
+	  testpid=$$!; tested=$$p; \
+	done; \
+	echo "=== fuzz targets: build ==="; \
+	FUZZ_BUILD_ONLY=1 JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS) $(FUZZ_TARGETS); \
+	collect; \
+	$(MAKE) --no-print-directory fuzz
 
 # The fuzz targets, built together and run JOBS at a time under the address
 # and undefined-behaviour sanitizers; a crash fails with the fuzzer's log.

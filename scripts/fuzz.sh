@@ -10,7 +10,8 @@
 # order of versions, and of strverscmp versions against the C library's),
 # proc_stat_fuzzer (the host's reading of a process's stat file) or
 # wildcard_fuzzer (the patterns of folder listings against fnmatch).
-# BUILD_DIR chooses another build folder.
+# BUILD_DIR chooses another build folder; FUZZ_BUILD_ONLY=1 builds the targets
+# and runs none.
 #
 # The targets are built together, in one build. One target runs in the
 # foreground with its whole output. Several run JOBS at a time (libFuzzer
@@ -56,6 +57,7 @@ CC=clang CXX=clang++ cmake -S . -B "$BUILD_DIR" -G Ninja \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DSURVEY_BUILD_FUZZ=ON -DSURVEY_BUILD_TESTS=OFF -DSURVEY_BUILD_BENCH=OFF
 cmake --build "$BUILD_DIR" -j"$JOBS" --target "${TARGETS[@]}"
+if [ "${FUZZ_BUILD_ONLY:-0}" = 1 ]; then exit 0; fi
 
 artifacts="$BUILD_DIR/artifacts"
 mkdir -p "$artifacts"
