@@ -211,7 +211,7 @@ application NextTableApplication(unsigned long& index, TableWalk walk) {
     surveyor_string const path{reinterpret_cast<unsigned char const*>(name), std::strlen(name)};
     try {
       return ApplicationOfWorld(path);
-    } catch (...) {
+    } catch (NoSuchObject const&) {
       // Not a file (any more): the walk goes on with the next entry.
     }
   }
@@ -227,11 +227,8 @@ application FoundApplication(FindApplication find, unsigned char const* name,
   if (!find(reinterpret_cast<char const*>(name), length, found)) throw NoSuchObject();
   found[kTableNameSize - 1] = '\0';
   surveyor_string const path{reinterpret_cast<unsigned char const*>(found), std::strlen(found)};
-  try {
-    return ApplicationOfWorld(path);
-  } catch (...) {
-    throw NoSuchObject();
-  }
+  // A name that is no file gives NoSuchObject on its own.
+  return ApplicationOfWorld(path);
 }
 
 }  // namespace
