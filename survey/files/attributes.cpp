@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 namespace {
 
@@ -201,152 +201,53 @@ Fingerprinter& operator<<(Fingerprinter& fingerprinter, folder const& object) {
 
 namespace {
 
-TypeRecord modeType;
-TypeRecord maskType;
-ShortRecord modificationTime;
-ShortRecord accessedTime;
-ShortRecord changeTime;
-ShortRecord userName;
-ShortRecord groupName;
-ShortRecord uid;
-ShortRecord gid;
-ShortRecord modeOfObject;
-ShortRecord userRead;
-ShortRecord userWrite;
-ShortRecord userExecute;
-ShortRecord groupRead;
-ShortRecord groupWrite;
-ShortRecord groupExecute;
-ShortRecord otherRead;
-ShortRecord otherWrite;
-ShortRecord otherExecute;
-ShortRecord setuidOfObject;
-ShortRecord setgidOfObject;
-ShortRecord userMaskOfObject;
-ShortRecord groupMaskOfObject;
-ShortRecord otherMaskOfObject;
-ShortRecord linkCount;
-ShortRecord objectString;
-ShortRecord sizeOfFile;
-ShortRecord rootFolder;
-ShortRecord systemFolder;
-ShortRecord defaultWebBrowser;
-ShortRecord setuidOfMode;
-ShortRecord setgidOfMode;
-ShortRecord stickyOfMode;
-ShortRecord userMaskOfMode;
-ShortRecord groupMaskOfMode;
-ShortRecord otherMaskOfMode;
-ShortRecord readOfMask;
-ShortRecord writeOfMask;
-ShortRecord executeOfMask;
-ShortRecord modeString;
-ShortRecord modeOctalString;
-ShortRecord maskInteger;
-ShortRecord maskString;
+RegistrationTable table{
+    FingerprintedTypeRow<mode>(),
+    FingerprintedTypeRow<mode_mask>(),
 
-void RegisterAttributes() {
-  RegisterType<&modeType, SurveyorTypeInfo<mode, kFingerprinted>, mode>("mode", nullptr);
-  RegisterType<&maskType, SurveyorTypeInfo<mode_mask, kFingerprinted>, mode_mask>("mode_mask",
-                                                                                    nullptr);
+    PropertyRow("modification time", "modification times", &ModificationTime),
+    PropertyRow("accessed time", "accessed times", &AccessedTime),
+    PropertyRow("change time", "change times", &ChangeTime),
+    PropertyRow("user name", "user names", &UserName),
+    PropertyRow("group name", "group names", &GroupName),
+    PropertyRow("uid", "uids", &UID),
+    PropertyRow("gid", "gids", &GID),
+    PropertyRow("mode", "modes", &Mode),
+    PropertyRow("user read", "user reads", &UserRead),
+    PropertyRow("user write", "user writes", &UserWrite),
+    PropertyRow("user execute", "user executes", &UserExecute),
+    PropertyRow("group read", "group reads", &GroupRead),
+    PropertyRow("group write", "group writes", &GroupWrite),
+    PropertyRow("group execute", "group executes", &GroupExecute),
+    PropertyRow("other read", "other reads", &OtherRead),
+    PropertyRow("other write", "other writes", &OtherWrite),
+    PropertyRow("other execute", "other executes", &OtherExecute),
+    PropertyRow("setuid", "setuids", &SetUID),
+    PropertyRow("setgid", "setgids", &SetGID),
+    PropertyRow("user mask", "user masks", &UserMask),
+    PropertyRow("group mask", "group masks", &GroupMask),
+    PropertyRow("other mask", "other masks", &OtherMask),
+    PropertyRow("link count", "link counts", &LinkCount, &DependsOnlyOnParameters),
 
-  char const* const object = "filesystem object";
-  using Time = PropertyOfObject<moment, filesystem_object>;
-  using Text = PropertyOfObject<surveyor_string, filesystem_object>;
-  using Number = PropertyOfObject<integer, filesystem_object>;
-  using Flag = PropertyOfObject<boolean, filesystem_object>;
-  RegisterProperty<&modificationTime, Time>("modification time", "modification times", "", object,
-                                            "time", &ModificationTime, nullptr);
-  RegisterProperty<&accessedTime, Time>("accessed time", "accessed times", "", object, "time",
-                                        &AccessedTime, nullptr);
-  RegisterProperty<&changeTime, Time>("change time", "change times", "", object, "time",
-                                      &ChangeTime, nullptr);
-  RegisterProperty<&userName, Text>("user name", "user names", "", object, "string", &UserName,
-                                    nullptr);
-  RegisterProperty<&groupName, Text>("group name", "group names", "", object, "string",
-                                     &GroupName, nullptr);
-  RegisterProperty<&uid, Number>("uid", "uids", "", object, "integer", &UID, nullptr);
-  RegisterProperty<&gid, Number>("gid", "gids", "", object, "integer", &GID, nullptr);
-  RegisterProperty<&modeOfObject, PropertyOfObject<mode, filesystem_object>>(
-      "mode", "modes", "", object, "mode", &Mode, nullptr);
-  RegisterProperty<&userRead, Flag>("user read", "user reads", "", object, "boolean", &UserRead,
-                                    nullptr);
-  RegisterProperty<&userWrite, Flag>("user write", "user writes", "", object, "boolean",
-                                     &UserWrite, nullptr);
-  RegisterProperty<&userExecute, Flag>("user execute", "user executes", "", object, "boolean",
-                                       &UserExecute, nullptr);
-  RegisterProperty<&groupRead, Flag>("group read", "group reads", "", object, "boolean",
-                                     &GroupRead, nullptr);
-  RegisterProperty<&groupWrite, Flag>("group write", "group writes", "", object, "boolean",
-                                      &GroupWrite, nullptr);
-  RegisterProperty<&groupExecute, Flag>("group execute", "group executes", "", object, "boolean",
-                                        &GroupExecute, nullptr);
-  RegisterProperty<&otherRead, Flag>("other read", "other reads", "", object, "boolean",
-                                     &OtherRead, nullptr);
-  RegisterProperty<&otherWrite, Flag>("other write", "other writes", "", object, "boolean",
-                                      &OtherWrite, nullptr);
-  RegisterProperty<&otherExecute, Flag>("other execute", "other executes", "", object, "boolean",
-                                        &OtherExecute, nullptr);
-  RegisterProperty<&setuidOfObject, Flag>("setuid", "setuids", "", object, "boolean", &SetUID,
-                                          nullptr);
-  RegisterProperty<&setgidOfObject, Flag>("setgid", "setgids", "", object, "boolean", &SetGID,
-                                          nullptr);
-  RegisterProperty<&userMaskOfObject, Number>("user mask", "user masks", "", object, "integer",
-                                              &UserMask, nullptr);
-  RegisterProperty<&groupMaskOfObject, Number>("group mask", "group masks", "", object,
-                                               "integer", &GroupMask, nullptr);
-  RegisterProperty<&otherMaskOfObject, Number>("other mask", "other masks", "", object,
-                                               "integer", &OtherMask, nullptr);
-  RegisterProperty<&linkCount, Number>("link count", "link counts", "", object, "integer",
-                                       &LinkCount, &DependsOnlyOnParameters);
+    CastRow<filesystem_object>("string", &AsString, &DependsOnlyOnParameters),
+    PropertyRow("size", "sizes", &size_of_file, &DependsOnlyOnParameters),
+    PropertyRow("root folder", "root folders", &rootfolder_of_world),
+    PropertyRow("system folder", "system folders", &rootfolder_of_world),
+    PropertyRow("default web browser", "default web browsers", &DefaultWebBrowserextension),
 
-  RegisterCast<&objectString, Cast<filesystem_object, surveyor_string>>(
-      "string", object, "string",
-      static_cast<surveyor_string (*)(filesystem_object const&)>(&AsString),
-      &DependsOnlyOnParameters);
-  RegisterProperty<&sizeOfFile, PropertyOfObject<integer, file>>(
-      "size", "sizes", "", "file", "integer", &size_of_file, &DependsOnlyOnParameters);
-  RegisterProperty<&rootFolder, PropertyOfWorld<folder>>(
-      "root folder", "root folders", "", "", "folder", &rootfolder_of_world, nullptr);
-  RegisterProperty<&systemFolder, PropertyOfWorld<folder>>(
-      "system folder", "system folders", "", "", "folder", &rootfolder_of_world, nullptr);
-  RegisterProperty<&defaultWebBrowser, GlobalProperty<file>>(
-      "default web browser", "default web browsers", "", "", "file", &DefaultWebBrowserextension,
-      nullptr);
-
-  using ModeFlag = Property<mode, boolean>;
-  using ModeMask = Property<mode, mode_mask>;
-  using MaskFlag = Property<mode_mask, boolean>;
-  RegisterProperty<&setuidOfMode, ModeFlag>("setuid", "setuids", "", "mode", "boolean",
-                                            &setuid_of_mode, nullptr);
-  RegisterProperty<&setgidOfMode, ModeFlag>("setgid", "setgids", "", "mode", "boolean",
-                                            &setgid_of_mode, nullptr);
-  RegisterProperty<&stickyOfMode, ModeFlag>("sticky", "stickies", "", "mode", "boolean",
-                                            &sticky_of_mode, nullptr);
-  RegisterProperty<&userMaskOfMode, ModeMask>("user mask", "user masks", "", "mode", "mode_mask",
-                                              &usermask_of_mode, nullptr);
-  RegisterProperty<&groupMaskOfMode, ModeMask>("group mask", "group masks", "", "mode",
-                                               "mode_mask", &groupmask_of_mode, nullptr);
-  RegisterProperty<&otherMaskOfMode, ModeMask>("other mask", "other masks", "", "mode",
-                                               "mode_mask", &othermask_of_mode, nullptr);
-  RegisterProperty<&readOfMask, MaskFlag>("read", "reads", "", "mode_mask", "boolean",
-                                          &read_of_mask, nullptr);
-  RegisterProperty<&writeOfMask, MaskFlag>("write", "writes", "", "mode_mask", "boolean",
-                                           &write_of_mask, nullptr);
-  RegisterProperty<&executeOfMask, MaskFlag>("execute", "executes", "", "mode_mask", "boolean",
-                                             &execute_of_mask, nullptr);
-  RegisterCast<&modeString, Cast<mode, surveyor_string>>(
-      "string", "mode", "string", static_cast<surveyor_string (*)(mode const&)>(&AsString),
-      &DependsOnlyOnParameters);
-  RegisterCast<&modeOctalString, Cast<mode, surveyor_string>>(
-      "octal string", "mode", "string", &AsOctalString, &DependsOnlyOnParameters);
-  RegisterCast<&maskInteger, Cast<mode_mask, integer>>("integer", "mode_mask", "integer",
-                                                       &AsInteger, &DependsOnlyOnParameters);
-  RegisterCast<&maskString, Cast<mode_mask, surveyor_string>>(
-      "string", "mode_mask", "string",
-      static_cast<surveyor_string (*)(mode_mask const&)>(&AsString), &DependsOnlyOnParameters);
-}
-
-[[maybe_unused]] int const registered = (RegisterAttributes(), 0);
+    PropertyRow("setuid", "setuids", &setuid_of_mode),
+    PropertyRow("setgid", "setgids", &setgid_of_mode),
+    PropertyRow("sticky", "stickies", &sticky_of_mode),
+    PropertyRow("user mask", "user masks", &usermask_of_mode),
+    PropertyRow("group mask", "group masks", &groupmask_of_mode),
+    PropertyRow("other mask", "other masks", &othermask_of_mode),
+    PropertyRow("read", "reads", &read_of_mask),
+    PropertyRow("write", "writes", &write_of_mask),
+    PropertyRow("execute", "executes", &execute_of_mask),
+    CastRow<mode>("string", &AsString, &DependsOnlyOnParameters),
+    CastRow("octal string", &AsOctalString, &DependsOnlyOnParameters),
+    CastRow("integer", &AsInteger, &DependsOnlyOnParameters),
+    CastRow<mode_mask>("string", &AsString, &DependsOnlyOnParameters),
+};
 
 }  // namespace

@@ -13,12 +13,16 @@
 
 // "mode": the mode word of a stat record whole, file-type bits included.
 struct SURVEY_API mode {
+  static constexpr char const* TypeName() { return "mode"; }
+
   unsigned int bits;
 };
 
 // "mode_mask": read, write and execute as the values 4, 2 and 1 of the low
 // three bits.
 struct SURVEY_API mode_mask {
+  static constexpr char const* TypeName() { return "mode_mask"; }
+
   unsigned char bits;
 };
 

@@ -1,6 +1,6 @@
 #include "survey/files/descendants.h"
 
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 SharingPtr<FileLoop> MakeFileLoop(FileLocation const& folder) {
   return SharingPtr<FileLoop>(new FileLoop(folder));
@@ -112,28 +112,12 @@ folder descendant_iterator::NextFolder(Of, folder const& start) {
 
 namespace {
 
-PropRecord ancestorsProperty;
-PropRecord descendantsProperty;
-PropRecord descendantFoldersProperty;
-
-void RegisterWalks() {
-  RegisterIteratedSlots<&ancestorsProperty,
-                        IteratedPropertyOfObject<ancestor_iterator, folder, filesystem_object>,
-                        ancestor_iterator>("ancestor", "ancestors", "", "filesystem object",
-                                           "folder", &ancestor_iterator::First,
-                                           &ancestor_iterator::Next, nullptr);
-  RegisterIteratedSlots<&descendantsProperty,
-                        IteratedPropertyOfObject<descendant_iterator, file, folder>,
-                        descendant_iterator>("descendant", "descendants", "", "folder", "file",
-                                             &descendant_iterator::First,
-                                             &descendant_iterator::Next, nullptr);
-  RegisterIteratedSlots<&descendantFoldersProperty,
-                        IteratedPropertyOfObject<descendant_iterator, folder, folder>,
-                        descendant_iterator>(
-      "descendant folder", "descendant folders", "", "folder", "folder",
-      &descendant_iterator::FirstFolder, &descendant_iterator::NextFolder, nullptr);
-}
-
-[[maybe_unused]] int const registered = (RegisterWalks(), 0);
+RegistrationTable table{
+    IteratedRow("ancestor", "ancestors", &ancestor_iterator::First, &ancestor_iterator::Next),
+    IteratedRow("descendant", "descendants", &descendant_iterator::First,
+                &descendant_iterator::Next),
+    IteratedRow("descendant folder", "descendant folders", &descendant_iterator::FirstFolder,
+                &descendant_iterator::NextFolder),
+};
 
 }  // namespace

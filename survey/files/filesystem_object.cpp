@@ -3,7 +3,7 @@
 #include <cstring>
 #include <memory>
 
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 namespace UnixPlatform {
 
@@ -234,78 +234,29 @@ file filesystem_object_iterator::FilteredNextFile(surveyor_string const&, Of,
 
 namespace {
 
-TypeRecord filesystemObjectType;
-TypeRecord fileType;
-TypeRecord folderType;
-TypeRecord applicationType;
-ShortRecord nameProperty;
-ShortRecord pathnameProperty;
-ShortRecord locationProperty;
-ShortRecord parentFolderProperty;
-ShortRecord fileOfWorld;
-ShortRecord fileOfFolder;
-ShortRecord folderOfWorld;
-ShortRecord folderOfFolder;
-ShortRecord applicationOfWorld;
-ShortRecord applicationOfFolder;
-PropRecord filesOfFolder;
-PropRecord findFilesOfFolder;
-PropRecord foldersOfFolder;
+using Walk = filesystem_object_iterator;
 
-void RegisterFilesystemObjects() {
-  RegisterType<&filesystemObjectType,
-               SurveyorTypeInfo<filesystem_object, kNotFingerprinted>, filesystem_object>(
-      "filesystem object", nullptr);
-  RegisterType<&fileType, SurveyorTypeInfo<file, kFingerprinted>, file>("file",
-                                                                          "filesystem object");
-  RegisterType<&folderType, SurveyorTypeInfo<folder, kNotFingerprinted>, folder>(
-      "folder", "filesystem object");
-  RegisterType<&applicationType, SurveyorTypeInfo<application, kFingerprinted>, application>(
-      "application", "file");
+RegistrationTable table{
+    TypeRow<filesystem_object>(),
+    FingerprintedTypeRow<file, filesystem_object>(),
+    TypeRow<folder, filesystem_object>(),
+    FingerprintedTypeRow<application, file>(),
 
-  RegisterProperty<&nameProperty, PropertyOfObject<surveyor_string, filesystem_object>>(
-      "name", "names", "", "filesystem object", "string", &Name, nullptr);
-  RegisterProperty<&pathnameProperty, PropertyOfObject<surveyor_string, filesystem_object>>(
-      "pathname", "pathnames", "", "filesystem object", "string", &Path, nullptr);
-  RegisterProperty<&locationProperty, PropertyOfObject<surveyor_string, filesystem_object>>(
-      "location", "locations", "", "filesystem object", "string", &Location, nullptr);
-  RegisterProperty<&parentFolderProperty, PropertyOfObject<folder, filesystem_object>>(
-      "parent folder", "parent folders", "", "filesystem object", "folder", &ParentFolder,
-      nullptr);
+    PropertyRow("name", "names", &Name),
+    PropertyRow("pathname", "pathnames", &Path),
+    PropertyRow("location", "locations", &Location),
+    PropertyRow("parent folder", "parent folders", &ParentFolder),
 
-  RegisterProperty<&fileOfWorld, PropertyByIndexOfWorld<file, surveyor_string>>(
-      "file", "files", "string", "", "file", &FileOfWorld, nullptr);
-  RegisterProperty<&fileOfFolder, PropertyByIndexOfObject<file, surveyor_string, folder>>(
-      "file", "files", "string", "folder", "file", &FileOfFolder, nullptr);
-  RegisterProperty<&folderOfWorld, PropertyByIndexOfWorld<folder, surveyor_string>>(
-      "folder", "folders", "string", "", "folder", &FolderOfWorld, nullptr);
-  RegisterProperty<&folderOfFolder, PropertyByIndexOfObject<folder, surveyor_string, folder>>(
-      "folder", "folders", "string", "folder", "folder", &FolderOfFolder, nullptr);
-  RegisterProperty<&applicationOfWorld, PropertyByIndexOfWorld<application, surveyor_string>>(
-      "application", "applications", "string", "", "application", &ApplicationOfWorld, nullptr);
-  RegisterProperty<&applicationOfFolder,
-                   PropertyByIndexOfObject<application, surveyor_string, folder>>(
-      "application", "applications", "string", "folder", "application", &ApplicationOfFolder,
-      nullptr);
+    IndexedRow("file", "files", &FileOfWorld),
+    IndexedRow("file", "files", &FileOfFolder),
+    IndexedRow("folder", "folders", &FolderOfWorld),
+    IndexedRow("folder", "folders", &FolderOfFolder),
+    IndexedRow("application", "applications", &ApplicationOfWorld),
+    IndexedRow("application", "applications", &ApplicationOfFolder),
 
-  RegisterIteratedSlots<&filesOfFolder,
-                        IteratedPropertyOfObject<filesystem_object_iterator, file, folder>,
-                        filesystem_object_iterator>(
-      "file", "files", "", "folder", "file", &filesystem_object_iterator::FirstFile,
-      &filesystem_object_iterator::NextFile, nullptr);
-  RegisterIteratedSlots<
-      &findFilesOfFolder,
-      IteratedPropertyByIndexOfObject<filesystem_object_iterator, file, surveyor_string, folder>,
-      filesystem_object_iterator>("find file", "find files", "string", "folder", "file",
-                                  &filesystem_object_iterator::FilteredFirstFile,
-                                  &filesystem_object_iterator::FilteredNextFile, nullptr);
-  RegisterIteratedSlots<&foldersOfFolder,
-                        IteratedPropertyOfObject<filesystem_object_iterator, folder, folder>,
-                        filesystem_object_iterator>(
-      "folder", "folders", "", "folder", "folder", &filesystem_object_iterator::FirstFolder,
-      &filesystem_object_iterator::NextFolder, nullptr);
-}
-
-[[maybe_unused]] int const registered = (RegisterFilesystemObjects(), 0);
+    IteratedRow("file", "files", &Walk::FirstFile, &Walk::NextFile),
+    IteratedRow("find file", "find files", &Walk::FilteredFirstFile, &Walk::FilteredNextFile),
+    IteratedRow("folder", "folders", &Walk::FirstFolder, &Walk::NextFolder),
+};
 
 }  // namespace

@@ -68,6 +68,8 @@ SURVEY_API FileLocation ParentFolder(FileLocation const& location, bool flag);
 // "filesystem object": anything a `stat` finds.
 class SURVEY_API filesystem_object : public UnixPlatform::FilesystemInfo {
  public:
+  static constexpr char const* TypeName() { return "filesystem object"; }
+
   // Runs `stat` on the location; NoSuchObject when it fails. Objects made
   // from a name pass false as the flag; objects made from other objects
   // pass on theirs. The flag only travels on this platform.
@@ -85,6 +87,8 @@ class SURVEY_API filesystem_object : public UnixPlatform::FilesystemInfo {
 // "file": a filesystem object that is a regular file.
 class SURVEY_API file : public filesystem_object {
  public:
+  static constexpr char const* TypeName() { return "file"; }
+
   // NoSuchObject when the path is missing or is not a regular file.
   file(FileLocation const& location, bool flag);
 };
@@ -92,6 +96,8 @@ class SURVEY_API file : public filesystem_object {
 // "folder": a filesystem object that is a directory.
 class SURVEY_API folder : public filesystem_object {
  public:
+  static constexpr char const* TypeName() { return "folder"; }
+
   // NoSuchObject when the path is missing or is not a directory.
   folder(FileLocation const& location, bool flag);
 };
@@ -100,6 +106,8 @@ class SURVEY_API folder : public filesystem_object {
 // its type differs.
 class SURVEY_API application : public file {
  public:
+  static constexpr char const* TypeName() { return "application"; }
+
   application(FileLocation const& location, bool flag) : file(location, flag) {}
 };
 
@@ -118,8 +126,7 @@ SURVEY_API file FileOfFolder(surveyor_string const& name, Of, folder const& pare
 SURVEY_API folder FolderOfWorld(surveyor_string const& name);
 SURVEY_API folder FolderOfFolder(surveyor_string const& name, Of, folder const& parent);
 SURVEY_API application ApplicationOfWorld(surveyor_string const& name);
-SURVEY_API application ApplicationOfFolder(surveyor_string const& name, Of,
-                                           folder const& parent);
+SURVEY_API application ApplicationOfFolder(surveyor_string const& name, Of, folder const& parent);
 
 // ---------------------------------------------------------------------------
 // The properties of every filesystem object. Texts are copies in evaluator

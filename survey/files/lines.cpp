@@ -6,7 +6,7 @@
 
 #include "survey/foundation/ascii.h"
 #include "survey/foundation/pattern_matcher.h"
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 namespace {
 
@@ -105,13 +105,11 @@ file_line line_iterator::First(file const& object) { return Seek(true, object, E
 
 file_line line_iterator::Next(file const& object) { return Seek(false, object, Every{}); }
 
-file_line line_iterator::FirstStartingWith(surveyor_string const& prefix, Of,
-                                           file const& object) {
+file_line line_iterator::FirstStartingWith(surveyor_string const& prefix, Of, file const& object) {
   return Seek(true, object, StartingWith{prefix});
 }
 
-file_line line_iterator::NextStartingWith(surveyor_string const& prefix, Of,
-                                          file const& object) {
+file_line line_iterator::NextStartingWith(surveyor_string const& prefix, Of, file const& object) {
   return Seek(false, object, StartingWith{prefix});
 }
 
@@ -271,64 +269,25 @@ integer numeric_value_of(surveyor_string const& text) {
 
 namespace {
 
-TypeRecord fileLineType;
-TypeRecord contentType;
-ShortRecord lineNumberProperty;
-ShortRecord previousLineProperty;
-ShortRecord nextLineProperty;
-ShortRecord numberedLineProperty;
-PropRecord linesProperty;
-PropRecord linesStartingWithProperty;
-PropRecord linesContainingProperty;
-ShortRecord contentProperty;
-ShortRecord uppercaseCast;
-ShortRecord lowercaseCast;
-ShortRecord containsOperator;
-ShortRecord byteProperty;
-ShortRecord numericValueProperty;
+RegistrationTable table{
+    FingerprintedTypeRow<file_line, surveyor_string>(),
+    FingerprintedTypeRow<content>(),
 
-using LineFilter = IteratedPropertyByIndexOfObject<line_iterator, file_line, surveyor_string, file>;
-
-void RegisterLines() {
-  RegisterType<&fileLineType, SurveyorTypeInfo<file_line, kFingerprinted>, file_line>("file line",
-                                                                                      "string");
-  RegisterType<&contentType, SurveyorTypeInfo<content, kFingerprinted>, content>("file content",
-                                                                                 nullptr);
-
-  RegisterProperty<&lineNumberProperty, Property<file_line, integer>>(
-      "line number", "line numbers", "", "file line", "integer", &LineNumber,
-      &DependsOnlyOnParameters);
-  RegisterProperty<&previousLineProperty, Property<file_line, file_line>>(
-      "previous line", "previous lines", "", "file line", "file line", &PreviousLine, nullptr);
-  RegisterProperty<&nextLineProperty, Property<file_line, file_line>>(
-      "next line", "next lines", "", "file line", "file line", &NextLine, nullptr);
-  RegisterProperty<&numberedLineProperty, PropertyByIndexOfObject<file_line, integer, file>>(
-      "line", "lines", "integer", "file", "file line", &NumberedLine, nullptr);
-  RegisterIteratedProperty<&linesProperty, IteratedProperty<line_iterator, file, file_line>,
-                           line_iterator>("line", "lines", "", "file", "file line", nullptr);
-  RegisterIteratedSlots<&linesStartingWithProperty, LineFilter, line_iterator>(
-      "line starting with", "lines starting with", "string", "file", "file line",
-      &line_iterator::FirstStartingWith, &line_iterator::NextStartingWith, nullptr);
-  RegisterIteratedSlots<&linesContainingProperty, LineFilter, line_iterator>(
-      "line containing", "lines containing", "string", "file", "file line",
-      &line_iterator::FirstContaining, &line_iterator::NextContaining, nullptr);
-  RegisterProperty<&contentProperty, Property<file, content>>(
-      "content", "contents", "", "file", "file content", &content_of, nullptr);
-  RegisterCast<&uppercaseCast, Cast<content, content>>("uppercase", "file content",
-                                                       "file content", &AsUppercase,
-                                                       &DependsOnlyOnParameters);
-  RegisterCast<&lowercaseCast, Cast<content, content>>("lowercase", "file content",
-                                                       "file content", &AsLowercase,
-                                                       &DependsOnlyOnParameters);
-  RegisterOperator<&containsOperator, Operator2<content, surveyor_string, boolean>>(
-      kOperatorContains, "file content", "string", "boolean", &Contains, &DependsOnlyOnParameters);
-  RegisterProperty<&byteProperty, NumberedProperty<file, integer>>(
-      "byte", "bytes", "integer", "file", "integer", &byte_of, &DependsOnlyOnParameters);
-  RegisterProperty<&numericValueProperty, Property<surveyor_string, integer>>(
-      "numeric value", "numeric values", "", "string", "integer", &numeric_value_of,
-      &DependsOnlyOnParameters);
-}
-
-[[maybe_unused]] int const registered = (RegisterLines(), 0);
+    PropertyRow("line number", "line numbers", &LineNumber, &DependsOnlyOnParameters),
+    PropertyRow("previous line", "previous lines", &PreviousLine),
+    PropertyRow("next line", "next lines", &NextLine),
+    IndexedRow("line", "lines", &NumberedLine),
+    IteratedRow<line_iterator>("line", "lines"),
+    IteratedRow("line starting with", "lines starting with", &line_iterator::FirstStartingWith,
+                &line_iterator::NextStartingWith),
+    IteratedRow("line containing", "lines containing", &line_iterator::FirstContaining,
+                &line_iterator::NextContaining),
+    PropertyRow("content", "contents", &content_of),
+    CastRow("uppercase", &AsUppercase, &DependsOnlyOnParameters),
+    CastRow("lowercase", &AsLowercase, &DependsOnlyOnParameters),
+    OperatorRow<content>(kOperatorContains, &Contains, &DependsOnlyOnParameters),
+    IndexedRow("byte", "bytes", &byte_of, &DependsOnlyOnParameters),
+    PropertyRow("numeric value", "numeric values", &numeric_value_of, &DependsOnlyOnParameters),
+};
 
 }  // namespace

@@ -21,6 +21,8 @@ inline constexpr unsigned long kLineBufferSize = 2048;
 // evaluator memory.
 class SURVEY_API file_line {
  public:
+  static constexpr char const* TypeName() { return "file line"; }
+
   file_line(ConstData text, long long index, Range<unsigned long> range,
             SharingPtr<FileReadingPath> const& path, bool flag);
 
@@ -84,6 +86,8 @@ class SURVEY_API line_iterator {
 
 // "file content": a file seen as one stream of bytes, in a case mode.
 struct SURVEY_API content {
+  static constexpr char const* TypeName() { return "file content"; }
+
   enum Mode : int { kAsStored = 0, kLowerCase = 1, kUpperCase = 2 };
 
   file const* object;

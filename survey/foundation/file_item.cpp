@@ -150,9 +150,7 @@ FileType FileItem::Type() const {
 }
 
 // Asks nothing of the look: the reading raises what there is to raise.
-std::uint32_t FileItem::Checksum() const {
-  return FileChecksum(location_);
-}
+std::uint32_t FileItem::Checksum() const { return FileChecksum(location_); }
 
 Instant FileItem::RoundToFileSystem(Instant instant) const {
   Require();
@@ -186,11 +184,13 @@ void NewFileItem::Get(FileLocation const& location, bool allowBrokenLink) {
   Get(allowBrokenLink);
 }
 
+// A failed look is false; anything else, such as a failed allocation,
+// is not the look's to answer and goes on.
 bool NewFileItem::TryToGet(bool allowBrokenLink) {
   try {
     Get(allowBrokenLink);
     return true;
-  } catch (...) {
+  } catch (FileIOError const&) {
     return false;
   }
 }
@@ -199,7 +199,7 @@ bool NewFileItem::TryToGet(FileLocation const& location, bool allowBrokenLink) {
   try {
     Get(location, allowBrokenLink);
     return true;
-  } catch (...) {
+  } catch (FileIOError const&) {
     return false;
   }
 }

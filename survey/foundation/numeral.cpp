@@ -117,7 +117,9 @@ unsigned long ReadAsciiHexNumeral(ConstData text) {
 unsigned long ReadAsciiDecimalNumeral32WithDefault(ConstData text, unsigned long otherwise) {
   try {
     return ReadAsciiDecimalNumeral(text);
-  } catch (...) {
+  } catch (NotANumeral const&) {
+    return otherwise;
+  } catch (NumeralTooLarge const&) {
     return otherwise;
   }
 }
@@ -126,7 +128,9 @@ unsigned long long ReadAsciiDecimalNumeral64WithDefault(ConstData text,
                                                         unsigned long long otherwise) {
   try {
     return ReadAsciiDecimalNumeral64(text);
-  } catch (...) {
+  } catch (NotANumeral const&) {
+    return otherwise;
+  } catch (NumeralTooLarge const&) {
     return otherwise;
   }
 }
@@ -134,7 +138,9 @@ unsigned long long ReadAsciiDecimalNumeral64WithDefault(ConstData text,
 long ReadAsciiSignedDecimalNumeral32WithDefault(ConstData text, long otherwise) {
   try {
     return ReadAsciiSignedDecimalNumeral(text);
-  } catch (...) {
+  } catch (NotANumeral const&) {
+    return otherwise;
+  } catch (NumeralTooLarge const&) {
     return otherwise;
   }
 }
@@ -142,7 +148,9 @@ long ReadAsciiSignedDecimalNumeral32WithDefault(ConstData text, long otherwise) 
 long long ReadAsciiSignedDecimalNumeral64WithDefault(ConstData text, long long otherwise) {
   try {
     return ReadAsciiSignedDecimalNumeral64(text);
-  } catch (...) {
+  } catch (NotANumeral const&) {
+    return otherwise;
+  } catch (NumeralTooLarge const&) {
     return otherwise;
   }
 }

@@ -13,6 +13,7 @@
 #pragma once
 
 #include <new>
+#include <type_traits>
 
 #include "survey/frame/records.h"
 
@@ -21,15 +22,19 @@
 
 enum FingerprintingChoice { kNotFingerprinted = 0, kFingerprinted = 1 };
 
+// `Destroy` runs from the host, which cannot take an exception from it: a
+// value type's destructor must not throw, and `Destroy` says so.
 template <class T, FingerprintingChoice Choice>
 struct SurveyorTypeInfo {
-  static void Destroy(void const* value) { static_cast<T const*>(value)->~T(); }
+  static_assert(std::is_nothrow_destructible_v<T>, "a value's destructor runs from the host");
+  static void Destroy(void const* value) noexcept { static_cast<T const*>(value)->~T(); }
   static constexpr SurveyorFingerprint FingerprintFunction() { return nullptr; }
 };
 
 template <class T>
 struct SurveyorTypeInfo<T, kFingerprinted> {
-  static void Destroy(void const* value) { static_cast<T const*>(value)->~T(); }
+  static_assert(std::is_nothrow_destructible_v<T>, "a value's destructor runs from the host");
+  static void Destroy(void const* value) noexcept { static_cast<T const*>(value)->~T(); }
   static void Fingerprint(Fingerprinter& fingerprinter, void const* value) {
     fingerprinter << *static_cast<T const*>(value);
   }
@@ -51,11 +56,13 @@ Fingerprinter& FingerprintBytewise(Fingerprinter& fingerprinter, T const& value)
 SURVEY_API void DependsOnlyOnParameters(Fingerprinter& fingerprinter);
 
 // Construction and destruction of iterator and aggregator states in memory
-// the host owns. `Destroy` is valid on a state that only `Construct` touched.
+// the host owns. `Destroy` is valid on a state that only `Construct` touched,
+// and, as it runs from the host, it never throws.
 template <class T>
 struct IteratorBasics {
+  static_assert(std::is_nothrow_destructible_v<T>, "a state's destructor runs from the host");
   static void Construct(void* state) { ::new (state) T; }
-  static void Destroy(void const* state) { static_cast<T const*>(state)->~T(); }
+  static void Destroy(void const* state) noexcept { static_cast<T const*>(state)->~T(); }
 };
 
 // ---------------------------------------------------------------------------
@@ -106,11 +113,10 @@ struct GlobalProperty {
 template <class R, class I, class O>
 struct PropertyByIndexOfObject {
   using Function = R (*)(I const&, Of, O const&);
-  static int Get(void* result, void const* index, void const* object, void*,
-                 void const* context) {
+  static int Get(void* result, void const* index, void const* object, void*, void const* context) {
     if (result == nullptr) return 1;
     ::new (result) R(FunctionOf<Function>(context)(*static_cast<I const*>(index), Of(0),
-                                                    *static_cast<O const*>(object)));
+                                                   *static_cast<O const*>(object)));
     return 1;
   }
 };
@@ -130,13 +136,12 @@ struct PropertyByIndexOfWorld {
 template <class O, class R>
 struct NumberedProperty {
   using Function = R (*)(unsigned long long, O const&);
-  static int Get(void* result, void const* index, void const* object, void*,
-                 void const* context) {
+  static int Get(void* result, void const* index, void const* object, void*, void const* context) {
     long long const number = static_cast<integer const*>(index)->value;
     if (number < 0) return 0;
     if (result == nullptr) return 1;
     ::new (result) R(FunctionOf<Function>(context)(static_cast<unsigned long long>(number),
-                                                    *static_cast<O const*>(object)));
+                                                   *static_cast<O const*>(object)));
     return 1;
   }
 };
@@ -157,8 +162,7 @@ struct NumberedGlobalProperty {
 template <class O, class R>
 struct NamedProperty {
   using Function = R (*)(unsigned char const*, unsigned long, O const&);
-  static int Get(void* result, void const* index, void const* object, void*,
-                 void const* context) {
+  static int Get(void* result, void const* index, void const* object, void*, void const* context) {
     if (result == nullptr) return 1;
     surveyor_string const& name = *static_cast<surveyor_string const*>(index);
     ::new (result)
@@ -214,20 +218,18 @@ struct IteratedGlobalProperty {
 
 template <class It, class O, class R>
 struct IteratedNamedProperty {
-  static int First(void* result, void const* index, void const* object, void* state,
-                   void const*) {
+  static int First(void* result, void const* index, void const* object, void* state, void const*) {
     if (result == nullptr) return 1;
     surveyor_string const& name = *static_cast<surveyor_string const*>(index);
-    ::new (result) R(static_cast<It*>(state)->First(name.data, name.length,
-                                                     *static_cast<O const*>(object)));
+    ::new (result)
+        R(static_cast<It*>(state)->First(name.data, name.length, *static_cast<O const*>(object)));
     return 1;
   }
-  static int Next(void* result, void const* index, void const* object, void* state,
-                  void const*) {
+  static int Next(void* result, void const* index, void const* object, void* state, void const*) {
     if (result == nullptr) return 1;
     surveyor_string const& name = *static_cast<surveyor_string const*>(index);
-    ::new (result) R(static_cast<It*>(state)->Next(name.data, name.length,
-                                                    *static_cast<O const*>(object)));
+    ::new (result)
+        R(static_cast<It*>(state)->Next(name.data, name.length, *static_cast<O const*>(object)));
     return 1;
   }
 };
@@ -239,8 +241,7 @@ struct IteratedPropertyOfObject {
                    void const* context) {
     return Call(&PropRecord::firstIntermediate, result, object, state, context);
   }
-  static int Next(void* result, void const*, void const* object, void* state,
-                  void const* context) {
+  static int Next(void* result, void const*, void const* object, void* state, void const* context) {
     return Call(&PropRecord::nextIntermediate, result, object, state, context);
   }
 
@@ -286,12 +287,12 @@ struct IteratedPropertyByIndexOfObject {
   }
 
  private:
-  static int Call(MemberSlot PropRecord::*slot, void* result, void const* index,
-                  void const* object, void* state, void const* context) {
+  static int Call(MemberSlot PropRecord::*slot, void* result, void const* index, void const* object,
+                  void* state, void const* context) {
     if (result == nullptr) return 1;
     Member const member = MemberOf<Member>(context, slot);
     ::new (result) R((static_cast<It*>(state)->*member)(*static_cast<I const*>(index), Of(0),
-                                                         *static_cast<O const*>(object)));
+                                                        *static_cast<O const*>(object)));
     return 1;
   }
 };
@@ -299,12 +300,10 @@ struct IteratedPropertyByIndexOfObject {
 template <class It, class R, class I>
 struct IteratedPropertyByIndexOfWorld {
   using Member = R (It::*)(I const&);
-  static int First(void* result, void const* index, void const*, void* state,
-                   void const* context) {
+  static int First(void* result, void const* index, void const*, void* state, void const* context) {
     return Call(&PropRecord::firstIntermediate, result, index, state, context);
   }
-  static int Next(void* result, void const* index, void const*, void* state,
-                  void const* context) {
+  static int Next(void* result, void const* index, void const*, void* state, void const* context) {
     return Call(&PropRecord::nextIntermediate, result, index, state, context);
   }
 
@@ -360,12 +359,10 @@ struct AggregatorBasics {
                           void const* context) {
     return Deliver(&PropRecord::firstInitial, result, state, context);
   }
-  static int NextInitial(void* result, void const*, void const*, void* state,
-                         void const* context) {
+  static int NextInitial(void* result, void const*, void const*, void* state, void const* context) {
     return Deliver(&PropRecord::nextInitial, result, state, context);
   }
-  static int FirstFinal(void* result, void const*, void const*, void* state,
-                        void const* context) {
+  static int FirstFinal(void* result, void const*, void const*, void* state, void const* context) {
     return Deliver(&PropRecord::firstFinal, result, state, context);
   }
   static int NextFinal(void* result, void const*, void const*, void* state, void const* context) {
@@ -373,8 +370,7 @@ struct AggregatorBasics {
   }
 
  private:
-  static int Deliver(MemberSlot PropRecord::*slot, void* result, void* state,
-                     void const* context) {
+  static int Deliver(MemberSlot PropRecord::*slot, void* result, void* state, void const* context) {
     if (result == nullptr) return 1;
     ::new (result) R((static_cast<A*>(state)->*MemberOf<Member>(context, slot))());
     return 1;
@@ -382,8 +378,8 @@ struct AggregatorBasics {
 };
 
 // Stands in any aggregate phase that delivers nothing.
-SURVEY_API int GenericNullGetter(void* result, void const* index, void const* object,
-                                 void* state, void const* context);
+SURVEY_API int GenericNullGetter(void* result, void const* index, void const* object, void* state,
+                                 void const* context);
 
 // ---------------------------------------------------------------------------
 // Cast and operator adaptors. They have no result of their own: they deliver
@@ -404,6 +400,6 @@ struct Operator2 {
   static void Thunk(void* result, void const* left, void const* right, void const* context) {
     if (result == nullptr) return;
     ::new (result) T(FunctionOf<Function>(context)(*static_cast<L const*>(left),
-                                                    *static_cast<Rt const*>(right)));
+                                                   *static_cast<Rt const*>(right)));
   }
 };

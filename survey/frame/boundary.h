@@ -16,12 +16,15 @@
 
 // ---------------------------------------------------------------------------
 // Basic value types. Each is a plain block of the layout given here; both
-// sides rely on these layouts byte for byte.
+// sides rely on these layouts byte for byte. Each names itself, through a
+// static `TypeName()`, by the name under which the host registers it.
 
 // "string": a borrowed view of bytes, not NUL-terminated and not owned.
 struct surveyor_string {
   unsigned char const* data;
   unsigned long length;
+
+  static constexpr char const* TypeName() { return "string"; }
 };
 
 // "substring": a view of part of a string together with the whole string it
@@ -29,6 +32,8 @@ struct surveyor_string {
 struct substring {
   surveyor_string part;
   surveyor_string whole;
+
+  static constexpr char const* TypeName() { return "substring"; }
 };
 
 // One element of a tuple value. A tuple of n elements is n nodes stored in
@@ -42,22 +47,30 @@ struct TupleNode {
 // "integer": one signed 64-bit number.
 struct integer {
   long long value;
+
+  static constexpr char const* TypeName() { return "integer"; }
 };
 
 // "boolean": one byte, 0 or 1.
 struct boolean {
   unsigned char value;
+
+  static constexpr char const* TypeName() { return "boolean"; }
 };
 
 // "time": opaque to the library. The host counts microseconds since
 // 1970-01-01 00:00:00 UTC.
 struct moment {
   long long ticks;
+
+  static constexpr char const* TypeName() { return "time"; }
 };
 
 // "time interval": opaque to the library. The host counts microseconds.
 struct time_interval {
   long long ticks;
+
+  static constexpr char const* TypeName() { return "time interval"; }
 };
 
 // Marks a surveyor function that takes a direct object. It carries nothing;

@@ -1,6 +1,6 @@
 // Comparable values: the vocabulary that any value type with an order gets
 // in one registration. For a type T that has `operator==`, `operator<` and
-// `operator<=`, and names itself through `SurveyorTypeName<T>`,
+// `operator<=`, and names itself through a static `TypeName()`,
 // `ComparableSurveyorRegistration<T>` registers
 //
 //   the relations =, < and <= of T with T,
@@ -16,7 +16,7 @@
 
 #include <map>
 
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 #include "survey/frame/tuple.h"
 
 // ---------------------------------------------------------------------------
@@ -55,7 +55,7 @@ struct WithMultiplicity {
   // T's type name followed by " with multiplicity", built by the first
   // caller and kept until unload.
   static char const* TypeName() {
-    static std::string const name = std::string(SurveyorTypeName<T>::Get()) + " with multiplicity";
+    static std::string const name = std::string(T::TypeName()) + " with multiplicity";
     return name.c_str();
   }
 };
@@ -159,79 +159,42 @@ struct UniqueValuesSurveyorRegistration {
 };
 
 // ---------------------------------------------------------------------------
-// The registration of the group, one record per member, in the order
-// declared. A failure at any step, or in composing a type name between two
-// steps, destroys the members already made, and so unregisters them in
-// reverse order, before the exception goes on.
+// The registration of the group: one table, in the order of its rows. A
+// failure at any row, or in composing a type name before one, unregisters
+// the rows already registered, in reverse order, before the exception goes
+// on.
+
+template <class T>
+auto ComparableRows(SurveyorDependency dependency) {
+  using Unique = unique_value_aggregator<T>;
+  using Extremum = extremum_aggregator<T, T>;
+  using Pair = extremum_aggregator<T, SurveyorTuple2<T, T>>;
+  return RegistrationTable{
+      OperatorRow(kOperatorEqual, &RelationEqual<T, T>::Equal, dependency),
+      OperatorRow(kOperatorLessThan, &RelationLess<T, T>::Less, dependency),
+      OperatorRow(kOperatorLessOrEqual, &RelationLessOrEqual<T, T>::LessOrEqual, dependency),
+      TypeRow<WithMultiplicity<T>, T>(),
+      AggregateRow("unique value", "unique values", &Unique::Initialize, &Unique::Aggregate,
+                   &Unique::FirstFinal, &Unique::NextFinal, dependency),
+      PropertyRow("multiplicity", "multiplicities",
+                  &UniqueValuesSurveyorRegistration<T>::Multiplicity, dependency),
+      AggregateRow("minimum", "minima", &Extremum::Initialize, &Extremum::Aggregate,
+                   &Extremum::Minimum, &Extremum::NextFinal, dependency),
+      AggregateRow("maximum", "maxima", &Extremum::Initialize, &Extremum::Aggregate,
+                   &Extremum::Maximum, &Extremum::NextFinal, dependency),
+      AggregateRow("extrema", "extremas", &Pair::Initialize, &Pair::Aggregate, &Pair::Extrema,
+                   &Pair::NextFinal, dependency)};
+}
 
 template <class T>
 class ComparableSurveyorRegistration {
  public:
   explicit ComparableSurveyorRegistration(SurveyorDependency dependency)
-      : equal_(Using<Operator2<T, T, boolean>>, kOperatorEqual, Name(), Name(), "boolean",
-               &RelationEqual<T, T>::Equal, dependency),
-        less_(Using<Operator2<T, T, boolean>>, kOperatorLessThan, Name(), Name(), "boolean",
-              &RelationLess<T, T>::Less, dependency),
-        lessOrEqual_(Using<Operator2<T, T, boolean>>, kOperatorLessOrEqual, Name(), Name(),
-                     "boolean", &RelationLessOrEqual<T, T>::LessOrEqual, dependency),
-        multiplicityType_(
-            WithMultiplicity<T>::TypeName(), sizeof(WithMultiplicity<T>),
-            &SurveyorTypeInfo<WithMultiplicity<T>, kNotFingerprinted>::Destroy, Name(),
-            SurveyorTypeInfo<WithMultiplicity<T>, kNotFingerprinted>::FingerprintFunction()),
-        uniqueValues_(static_cast<Unique*>(nullptr), "unique value", "unique values", "", Name(),
-                      WithMultiplicity<T>::TypeName(), Phases<Unique, WithMultiplicity<T>>(),
-                      survey::frame::AggregateMembers{ToMemberSlot(&Unique::Initialize), nullptr,
-                                                      ToMemberSlot(&Unique::Aggregate), nullptr,
-                                                      ToMemberSlot(&Unique::FirstFinal),
-                                                      ToMemberSlot(&Unique::NextFinal)},
-                      dependency),
-        multiplicity_(Using<PropertyOfObject<integer, WithMultiplicity<T>>>, "multiplicity",
-                      "multiplicities", "", WithMultiplicity<T>::TypeName(), "integer",
-                      &UniqueValuesSurveyorRegistration<T>::Multiplicity, dependency),
-        minimum_(static_cast<Extremum*>(nullptr), "minimum", "minima", "", Name(), Name(),
-                 Phases<Extremum, T>(), Members<Extremum>(&Extremum::Minimum), dependency),
-        maximum_(static_cast<Extremum*>(nullptr), "maximum", "maxima", "", Name(), Name(),
-                 Phases<Extremum, T>(), Members<Extremum>(&Extremum::Maximum), dependency),
-        extrema_(static_cast<Pair*>(nullptr), "extrema", "extremas", "", Name(),
-                 SurveyorTuple2<T, T>::TypeName(), Phases<Pair, SurveyorTuple2<T, T>>(),
-                 Members<Pair>(&Pair::Extrema), dependency) {}
+      : table_(ComparableRows<T>(dependency)) {}
 
   ComparableSurveyorRegistration(ComparableSurveyorRegistration const&) = delete;
   ComparableSurveyorRegistration& operator=(ComparableSurveyorRegistration const&) = delete;
 
  private:
-  using Unique = unique_value_aggregator<T>;
-  using Extremum = extremum_aggregator<T, T>;
-  using Pair = extremum_aggregator<T, SurveyorTuple2<T, T>>;
-
-  static char const* Name() { return SurveyorTypeName<T>::Get(); }
-
-  // The six phase adaptors of an aggregate that initialises, takes each
-  // element and delivers its answers at the end.
-  template <class A, class R>
-  static survey::frame::AggregatePhases Phases() {
-    return survey::frame::AggregatePhases{
-        &SimpleAggregator<A>::Initialize,           &GenericNullGetter,
-        &SimpleAggregatorOfObject<A, T>::Aggregate, &GenericNullGetter,
-        &AggregatorBasics<A, R>::FirstFinal,        &AggregatorBasics<A, R>::NextFinal};
-  }
-
-  // The members of an extremum aggregator with the given first answer.
-  template <class A, class Answer>
-  static survey::frame::AggregateMembers Members(Answer first) {
-    return survey::frame::AggregateMembers{
-        ToMemberSlot(&A::Initialize), nullptr,
-        ToMemberSlot(&A::Aggregate),  nullptr,
-        ToMemberSlot(first),          ToMemberSlot(&A::NextFinal)};
-  }
-
-  RegisteredOperator equal_;
-  RegisteredOperator less_;
-  RegisteredOperator lessOrEqual_;
-  RegisteredType multiplicityType_;
-  Prop uniqueValues_;
-  Prop multiplicity_;
-  Prop minimum_;
-  Prop maximum_;
-  Prop extrema_;
+  decltype(ComparableRows<T>(nullptr)) table_;
 };

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <memory>
 
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 // ---------------------------------------------------------------------------
 // Dependency functions.
@@ -123,13 +123,10 @@ void Trickle() {
 
 namespace {
 
-void RegisterDependencyNodes() {
-  RegisterGlobalDependency<&CurrentActionDependencyNode>("CurrentAction", &CurrentActionNodeState);
-  RegisterGlobalDependency<&CurrentAnalysisDependencyNode>("CurrentAnalysis",
-                                                           &CurrentAnalysisNodeState);
-  RegisterGlobalDependency<&ComputerIDDependencyNode>("ComputerID", &ComputerIDNodeState);
-}
-
-[[maybe_unused]] int const registered = (RegisterDependencyNodes(), 0);
+RegistrationTable nodes{
+    DependencyRow(&CurrentActionDependencyNode, "CurrentAction", &CurrentActionNodeState),
+    DependencyRow(&CurrentAnalysisDependencyNode, "CurrentAnalysis", &CurrentAnalysisNodeState),
+    DependencyRow(&ComputerIDDependencyNode, "ComputerID", &ComputerIDNodeState),
+};
 
 }  // namespace

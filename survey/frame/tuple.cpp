@@ -7,12 +7,12 @@ void SurveyorTypeNameBuilder::Clear() {
   depth_ = 0;
 }
 
-void SurveyorTypeNameBuilder::AddType(ConstData name) {
+void SurveyorTypeNameBuilder::AddType(std::string_view name) {
   if (!text_.empty() && text_.back() != ' ') text_ += ", ";
-  text_ += MakeString(name);
+  text_ += name;
 }
 
-void SurveyorTypeNameBuilder::StartStructuredType(ConstData name) {
+void SurveyorTypeNameBuilder::StartStructuredType(std::string_view name) {
   AddType(name);
   text_ += "( ";
   ++depth_;
@@ -27,8 +27,8 @@ namespace {
 
 std::string Structured(std::initializer_list<char const*> names) {
   SurveyorTypeNameBuilder builder;
-  builder.StartStructuredType(ConstData());
-  for (char const* name : names) builder.AddType(ConstData(name));
+  builder.StartStructuredType(std::string_view());
+  for (char const* name : names) builder.AddType(name);
   builder.EndStructuredType();
   return builder.Text();
 }

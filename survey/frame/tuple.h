@@ -9,9 +9,10 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
-#include "survey/foundation/data.h"
 #include "survey/frame/boundary.h"
+#include "survey/frame/type_name.h"
 
 // Composes a type name from parts: plain names joined by a comma and a
 // blank, and structured names in parentheses, to any depth.
@@ -21,10 +22,10 @@ class SURVEY_API SurveyorTypeNameBuilder {
   void Clear();
   // Appends a name, after a comma and a blank unless the text is empty or
   // already ends in a blank.
-  void AddType(ConstData name);
+  void AddType(std::string_view name);
   // Appends the name, then an opening parenthesis and a blank, and goes one
   // level deeper.
-  void StartStructuredType(ConstData name);
+  void StartStructuredType(std::string_view name);
   // Comes one level up and appends a blank and a closing parenthesis.
   void EndStructuredType();
 
@@ -45,34 +46,6 @@ SURVEY_API std::string MakeTupleTypeName(char const* first, char const* second, 
 // The element pointer of the node `index` links further along the chain
 // from `node`. A chain that ends first has no such element: NoSuchObject.
 SURVEY_API void const* TupleItem(unsigned long index, TupleNode const* node);
-
-// The registered type name of a value class. A class of the library gives
-// its own through a static `TypeName()`; the host's basic types are named
-// here.
-template <class T>
-struct SurveyorTypeName {
-  static char const* Get() { return T::TypeName(); }
-};
-template <>
-struct SurveyorTypeName<surveyor_string> {
-  static char const* Get() { return "string"; }
-};
-template <>
-struct SurveyorTypeName<integer> {
-  static char const* Get() { return "integer"; }
-};
-template <>
-struct SurveyorTypeName<boolean> {
-  static char const* Get() { return "boolean"; }
-};
-template <>
-struct SurveyorTypeName<moment> {
-  static char const* Get() { return "time"; }
-};
-template <>
-struct SurveyorTypeName<time_interval> {
-  static char const* Get() { return "time interval"; }
-};
 
 // A tuple of two elements. Its nodes point at the elements given; the value
 // must not outlive them. A copy links its own nodes, so its chain never

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 extern char** environ;
 
@@ -78,38 +78,15 @@ surveyor_string AsString(environment_variable const& variable) {
 
 namespace {
 
-TypeRecord environmentType;
-TypeRecord variableType;
-ShortRecord environmentProperty;
-PropRecord variablesProperty;
-ShortRecord variableByName;
-ShortRecord nameProperty;
-ShortRecord valueProperty;
-ShortRecord stringCast;
-
-void RegisterEnvironment() {
-  RegisterType<&environmentType, SurveyorTypeInfo<environment, kNotFingerprinted>, environment>(
-      "environment", nullptr);
-  RegisterType<&variableType, SurveyorTypeInfo<environment_variable, kNotFingerprinted>,
-               environment_variable>("environment variable", nullptr);
-  RegisterProperty<&environmentProperty, GlobalProperty<environment>>(
-      "environment", "environments", "", "", "environment", &Environment_of_world, nullptr);
-  RegisterIteratedProperty<
-      &variablesProperty,
-      IteratedProperty<environment_var_iterator, environment, environment_variable>,
-      environment_var_iterator>("variable", "variables", "", "environment",
-                                "environment variable", nullptr);
-  RegisterProperty<&variableByName, NamedProperty<environment, environment_variable>>(
-      "variable", "variables", "string", "environment", "environment variable", &variable_of,
-      nullptr);
-  RegisterProperty<&nameProperty, Property<environment_variable, surveyor_string>>(
-      "name", "names", "", "environment variable", "string", &name_of, nullptr);
-  RegisterProperty<&valueProperty, Property<environment_variable, surveyor_string>>(
-      "value", "values", "", "environment variable", "string", &value_of, nullptr);
-  RegisterCast<&stringCast, Cast<environment_variable, surveyor_string>>(
-      "string", "environment variable", "string", &AsString, nullptr);
-}
-
-[[maybe_unused]] int const registered = (RegisterEnvironment(), 0);
+RegistrationTable table{
+    TypeRow<environment>(),
+    TypeRow<environment_variable>(),
+    PropertyRow("environment", "environments", &Environment_of_world),
+    IteratedRow<environment_var_iterator>("variable", "variables"),
+    IndexedRow("variable", "variables", &variable_of),
+    PropertyRow("name", "names", &name_of),
+    PropertyRow("value", "values", &value_of),
+    CastRow("string", &AsString),
+};
 
 }  // namespace

@@ -6,10 +6,15 @@
 #include "survey/frame/adaptors.h"
 
 // The one value standing for the process environment. Nothing is stored.
-class SURVEY_API environment {};
+class SURVEY_API environment {
+ public:
+  static constexpr char const* TypeName() { return "environment"; }
+};
 
 // A variable: views of its name and its value. Neither owns its bytes.
 struct SURVEY_API environment_variable {
+  static constexpr char const* TypeName() { return "environment variable"; }
+
   surveyor_string name;
   surveyor_string value;
 };

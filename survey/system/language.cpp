@@ -3,7 +3,7 @@
 #include <clocale>
 #include <cstring>
 
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 namespace {
 
@@ -259,52 +259,40 @@ CodeName const kCountries[] = {
 // Two-letter language codes of the old list with their English names,
 // sorted by code.
 CodeName const kLanguages[] = {
-    {"aa", "Afar"},          {"ab", "Abkhazian"},     {"af", "Afrikaans"},
-    {"am", "Amharic"},       {"ar", "Arabic"},        {"as", "Assamese"},
-    {"ay", "Aymara"},        {"az", "Azerbaijani"},   {"ba", "Bashkir"},
-    {"be", "Byelorussian"},  {"bg", "Bulgarian"},     {"bh", "Bihari"},
-    {"bi", "Bislama"},       {"bn", "Bengali"},       {"bo", "Tibetan"},
-    {"br", "Breton"},        {"ca", "Catalan"},       {"co", "Corsican"},
-    {"cs", "Czech"},         {"cy", "Welsh"},         {"da", "Danish"},
-    {"de", "German"},        {"dz", "Bhutani"},       {"el", "Greek"},
-    {"en", "English"},       {"eo", "Esperanto"},     {"es", "Spanish"},
-    {"et", "Estonian"},      {"eu", "Basque"},        {"fa", "Persian"},
-    {"fi", "Finnish"},       {"fj", "Fiji"},          {"fo", "Faeroese"},
-    {"fr", "French"},        {"fy", "Frisian"},       {"ga", "Irish"},
-    {"gd", "Gaelic"},        {"gl", "Galician"},      {"gn", "Guarani"},
-    {"gu", "Gujarati"},      {"ha", "Hausa"},         {"hi", "Hindi"},
-    {"hr", "Croatian"},      {"hu", "Hungarian"},     {"hy", "Armenian"},
-    {"ia", "Interlingua"},   {"ie", "Interlingue"},   {"ik", "Inupiak"},
-    {"in", "Indonesian"},    {"is", "Icelandic"},     {"it", "Italian"},
-    {"iw", "Hebrew"},        {"ja", "Japanese"},      {"ji", "Yiddish"},
-    {"jw", "Javanese"},      {"ka", "Georgian"},      {"kk", "Kazakh"},
-    {"kl", "Greenlandic"},   {"km", "Cambodian"},     {"kn", "Kannada"},
-    {"ko", "Korean"},        {"ks", "Kashmiri"},      {"ku", "Kurdish"},
-    {"ky", "Kirghiz"},       {"la", "Latin"},         {"ln", "Lingala"},
-    {"lo", "Laothian"},      {"lt", "Lithuanian"},    {"lv", "Latvian"},
-    {"mg", "Malagasy"},      {"mi", "Maori"},         {"mk", "Macedonian"},
-    {"ml", "Malayalam"},     {"mn", "Mongolian"},     {"mo", "Moldavian"},
-    {"mr", "Marathi"},       {"ms", "Malay"},         {"mt", "Maltese"},
-    {"my", "Burmese"},       {"na", "Nauru"},         {"ne", "Nepali"},
-    {"nl", "Dutch"},         {"no", "Norwegian"},     {"oc", "Occitan"},
-    {"om", "Oromo"},         {"or", "Oriya"},         {"pa", "Punjabi"},
-    {"pl", "Polish"},        {"ps", "Pashto"},        {"pt", "Portuguese"},
-    {"qu", "Quechua"},       {"rm", "Rhaeto-Romance"}, {"rn", "Kirundi"},
-    {"ro", "Romanian"},      {"ru", "Russian"},       {"rw", "Kinyarwanda"},
-    {"sa", "Sanskrit"},      {"sd", "Sindhi"},        {"sg", "Sangro"},
-    {"sh", "Serbo-Croatian"}, {"si", "Singhalese"},   {"sk", "Slovak"},
-    {"sl", "Slovenian"},     {"sm", "Samoan"},        {"sn", "Shona"},
-    {"so", "Somali"},        {"sq", "Albanian"},      {"sr", "Serbian"},
-    {"ss", "Siswati"},       {"st", "Sesotho"},       {"su", "Sudanese"},
-    {"sv", "Swedish"},       {"sw", "Swahili"},       {"ta", "Tamil"},
-    {"te", "Tegulu"},        {"tg", "Tajik"},         {"th", "Thai"},
-    {"ti", "Tigrinya"},      {"tk", "Turkmen"},       {"tl", "Tagalog"},
-    {"tn", "Setswana"},      {"to", "Tonga"},         {"tr", "Turkish"},
-    {"ts", "Tsonga"},        {"tt", "Tatar"},         {"tw", "Twi"},
-    {"uk", "Ukrainian"},     {"ur", "Urdu"},          {"uz", "Uzbek"},
-    {"vi", "Vietnamese"},    {"vo", "Volapuk"},       {"wo", "Wolof"},
-    {"xh", "Xhosa"},         {"yo", "Yoruba"},        {"zh", "Chinese"},
-    {"zu", "Zulu"},
+    {"aa", "Afar"},       {"ab", "Abkhazian"},    {"af", "Afrikaans"},   {"am", "Amharic"},
+    {"ar", "Arabic"},     {"as", "Assamese"},     {"ay", "Aymara"},      {"az", "Azerbaijani"},
+    {"ba", "Bashkir"},    {"be", "Byelorussian"}, {"bg", "Bulgarian"},   {"bh", "Bihari"},
+    {"bi", "Bislama"},    {"bn", "Bengali"},      {"bo", "Tibetan"},     {"br", "Breton"},
+    {"ca", "Catalan"},    {"co", "Corsican"},     {"cs", "Czech"},       {"cy", "Welsh"},
+    {"da", "Danish"},     {"de", "German"},       {"dz", "Bhutani"},     {"el", "Greek"},
+    {"en", "English"},    {"eo", "Esperanto"},    {"es", "Spanish"},     {"et", "Estonian"},
+    {"eu", "Basque"},     {"fa", "Persian"},      {"fi", "Finnish"},     {"fj", "Fiji"},
+    {"fo", "Faeroese"},   {"fr", "French"},       {"fy", "Frisian"},     {"ga", "Irish"},
+    {"gd", "Gaelic"},     {"gl", "Galician"},     {"gn", "Guarani"},     {"gu", "Gujarati"},
+    {"ha", "Hausa"},      {"hi", "Hindi"},        {"hr", "Croatian"},    {"hu", "Hungarian"},
+    {"hy", "Armenian"},   {"ia", "Interlingua"},  {"ie", "Interlingue"}, {"ik", "Inupiak"},
+    {"in", "Indonesian"}, {"is", "Icelandic"},    {"it", "Italian"},     {"iw", "Hebrew"},
+    {"ja", "Japanese"},   {"ji", "Yiddish"},      {"jw", "Javanese"},    {"ka", "Georgian"},
+    {"kk", "Kazakh"},     {"kl", "Greenlandic"},  {"km", "Cambodian"},   {"kn", "Kannada"},
+    {"ko", "Korean"},     {"ks", "Kashmiri"},     {"ku", "Kurdish"},     {"ky", "Kirghiz"},
+    {"la", "Latin"},      {"ln", "Lingala"},      {"lo", "Laothian"},    {"lt", "Lithuanian"},
+    {"lv", "Latvian"},    {"mg", "Malagasy"},     {"mi", "Maori"},       {"mk", "Macedonian"},
+    {"ml", "Malayalam"},  {"mn", "Mongolian"},    {"mo", "Moldavian"},   {"mr", "Marathi"},
+    {"ms", "Malay"},      {"mt", "Maltese"},      {"my", "Burmese"},     {"na", "Nauru"},
+    {"ne", "Nepali"},     {"nl", "Dutch"},        {"no", "Norwegian"},   {"oc", "Occitan"},
+    {"om", "Oromo"},      {"or", "Oriya"},        {"pa", "Punjabi"},     {"pl", "Polish"},
+    {"ps", "Pashto"},     {"pt", "Portuguese"},   {"qu", "Quechua"},     {"rm", "Rhaeto-Romance"},
+    {"rn", "Kirundi"},    {"ro", "Romanian"},     {"ru", "Russian"},     {"rw", "Kinyarwanda"},
+    {"sa", "Sanskrit"},   {"sd", "Sindhi"},       {"sg", "Sangro"},      {"sh", "Serbo-Croatian"},
+    {"si", "Singhalese"}, {"sk", "Slovak"},       {"sl", "Slovenian"},   {"sm", "Samoan"},
+    {"sn", "Shona"},      {"so", "Somali"},       {"sq", "Albanian"},    {"sr", "Serbian"},
+    {"ss", "Siswati"},    {"st", "Sesotho"},      {"su", "Sudanese"},    {"sv", "Swedish"},
+    {"sw", "Swahili"},    {"ta", "Tamil"},        {"te", "Tegulu"},      {"tg", "Tajik"},
+    {"th", "Thai"},       {"ti", "Tigrinya"},     {"tk", "Turkmen"},     {"tl", "Tagalog"},
+    {"tn", "Setswana"},   {"to", "Tonga"},        {"tr", "Turkish"},     {"ts", "Tsonga"},
+    {"tt", "Tatar"},      {"tw", "Twi"},          {"uk", "Ukrainian"},   {"ur", "Urdu"},
+    {"uz", "Uzbek"},      {"vi", "Vietnamese"},   {"vo", "Volapuk"},     {"wo", "Wolof"},
+    {"xh", "Xhosa"},      {"yo", "Yoruba"},       {"zh", "Chinese"},     {"zu", "Zulu"},
 };
 
 static_assert(sizeof kCountries / sizeof kCountries[0] == 240, "the country table has 240 codes");
@@ -404,40 +392,16 @@ surveyor_string AsString(primary_language const& value) {
 
 namespace {
 
-TypeRecord languageType;
-TypeRecord primaryLanguageType;
-ShortRecord systemLocaleProperty;
-ShortRecord systemUiLanguageProperty;
-ShortRecord systemLanguageProperty;
-ShortRecord primaryLanguageProperty;
-ShortRecord platformIdProperty;
-ShortRecord languageStringCast;
-ShortRecord primaryLanguageStringCast;
-
-void RegisterLanguage() {
-  RegisterType<&languageType, SurveyorTypeInfo<language, kFingerprinted>, language>("language",
-                                                                                    nullptr);
-  RegisterType<&primaryLanguageType, SurveyorTypeInfo<primary_language, kFingerprinted>,
-               primary_language>("primary language", nullptr);
-  RegisterProperty<&systemLocaleProperty, GlobalProperty<language>>(
-      "system locale", "system locales", "", "", "language", &system_locale_of_world, nullptr);
-  RegisterProperty<&systemUiLanguageProperty, GlobalProperty<language>>(
-      "system ui language", "system ui languages", "", "", "language", &system_locale_of_world,
-      nullptr);
-  RegisterProperty<&systemLanguageProperty, GlobalProperty<surveyor_string>>(
-      "system language", "system languages", "", "", "string", &system_language_of_world,
-      nullptr);
-  RegisterProperty<&primaryLanguageProperty, Property<language, primary_language>>(
-      "primary language", "primary languages", "", "language", "primary language",
-      &primary_language_of_language, nullptr);
-  RegisterProperty<&platformIdProperty, Property<language, surveyor_string>>(
-      "platform id", "platform ids", "", "language", "string", &platform_id_of_language, nullptr);
-  RegisterCast<&languageStringCast, Cast<language, surveyor_string>>(
-      "string", "language", "string", &AsString, &DependsOnlyOnParameters);
-  RegisterCast<&primaryLanguageStringCast, Cast<primary_language, surveyor_string>>(
-      "string", "primary language", "string", &AsString, nullptr);
-}
-
-[[maybe_unused]] int const registered = (RegisterLanguage(), 0);
+RegistrationTable table{
+    FingerprintedTypeRow<language>(),
+    FingerprintedTypeRow<primary_language>(),
+    PropertyRow("system locale", "system locales", &system_locale_of_world),
+    PropertyRow("system ui language", "system ui languages", &system_locale_of_world),
+    PropertyRow("system language", "system languages", &system_language_of_world),
+    PropertyRow("primary language", "primary languages", &primary_language_of_language),
+    PropertyRow("platform id", "platform ids", &platform_id_of_language),
+    CastRow<language>("string", &AsString, &DependsOnlyOnParameters),
+    CastRow<primary_language>("string", &AsString),
+};
 
 }  // namespace

@@ -8,6 +8,8 @@
 // "language": the locale's two-letter language and country codes, each
 // NUL-terminated and empty when absent, and the whole locale name.
 struct SURVEY_API language {
+  static constexpr char const* TypeName() { return "language"; }
+
   char code[3] = {};
   char country[3] = {};
   Stringy platformId;
@@ -15,6 +17,8 @@ struct SURVEY_API language {
 
 // "primary language": the two-letter language code, NUL-terminated.
 struct SURVEY_API primary_language {
+  static constexpr char const* TypeName() { return "primary language"; }
+
   char code[3] = {};
 };
 

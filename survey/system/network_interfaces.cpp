@@ -10,7 +10,7 @@
 #include <memory>
 
 #include "survey/foundation/ascii.h"
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 // ---------------------------------------------------------------------------
 // The walk of the interface table.
@@ -411,91 +411,32 @@ surveyor_string MacAddressOf(ip_network_interface const& interface) {
 
 namespace {
 
-TypeRecord networkType;
-TypeRecord interfaceType;
-TypeRecord ipInterfaceType;
-ShortRecord networkProperty;
-PropRecord interfacesProperty;
-ShortRecord interfaceByNumber;
-PropRecord ipInterfacesProperty;
-ShortRecord ipInterfaceByNumber;
-ShortRecord addressProperty;
-ShortRecord broadcastAddressProperty;
-ShortRecord subnetMaskProperty;
-ShortRecord subnetAddressProperty;
-ShortRecord cidrStringProperty;
-ShortRecord familyProperty;
-ShortRecord loopbackProperty;
-ShortRecord broadcastSupportProperty;
-ShortRecord multicastSupportProperty;
-ShortRecord pointToPointProperty;
-ShortRecord aliasProperty;
-ShortRecord nameProperty;
-ShortRecord macAddressProperty;
-CacheRecord interfaceCache;
+RegistrationTable table{
+    TypeRow<network>(),
+    TypeRow<network_interface>(),
+    TypeRow<ip_network_interface, network_interface>(),
 
-void RegisterNetworkInterfaces() {
-  using IpInterface = ip_network_interface;
-  RegisterType<&networkType, SurveyorTypeInfo<network, kNotFingerprinted>, network>("network",
-                                                                                    nullptr);
-  RegisterType<&interfaceType, SurveyorTypeInfo<network_interface, kNotFingerprinted>,
-               network_interface>("network interface", nullptr);
-  RegisterType<&ipInterfaceType, SurveyorTypeInfo<IpInterface, kNotFingerprinted>, IpInterface>(
-      "network ip interface", "network interface");
+    PropertyRow("network", "networks", &Network_of_world),
+    IteratedRow<network_interface_iterator>("interface", "interfaces"),
+    IndexedRow("interface", "interfaces", &Interface_of, &DependsOnlyOnParameters),
+    IteratedRow<ip_network_interface_iterator>("ip interface", "ip interfaces"),
+    IndexedRow("ip interface", "ip interfaces", &IpInterface_of, &DependsOnlyOnParameters),
 
-  RegisterProperty<&networkProperty, GlobalProperty<network>>(
-      "network", "networks", "", "", "network", &Network_of_world, nullptr);
-  RegisterIteratedProperty<&interfacesProperty,
-                           IteratedProperty<network_interface_iterator, network, network_interface>,
-                           network_interface_iterator>("interface", "interfaces", "", "network",
-                                                       "network interface", nullptr);
-  RegisterProperty<&interfaceByNumber, NumberedProperty<network, network_interface>>(
-      "interface", "interfaces", "integer", "network", "network interface", &Interface_of,
-      &DependsOnlyOnParameters);
-  RegisterIteratedProperty<&ipInterfacesProperty,
-                           IteratedProperty<ip_network_interface_iterator, network, IpInterface>,
-                           ip_network_interface_iterator>(
-      "ip interface", "ip interfaces", "", "network", "network ip interface", nullptr);
-  RegisterProperty<&ipInterfaceByNumber, NumberedProperty<network, IpInterface>>(
-      "ip interface", "ip interfaces", "integer", "network", "network ip interface",
-      &IpInterface_of, &DependsOnlyOnParameters);
+    PropertyRow("address", "addresses", &Ipv4AddressOf),
+    PropertyRow("broadcast address", "broadcast addresses", &Ipv4BroadcastAddressOf),
+    PropertyRow("subnet mask", "subnet masks", &Ipv4SubnetOf),
+    PropertyRow("subnet address", "subnet addresses", &Ipv4SubnetAddressOf),
+    PropertyRow("cidr string", "cidr strings", &Ipv4CidrOf),
+    PropertyRow("family", "families", &FamilyOf),
+    PropertyRow("loopback", "loopbacks", &IsLoopbackOf),
+    PropertyRow("broadcast support", "broadcast supports", &BroadcastSupportOf),
+    PropertyRow("multicast support", "multicast supports", &MulticastSupportOf),
+    PropertyRow("point to point", "point to points", &PointToPointOf),
+    PropertyRow("alias", "aliases", &AliasOf),
+    PropertyRow("name", "names", &NameOf),
+    PropertyRow("mac address", "mac addresses", &MacAddressOf),
 
-  RegisterProperty<&addressProperty, Property<IpInterface, ipv4_address>>(
-      "address", "addresses", "", "network ip interface", "ipv4 address", &Ipv4AddressOf, nullptr);
-  RegisterProperty<&broadcastAddressProperty, Property<IpInterface, ipv4_address>>(
-      "broadcast address", "broadcast addresses", "", "network ip interface", "ipv4 address",
-      &Ipv4BroadcastAddressOf, nullptr);
-  RegisterProperty<&subnetMaskProperty, Property<IpInterface, ipv4_address>>(
-      "subnet mask", "subnet masks", "", "network ip interface", "ipv4 address", &Ipv4SubnetOf,
-      nullptr);
-  RegisterProperty<&subnetAddressProperty, Property<IpInterface, ipv4_address>>(
-      "subnet address", "subnet addresses", "", "network ip interface", "ipv4 address",
-      &Ipv4SubnetAddressOf, nullptr);
-  RegisterProperty<&cidrStringProperty, Property<IpInterface, surveyor_string>>(
-      "cidr string", "cidr strings", "", "network ip interface", "string", &Ipv4CidrOf, nullptr);
-  RegisterProperty<&familyProperty, Property<network_interface, integer>>(
-      "family", "families", "", "network interface", "integer", &FamilyOf, nullptr);
-  RegisterProperty<&loopbackProperty, Property<IpInterface, boolean>>(
-      "loopback", "loopbacks", "", "network ip interface", "boolean", &IsLoopbackOf, nullptr);
-  RegisterProperty<&broadcastSupportProperty, Property<IpInterface, boolean>>(
-      "broadcast support", "broadcast supports", "", "network ip interface", "boolean",
-      &BroadcastSupportOf, nullptr);
-  RegisterProperty<&multicastSupportProperty, Property<IpInterface, boolean>>(
-      "multicast support", "multicast supports", "", "network ip interface", "boolean",
-      &MulticastSupportOf, nullptr);
-  RegisterProperty<&pointToPointProperty, Property<IpInterface, boolean>>(
-      "point to point", "point to points", "", "network ip interface", "boolean", &PointToPointOf,
-      nullptr);
-  RegisterProperty<&aliasProperty, Property<IpInterface, boolean>>(
-      "alias", "aliases", "", "network ip interface", "boolean", &AliasOf, nullptr);
-  RegisterProperty<&nameProperty, Property<IpInterface, surveyor_string>>(
-      "name", "names", "", "network ip interface", "string", &NameOf, nullptr);
-  RegisterProperty<&macAddressProperty, Property<IpInterface, surveyor_string>>(
-      "mac address", "mac addresses", "", "network ip interface", "string", &MacAddressOf, nullptr);
-
-  RegisterCache<&interfaceCache>(&ClearInterfaceCache, nullptr);
-}
-
-[[maybe_unused]] int const registered = (RegisterNetworkInterfaces(), 0);
+    CacheRow(&ClearInterfaceCache, nullptr),
+};
 
 }  // namespace

@@ -82,17 +82,23 @@ SURVEY_API ifi_info const* CachedInterface(unsigned long position);
 // "network": nothing of its own. Making one fills the cache.
 class SURVEY_API network {
  public:
+  static constexpr char const* TypeName() { return "network"; }
+
   network();
 };
 
 // "network interface": an interface of the cache, by its family.
 struct SURVEY_API network_interface {
+  static constexpr char const* TypeName() { return "network interface"; }
+
   unsigned int family;
 };
 
 // "network ip interface", based on "network interface": the family and the
 // cached record. It must not outlive the clearing of the cache.
 struct SURVEY_API ip_network_interface : network_interface {
+  static constexpr char const* TypeName() { return "network ip interface"; }
+
   ifi_info const* info;
 };
 

@@ -8,22 +8,32 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <string>
 
 #include "survey/frame/contexts.h"
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 // ---------------------------------------------------------------------------
-// The distribution table, filled by the unit's initialiser before anything
-// can be evaluated.
+// The distribution table, in place before anything can be evaluated.
 
-DistributionPrefix DistributionTable[7];
+DistributionPrefix DistributionTable[7] = {
+    {"red hat linux release ", "Linux Red Hat "},
+    {"fedora core release ", "Linux Fedora Core "},
+    {"red hat enterprise linux ws release ", "Linux Red Hat Enterprise WS "},
+    {"red hat enterprise linux es release ", "Linux Red Hat Enterprise ES "},
+    {"red hat enterprise linux as release ", "Linux Red Hat Enterprise AS "},
+    {"red hat enterprise linux server release ", "Linux Red Hat Enterprise Server "},
+    {"red hat enterprise linux client release ", "Linux Red Hat Enterprise Client "},
+};
 
 namespace {
 
-// The detected name: allocated once and kept for the life of the process;
-// null after detection when nothing was recognised.
-char* detectedName = nullptr;
+// The detected name: allocated once and kept as long as the library stays
+// loaded, and let go at unload, after the table below has been undone, so
+// that a host that unloads the library loses nothing. Null after detection
+// when nothing was recognised.
+std::unique_ptr<char[]> detectedName;
 bool detectionPending = true;
 
 // The folder under which the marker files are looked for: the machine's
@@ -189,10 +199,10 @@ operating_system Os_of_world() {
   if (detectionPending) {
     // Cleared first: detection runs once, also when it finds nothing.
     detectionPending = false;
-    detectedName = DetectName();
+    detectedName.reset(DetectName());
   }
   operating_system system;
-  system.name = detectedName != nullptr ? detectedName : names.sysname;
+  system.name = detectedName != nullptr ? detectedName.get() : names.sysname;
   system.release = names.release;
   system.build = names.version;
   system.architecture = names.machine;
@@ -230,21 +240,11 @@ surveyor_string Arch_of(operating_system const& system) {
   return ViewOf(system.architecture);
 }
 
-moment Boot_Time_of(operating_system const&) {
-  try {
-    return BootMoment();
-  } catch (...) {
-    throw NoSuchObject();
-  }
-}
+// Nothing of the library's can fail on the way; what the host's time
+// operations throw is the host's and goes back to it unchanged.
+moment Boot_Time_of(operating_system const&) { return BootMoment(); }
 
-time_interval Up_Time_of(operating_system const&) {
-  try {
-    return moment_now() - BootMoment();
-  } catch (...) {
-    throw NoSuchObject();
-  }
-}
+time_interval Up_Time_of(operating_system const&) { return moment_now() - BootMoment(); }
 
 long long BootSecondsSince1970() {
   long long result = 0;
@@ -326,8 +326,7 @@ namespace survey::system::testing {
 
 void RedetectUnder(char const* root) {
   markerRoot = root != nullptr ? root : "";
-  delete[] detectedName;
-  detectedName = nullptr;
+  detectedName.reset();
   detectionPending = true;
 }
 
@@ -336,90 +335,30 @@ unsigned long MarkerFilesOpened() { return markerFilesOpened; }
 }  // namespace survey::system::testing
 
 // ---------------------------------------------------------------------------
-// Registration, in table order, after the table and the two nodes.
+// Registration, in table order: the two nodes, then the vocabulary.
 
 namespace {
 
-TypeRecord operatingSystemType;
-ShortRecord operatingSystemProperty;
-ShortRecord stringCast;
-ShortRecord nameProperty;
-ShortRecord releaseProperty;
-ShortRecord buildProperty;
-ShortRecord architectureProperty;
-ShortRecord bootTimeProperty;
-ShortRecord uptimeProperty;
-ShortRecord hostnameProperty;
-ShortRecord computerNameProperty;
-ShortRecord domainnameProperty;
-ShortRecord hostNameProperty;
-ShortRecord domainNameProperty;
-ShortRecord dnsNameProperty;
-
-void FillDistributionTable() {
-  DistributionTable[0] = {"red hat linux release ", "Linux Red Hat "};
-  DistributionTable[1] = {"fedora core release ", "Linux Fedora Core "};
-  DistributionTable[2] = {"red hat enterprise linux ws release ", "Linux Red Hat Enterprise WS "};
-  DistributionTable[3] = {"red hat enterprise linux es release ", "Linux Red Hat Enterprise ES "};
-  DistributionTable[4] = {"red hat enterprise linux as release ", "Linux Red Hat Enterprise AS "};
-  DistributionTable[5] = {"red hat enterprise linux server release ",
-                          "Linux Red Hat Enterprise Server "};
-  DistributionTable[6] = {"red hat enterprise linux client release ",
-                          "Linux Red Hat Enterprise Client "};
-}
-
-// The detected name is kept as long as the library stays loaded; it is let
-// go at unload, so that a host that unloads the library loses nothing.
-void ReleaseDetectedName(void*) {
-  delete[] detectedName;
-  detectedName = nullptr;
-}
-
-void RegisterOperatingSystem() {
-  FillDistributionTable();
-  survey::frame::QueueAtUnload(&ReleaseDetectedName);
-  RegisterGlobalDependency<&OSDependencyNode>("StableOSProperties", &OSNodeState);
-  RegisterGlobalDependency<&ComputerNameDependencyNode>("StableComputerNameProperties",
-                                                        &ComputerNameNodeState);
-  RegisterType<&operatingSystemType, SurveyorTypeInfo<operating_system, kNotFingerprinted>,
-               operating_system>("operating system", nullptr);
-  RegisterProperty<&operatingSystemProperty, GlobalProperty<operating_system>>(
-      "operating system", "operating systems", "", "", "operating system", &Os_of_world,
-      &OSDependencyNodeFunction);
-  RegisterCast<&stringCast, Cast<operating_system, surveyor_string>>(
-      "string", "operating system", "string", &AsString, &DependsOnlyOnParameters);
-  RegisterProperty<&nameProperty, Property<operating_system, surveyor_string>>(
-      "name", "names", "", "operating system", "string", &Name_of, &DependsOnlyOnParameters);
-  RegisterProperty<&releaseProperty, Property<operating_system, surveyor_string>>(
-      "release", "releases", "", "operating system", "string", &Release_of,
-      &DependsOnlyOnParameters);
-  RegisterProperty<&buildProperty, Property<operating_system, surveyor_string>>(
-      "build", "builds", "", "operating system", "string", &Build_of, &DependsOnlyOnParameters);
-  RegisterProperty<&architectureProperty, Property<operating_system, surveyor_string>>(
-      "architecture", "architectures", "", "operating system", "string", &Arch_of,
-      &DependsOnlyOnParameters);
-  RegisterProperty<&bootTimeProperty, Property<operating_system, moment>>(
-      "boot time", "boot times", "", "operating system", "time", &Boot_Time_of, nullptr);
-  RegisterProperty<&uptimeProperty, Property<operating_system, time_interval>>(
-      "uptime", "uptimes", "", "operating system", "time interval", &Up_Time_of, nullptr);
-  RegisterProperty<&hostnameProperty, GlobalProperty<surveyor_string>>(
-      "hostname", "hostnames", "", "", "string", &HostName_of_world, &DependsOnlyOnParameters);
-  RegisterProperty<&computerNameProperty, GlobalProperty<surveyor_string>>(
-      "computer name", "computer names", "", "", "string", &HostName_of_world,
-      &ComputerNameDependencyNodeFunction);
-  RegisterProperty<&domainnameProperty, GlobalProperty<surveyor_string>>(
-      "domainname", "domainnames", "", "", "string", &DomainName_of_world,
-      &DependsOnlyOnParameters);
-  RegisterProperty<&hostNameProperty, GlobalProperty<surveyor_string>>(
-      "host name", "host names", "", "", "string", &HostName_of_world, &DependsOnlyOnParameters);
-  RegisterProperty<&domainNameProperty, GlobalProperty<surveyor_string>>(
-      "domain name", "domain names", "", "", "string", &DomainName_of_world,
-      &DependsOnlyOnParameters);
-  RegisterProperty<&dnsNameProperty, GlobalProperty<surveyor_string>>(
-      "dns name", "dns names", "", "", "string", &DnsDomainName_of_world,
-      &DependsOnlyOnParameters);
-}
-
-[[maybe_unused]] int const registered = (RegisterOperatingSystem(), 0);
+RegistrationTable table{
+    DependencyRow(&OSDependencyNode, "StableOSProperties", &OSNodeState),
+    DependencyRow(&ComputerNameDependencyNode, "StableComputerNameProperties",
+                  &ComputerNameNodeState),
+    TypeRow<operating_system>(),
+    PropertyRow("operating system", "operating systems", &Os_of_world, &OSDependencyNodeFunction),
+    CastRow("string", &AsString, &DependsOnlyOnParameters),
+    PropertyRow("name", "names", &Name_of, &DependsOnlyOnParameters),
+    PropertyRow("release", "releases", &Release_of, &DependsOnlyOnParameters),
+    PropertyRow("build", "builds", &Build_of, &DependsOnlyOnParameters),
+    PropertyRow("architecture", "architectures", &Arch_of, &DependsOnlyOnParameters),
+    PropertyRow("boot time", "boot times", &Boot_Time_of),
+    PropertyRow("uptime", "uptimes", &Up_Time_of),
+    PropertyRow("hostname", "hostnames", &HostName_of_world, &DependsOnlyOnParameters),
+    PropertyRow("computer name", "computer names", &HostName_of_world,
+                &ComputerNameDependencyNodeFunction),
+    PropertyRow("domainname", "domainnames", &DomainName_of_world, &DependsOnlyOnParameters),
+    PropertyRow("host name", "host names", &HostName_of_world, &DependsOnlyOnParameters),
+    PropertyRow("domain name", "domain names", &DomainName_of_world, &DependsOnlyOnParameters),
+    PropertyRow("dns name", "dns names", &DnsDomainName_of_world, &DependsOnlyOnParameters),
+};
 
 }  // namespace

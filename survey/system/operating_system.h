@@ -12,6 +12,8 @@
 
 class SURVEY_API operating_system {
  public:
+  static constexpr char const* TypeName() { return "operating system"; }
+
   Stringy name;          // the detected display name, or the system's name
   Stringy release;       // the kernel release
   Stringy build;         // the kernel version line

@@ -11,7 +11,7 @@
 #include "survey/foundation/file_errors.h"
 #include "survey/foundation/stringy.h"
 #include "survey/frame/contexts.h"
-#include "survey/frame/registration.h"
+#include "survey/frame/table.h"
 
 char const kUnnamedProcess[] = "unnamed";
 
@@ -78,11 +78,10 @@ bool ProcessIdToPath(unsigned long pid, char* buffer, unsigned long capacity) {
 // ---------------------------------------------------------------------------
 // The walk of /proc.
 
-process_walk::~process_walk() noexcept(false) {
+process_walk::~process_walk() {
   if (directory_ == nullptr) return;
-  DIR* const directory = directory_;
+  closedir(directory_);
   directory_ = nullptr;
-  if (closedir(directory) != 0) throw FileIOError();
 }
 
 void process_walk::Restart() {
@@ -212,7 +211,7 @@ application NextTableApplication(unsigned long& index, TableWalk walk) {
     surveyor_string const path{reinterpret_cast<unsigned char const*>(name), std::strlen(name)};
     try {
       return ApplicationOfWorld(path);
-    } catch (...) {
+    } catch (NoSuchObject const&) {
       // Not a file (any more): the walk goes on with the next entry.
     }
   }
@@ -228,11 +227,8 @@ application FoundApplication(FindApplication find, unsigned char const* name,
   if (!find(reinterpret_cast<char const*>(name), length, found)) throw NoSuchObject();
   found[kTableNameSize - 1] = '\0';
   surveyor_string const path{reinterpret_cast<unsigned char const*>(found), std::strlen(found)};
-  try {
-    return ApplicationOfWorld(path);
-  } catch (...) {
-    throw NoSuchObject();
-  }
+  // A name that is no file gives NoSuchObject on its own.
+  return ApplicationOfWorld(path);
 }
 
 }  // namespace
@@ -348,56 +344,22 @@ ProcessCountRecord* ProcessCounts::UpdateCounts(LogMeasureEventType event, Const
 
 namespace {
 
-TypeRecord processType;
-ShortRecord processByNumber;
-PropRecord processesProperty;
-PropRecord processesByName;
-ShortRecord nameProperty;
-ShortRecord pidProperty;
-ShortRecord idProperty;
-ShortRecord processIdProperty;
-PropRecord runningApplications;
-ShortRecord runningApplicationByName;
-PropRecord recentApplications;
-ShortRecord recentApplicationByName;
-
-void RegisterProcesses() {
-  RegisterType<&processType, SurveyorTypeInfo<process, kNotFingerprinted>, process>("process",
-                                                                                    nullptr);
-  RegisterProperty<&processByNumber, PropertyByIndexOfWorld<process, integer>>(
-      "process", "processes", "integer", "", "process", &numberedprocess_of_world, nullptr);
-  RegisterIteratedProperty<&processesProperty, IteratedGlobalProperty<process_iterator, process>,
-                           process_iterator>("process", "processes", "", "", "process", nullptr);
-  RegisterIteratedSlots<
-      &processesByName,
-      IteratedPropertyByIndexOfWorld<namedprocess_iterator, process, surveyor_string>,
-      namedprocess_iterator>("process", "processes", "string", "", "process",
-                             &namedprocess_iterator::First, &namedprocess_iterator::Next, nullptr);
-  RegisterProperty<&nameProperty, Property<process, surveyor_string>>(
-      "name", "names", "", "process", "string", &name_of_process, &DependsOnlyOnParameters);
-  RegisterProperty<&pidProperty, Property<process, integer>>(
-      "pid", "pids", "", "process", "integer", &pid_of_process, &DependsOnlyOnParameters);
-  RegisterProperty<&idProperty, Property<process, integer>>(
-      "id", "ids", "", "process", "integer", &pid_of_process, &DependsOnlyOnParameters);
-  RegisterProperty<&processIdProperty, Property<process, integer>>(
-      "process id", "process ids", "", "process", "integer", &pid_of_process,
-      &DependsOnlyOnParameters);
-  RegisterIteratedProperty<&runningApplications,
-                           IteratedGlobalProperty<running_app_iterator, application>,
-                           running_app_iterator>("running application", "running applications", "",
-                                                 "", "application", &DependsOnProcessTable);
-  RegisterProperty<&runningApplicationByName, NamedGlobalProperty<application>>(
-      "running application", "running applications", "string", "", "application", &RunApp_of,
-      &DependsOnProcessTable);
-  RegisterIteratedProperty<&recentApplications,
-                           IteratedGlobalProperty<recent_app_iterator, application>,
-                           recent_app_iterator>("recent application", "recent applications", "", "",
-                                                "application", &DependsOnProcessTable);
-  RegisterProperty<&recentApplicationByName, NamedGlobalProperty<application>>(
-      "recent application", "recent applications", "string", "", "application", &RecentApp_of,
-      &DependsOnProcessTable);
-}
-
-[[maybe_unused]] int const registered = (RegisterProcesses(), 0);
+RegistrationTable table{
+    TypeRow<process>(),
+    IndexedRow("process", "processes", &numberedprocess_of_world),
+    IteratedRow<process_iterator>("process", "processes"),
+    IteratedRow("process", "processes", &namedprocess_iterator::First,
+                &namedprocess_iterator::Next),
+    PropertyRow("name", "names", &name_of_process, &DependsOnlyOnParameters),
+    PropertyRow("pid", "pids", &pid_of_process, &DependsOnlyOnParameters),
+    PropertyRow("id", "ids", &pid_of_process, &DependsOnlyOnParameters),
+    PropertyRow("process id", "process ids", &pid_of_process, &DependsOnlyOnParameters),
+    IteratedRow<running_app_iterator>("running application", "running applications",
+                                      &DependsOnProcessTable),
+    IndexedRow("running application", "running applications", &RunApp_of, &DependsOnProcessTable),
+    IteratedRow<recent_app_iterator>("recent application", "recent applications",
+                                     &DependsOnProcessTable),
+    IndexedRow("recent application", "recent applications", &RecentApp_of, &DependsOnProcessTable),
+};
 
 }  // namespace

@@ -21,6 +21,8 @@
 // A process: its name and its number as decimal text, both zero-terminated
 // and in evaluation memory. The number is parsed when asked for.
 struct SURVEY_API process {
+  static constexpr char const* TypeName() { return "process"; }
+
   char const* name;
   char const* id;
 };
@@ -41,8 +43,10 @@ SURVEY_API bool ProcessIdToPath(unsigned long pid, char* buffer, unsigned long c
 class SURVEY_API process_walk {
  public:
   process_walk() = default;
-  // Closes an open handle; a failing close throws FileIOError.
-  ~process_walk() noexcept(false);
+  // Closes an open handle. The host destroys the walk and cannot take an
+  // exception from that, and the handle is released whether or not the
+  // close reports an error, so a failing close is not reported.
+  ~process_walk();
   process_walk(process_walk const&) = delete;
   process_walk& operator=(process_walk const&) = delete;
 

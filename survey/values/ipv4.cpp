@@ -145,54 +145,21 @@ boolean TextLessOrEqualAddress(surveyor_string const& text, ipv4_address const& 
 
 namespace {
 
-TypeRecord addressType;
-ShortRecord stringCast;
-ShortRecord addressOfText;
+RegistrationTable addresses{
+    TypeRow<ipv4_address>(),
+    CastRow("string", &AsString, &DependsOnlyOnParameters),
+    IndexedRow("ipv4 address", "ipv4 addresses", &AsIPAddress, &DependsOnlyOnParameters),
+};
 
-void RegisterAddresses() {
-  RegisterType<&addressType, SurveyorTypeInfo<ipv4_address, kNotFingerprinted>, ipv4_address>(
-      "ipv4 address", nullptr);
-  RegisterCast<&stringCast, Cast<ipv4_address, surveyor_string>>(
-      "string", "ipv4 address", "string", &AsString, &DependsOnlyOnParameters);
-  RegisterProperty<&addressOfText, PropertyByIndexOfWorld<ipv4_address, surveyor_string>>(
-      "ipv4 address", "ipv4 addresses", "string", "", "ipv4 address", &AsIPAddress,
-      &DependsOnlyOnParameters);
-}
+ComparableSurveyorRegistration<ipv4_address> comparable(&DependsOnlyOnParameters);
 
-[[maybe_unused]] int const registeredAddresses = (RegisterAddresses(), 0);
-
-ComparableSurveyorRegistration<ipv4_address> const comparable(&DependsOnlyOnParameters);
-
-ShortRecord addressEqualsText;
-ShortRecord addressLessThanText;
-ShortRecord addressLessOrEqualText;
-ShortRecord textEqualsAddress;
-ShortRecord textLessThanAddress;
-ShortRecord textLessOrEqualAddress;
-
-void RegisterTextRelations() {
-  using AddressWithText = Operator2<ipv4_address, surveyor_string, boolean>;
-  using TextWithAddress = Operator2<surveyor_string, ipv4_address, boolean>;
-  RegisterOperator<&addressEqualsText, AddressWithText>(kOperatorEqual, "ipv4 address", "string",
-                                                        "boolean", &AddressEqualsText,
-                                                        &DependsOnlyOnParameters);
-  RegisterOperator<&addressLessThanText, AddressWithText>(kOperatorLessThan, "ipv4 address",
-                                                          "string", "boolean", &AddressLessThanText,
-                                                          &DependsOnlyOnParameters);
-  RegisterOperator<&addressLessOrEqualText, AddressWithText>(
-      kOperatorLessOrEqual, "ipv4 address", "string", "boolean", &AddressLessOrEqualText,
-      &DependsOnlyOnParameters);
-  RegisterOperator<&textEqualsAddress, TextWithAddress>(kOperatorEqual, "string", "ipv4 address",
-                                                        "boolean", &TextEqualsAddress,
-                                                        &DependsOnlyOnParameters);
-  RegisterOperator<&textLessThanAddress, TextWithAddress>(
-      kOperatorLessThan, "string", "ipv4 address", "boolean", &TextLessThanAddress,
-      &DependsOnlyOnParameters);
-  RegisterOperator<&textLessOrEqualAddress, TextWithAddress>(
-      kOperatorLessOrEqual, "string", "ipv4 address", "boolean", &TextLessOrEqualAddress,
-      &DependsOnlyOnParameters);
-}
-
-[[maybe_unused]] int const registeredTextRelations = (RegisterTextRelations(), 0);
+RegistrationTable textRelations{
+    OperatorRow(kOperatorEqual, &AddressEqualsText, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessThan, &AddressLessThanText, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessOrEqual, &AddressLessOrEqualText, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorEqual, &TextEqualsAddress, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessThan, &TextLessThanAddress, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessOrEqual, &TextLessOrEqualAddress, &DependsOnlyOnParameters),
+};
 
 }  // namespace

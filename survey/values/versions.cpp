@@ -162,96 +162,40 @@ surveyor_strverscmp_version AsStrverscmpVersion(surveyor_string const& text) {
 
 namespace {
 
-TypeRecord versionType;
-ShortRecord versionOfText;
-ShortRecord versionToString;
-ShortRecord stringToVersion;
-TypeRecord strverscmpType;
-ShortRecord strverscmpOfText;
-ShortRecord stringToStrverscmp;
+using VersionText = VersionRelations;
+using StrverscmpText = StrverscmpRelations;
 
-void RegisterVersions() {
-  RegisterType<&versionType, SurveyorTypeInfo<surveyor_version, kFingerprinted>, surveyor_version>(
-      "version", nullptr);
-  RegisterProperty<&versionOfText, PropertyByIndexOfWorld<surveyor_version, surveyor_string>>(
-      "version", "versions", "string", "", "version", &version_of, &DependsOnlyOnParameters);
-  RegisterCast<&versionToString, Cast<surveyor_version, surveyor_string>>(
-      "string", "version", "string", &AsString, &DependsOnlyOnParameters);
-  RegisterCast<&stringToVersion, Cast<surveyor_string, surveyor_version>>(
-      "version", "string", "version", &AsVersion, &DependsOnlyOnParameters);
-  RegisterType<&strverscmpType, SurveyorTypeInfo<surveyor_strverscmp_version, kFingerprinted>,
-               surveyor_strverscmp_version>("strverscmp version", "version");
-  RegisterProperty<&strverscmpOfText,
-                   PropertyByIndexOfWorld<surveyor_strverscmp_version, surveyor_string>>(
-      "strverscmp version", "strverscmp versions", "string", "", "strverscmp version",
-      &strverscmp_version_of, &DependsOnlyOnParameters);
-  RegisterCast<&stringToStrverscmp, Cast<surveyor_string, surveyor_strverscmp_version>>(
-      "strverscmp version", "string", "strverscmp version", &AsStrverscmpVersion,
-      &DependsOnlyOnParameters);
-}
+RegistrationTable versions{
+    FingerprintedTypeRow<surveyor_version>(),
+    IndexedRow("version", "versions", &version_of, &DependsOnlyOnParameters),
+    CastRow<surveyor_version>("string", &AsString, &DependsOnlyOnParameters),
+    CastRow("version", &AsVersion, &DependsOnlyOnParameters),
+    FingerprintedTypeRow<surveyor_strverscmp_version, surveyor_version>(),
+    IndexedRow("strverscmp version", "strverscmp versions", &strverscmp_version_of,
+               &DependsOnlyOnParameters),
+    CastRow("strverscmp version", &AsStrverscmpVersion, &DependsOnlyOnParameters),
+};
 
-[[maybe_unused]] int const registeredVersions = (RegisterVersions(), 0);
+ComparableSurveyorRegistration<surveyor_version> comparable(&DependsOnlyOnParameters);
 
-ComparableSurveyorRegistration<surveyor_version> const comparable(&DependsOnlyOnParameters);
-
-// The three relations =, < and <= of one pair of operand types, in that
-// order, each with its own record.
-template <class Left, class Right, ShortRecord* EqualRecord, ShortRecord* LessRecord,
-          ShortRecord* LessOrEqualRecord>
-void RegisterRelationsOf(char const* left, char const* right,
-                         typename Operator2<Left, Right, boolean>::Function equal,
-                         typename Operator2<Left, Right, boolean>::Function less,
-                         typename Operator2<Left, Right, boolean>::Function lessOrEqual) {
-  using Adaptor = Operator2<Left, Right, boolean>;
-  RegisterOperator<EqualRecord, Adaptor>(kOperatorEqual, left, right, "boolean", equal,
-                                         &DependsOnlyOnParameters);
-  RegisterOperator<LessRecord, Adaptor>(kOperatorLessThan, left, right, "boolean", less,
-                                        &DependsOnlyOnParameters);
-  RegisterOperator<LessOrEqualRecord, Adaptor>(kOperatorLessOrEqual, left, right, "boolean",
-                                               lessOrEqual, &DependsOnlyOnParameters);
-}
-
-ShortRecord versionEqualsText;
-ShortRecord versionLessThanText;
-ShortRecord versionLessOrEqualText;
-ShortRecord textEqualsVersion;
-ShortRecord textLessThanVersion;
-ShortRecord textLessOrEqualVersion;
-ShortRecord strverscmpEqual;
-ShortRecord strverscmpLessThan;
-ShortRecord strverscmpLessOrEqual;
-ShortRecord strverscmpEqualsText;
-ShortRecord strverscmpLessThanText;
-ShortRecord strverscmpLessOrEqualText;
-ShortRecord textEqualsStrverscmp;
-ShortRecord textLessThanStrverscmp;
-ShortRecord textLessOrEqualStrverscmp;
-
-void RegisterRelations() {
-  using V = surveyor_version;
-  using S = surveyor_strverscmp_version;
-  using T = surveyor_string;
-  using VersionText = VersionRelations;
-  using StrverscmpText = StrverscmpRelations;
-  RegisterRelationsOf<V, T, &versionEqualsText, &versionLessThanText, &versionLessOrEqualText>(
-      "version", "string", &VersionText::VersionEqual, &VersionText::VersionLess,
-      &VersionText::VersionLessOrEqual);
-  RegisterRelationsOf<T, V, &textEqualsVersion, &textLessThanVersion, &textLessOrEqualVersion>(
-      "string", "version", &VersionText::TextEqual, &VersionText::TextLess,
-      &VersionText::TextLessOrEqual);
-  RegisterRelationsOf<S, S, &strverscmpEqual, &strverscmpLessThan, &strverscmpLessOrEqual>(
-      "strverscmp version", "strverscmp version", &StrverscmpText::Equal, &StrverscmpText::Less,
-      &StrverscmpText::LessOrEqual);
-  RegisterRelationsOf<S, T, &strverscmpEqualsText, &strverscmpLessThanText,
-                      &strverscmpLessOrEqualText>(
-      "strverscmp version", "string", &StrverscmpText::VersionEqual, &StrverscmpText::VersionLess,
-      &StrverscmpText::VersionLessOrEqual);
-  RegisterRelationsOf<T, S, &textEqualsStrverscmp, &textLessThanStrverscmp,
-                      &textLessOrEqualStrverscmp>(
-      "string", "strverscmp version", &StrverscmpText::TextEqual, &StrverscmpText::TextLess,
-      &StrverscmpText::TextLessOrEqual);
-}
-
-[[maybe_unused]] int const registeredRelations = (RegisterRelations(), 0);
+// The remaining relations, three to each pair of operand types: =, < and <=.
+RegistrationTable relations{
+    OperatorRow(kOperatorEqual, &VersionText::VersionEqual, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessThan, &VersionText::VersionLess, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessOrEqual, &VersionText::VersionLessOrEqual, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorEqual, &VersionText::TextEqual, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessThan, &VersionText::TextLess, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessOrEqual, &VersionText::TextLessOrEqual, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorEqual, &StrverscmpText::Equal, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessThan, &StrverscmpText::Less, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessOrEqual, &StrverscmpText::LessOrEqual, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorEqual, &StrverscmpText::VersionEqual, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessThan, &StrverscmpText::VersionLess, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessOrEqual, &StrverscmpText::VersionLessOrEqual,
+                &DependsOnlyOnParameters),
+    OperatorRow(kOperatorEqual, &StrverscmpText::TextEqual, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessThan, &StrverscmpText::TextLess, &DependsOnlyOnParameters),
+    OperatorRow(kOperatorLessOrEqual, &StrverscmpText::TextLessOrEqual, &DependsOnlyOnParameters),
+};
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/failing_allocation.h"
 #include "tests/unit/foundation/file_tree.h"
 
 namespace {
@@ -273,6 +274,20 @@ TEST(FileItemTest, OverlongPathIsAFailedLook) {
 
 // ---------------------------------------------------------------------------
 // NewFileItem
+
+// A failed look is false; a failed allocation is no failed look and goes on.
+TEST(NewFileItemTest, TryToGetAnswersForFailedLooksOnly) {
+  ScratchFolder folder;
+  folder.WriteFile("f", "");
+  FileLocation const missing = At(folder / "missing");
+  FileLocation const present = At(folder / "f");
+  NewFileItem item;
+  EXPECT_FALSE(item.TryToGet(missing));
+  survey::testing::FailNextAllocation();
+  EXPECT_THROW(item.TryToGet(present), std::bad_alloc);
+  EXPECT_FALSE(survey::testing::AllocationFailurePending());
+  EXPECT_TRUE(item.TryToGet(present));
+}
 
 TEST(NewFileItemTest, WithoutALookEveryAccessorRaisesButLocation) {
   NewFileItem item;

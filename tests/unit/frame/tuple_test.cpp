@@ -21,32 +21,32 @@ TEST(SurveyorTypeNameBuilderTest, StartsEmptyAtDepthZero) {
 
 TEST(SurveyorTypeNameBuilderTest, AddTypePutsACommaAndABlankBetweenNames) {
   SurveyorTypeNameBuilder builder;
-  builder.AddType(ConstData("string"));
+  builder.AddType("string");
   EXPECT_EQ("string", builder.Text());
-  builder.AddType(ConstData("integer"));
+  builder.AddType("integer");
   EXPECT_EQ("string, integer", builder.Text());
 }
 
 TEST(SurveyorTypeNameBuilderTest, AddTypeAfterABlankAddsNoComma) {
   SurveyorTypeNameBuilder builder;
-  builder.AddType(ConstData("list "));
-  builder.AddType(ConstData("item"));
+  builder.AddType("list ");
+  builder.AddType("item");
   EXPECT_EQ("list item", builder.Text());
 }
 
 TEST(SurveyorTypeNameBuilderTest, StructuredTypesOpenAndCloseWithBlanksInside) {
   SurveyorTypeNameBuilder builder;
-  builder.StartStructuredType(ConstData());
+  builder.StartStructuredType("");
   EXPECT_EQ("( ", builder.Text());
   EXPECT_EQ(1u, builder.Depth());
-  builder.AddType(ConstData("a"));
-  builder.StartStructuredType(ConstData());
+  builder.AddType("a");
+  builder.StartStructuredType("");
   EXPECT_EQ(2u, builder.Depth());
-  builder.AddType(ConstData("b"));
-  builder.AddType(ConstData("c"));
+  builder.AddType("b");
+  builder.AddType("c");
   builder.EndStructuredType();
   EXPECT_EQ(1u, builder.Depth());
-  builder.AddType(ConstData("d"));
+  builder.AddType("d");
   builder.EndStructuredType();
   EXPECT_EQ(0u, builder.Depth());
   EXPECT_EQ("( a, ( b, c ), d )", builder.Text());
@@ -54,20 +54,20 @@ TEST(SurveyorTypeNameBuilderTest, StructuredTypesOpenAndCloseWithBlanksInside) {
 
 TEST(SurveyorTypeNameBuilderTest, ANamedStructureHasItsNameBeforeTheParenthesis) {
   SurveyorTypeNameBuilder builder;
-  builder.StartStructuredType(ConstData("pair"));
-  builder.AddType(ConstData("a"));
+  builder.StartStructuredType("pair");
+  builder.AddType("a");
   builder.EndStructuredType();
   EXPECT_EQ("pair( a )", builder.Text());
 }
 
 TEST(SurveyorTypeNameBuilderTest, ClearEmptiesTheTextAndZeroesTheDepth) {
   SurveyorTypeNameBuilder builder;
-  builder.StartStructuredType(ConstData());
-  builder.AddType(ConstData("a"));
+  builder.StartStructuredType("");
+  builder.AddType("a");
   builder.Clear();
   EXPECT_EQ("", builder.Text());
   EXPECT_EQ(0u, builder.Depth());
-  builder.AddType(ConstData("b"));
+  builder.AddType("b");
   EXPECT_EQ("b", builder.Text());
 }
 

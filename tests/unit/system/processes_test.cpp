@@ -39,6 +39,7 @@
 #include "host/engine/registry.h"
 #include "survey/foundation/file_errors.h"
 #include "survey/frame/contexts.h"
+#include "tests/support/failing_allocation.h"
 #include "tests/support/shell.h"
 #include "tests/unit/system/program_copy.h"
 
@@ -737,7 +738,7 @@ nlohmann::json Ask(std::string const& query, int status = 0) {
   char pattern[] = "/tmp/survey-processes-home-XXXXXX";
   std::string const home = mkdtemp(pattern);
   ShellResult const result = RunShell("env -i TZ=UTC HOME='" + home + "' " + settings +
-                                   "'" SURVEY_COMMAND "' --json -e '" + query + "'");
+                                      "'" SURVEY_COMMAND "' --json -e '" + query + "'");
   std::system(("rm -rf '" + home + "'").c_str());
   EXPECT_EQ(status, result.status) << query;
   nlohmann::json answer = nlohmann::json::parse(result.output, nullptr, false);
@@ -836,8 +837,13 @@ struct TableEntry {
 std::vector<TableEntry> table;
 int entryCalls = 0;
 
+// The index of the entry after whose reading the next allocation fails;
+// none when past any table.
+unsigned long failAllocationAfterEntry = static_cast<unsigned long>(-1);
+
 bool GetEntry(unsigned long index, char* name, unsigned char* state) {
   ++entryCalls;
+  if (index == failAllocationAfterEntry) survey::testing::FailNextAllocation();
   if (index >= table.size()) return false;
   std::strcpy(name, table[index].name.c_str());
   *state = table[index].state;
@@ -847,8 +853,12 @@ bool GetEntry(unsigned long index, char* name, unsigned char* state) {
 bool EntryRunning(unsigned long index) { return index < table.size() && table[index].running; }
 
 // Finds by whole name among the entries that `wanted` accepts.
+// Whether the next allocation fails after a lookup has found its entry.
+bool failAllocationAfterFind = false;
+
 template <bool Running>
 bool FindEntry(char const* name, unsigned long length, char* found) {
+  if (failAllocationAfterFind) survey::testing::FailNextAllocation();
   for (TableEntry const& entry : table) {
     if (Running ? !entry.running : entry.state != 1) continue;
     if (entry.name == std::string(name, length)) {
@@ -906,7 +916,11 @@ class ApplicationsTest : public ::testing::Test {
     };
     entryCalls = 0;
   }
-  ~ApplicationsTest() override { table.clear(); }
+  ~ApplicationsTest() override {
+    table.clear();
+    failAllocationAfterEntry = static_cast<unsigned long>(-1);
+    failAllocationAfterFind = false;
+  }
 
   template <class Body>
   void Within(SurveyorContext* context, Body body) {
@@ -981,6 +995,26 @@ TEST_F(ApplicationsTest, WithoutTheInterfaceThereIsNoContext) {
     EXPECT_THROW(RecentApp_of(reinterpret_cast<unsigned char const*>("sh"), 2), NoSurveyorContext);
     Fingerprinter fingerprinter;
     EXPECT_THROW(DependsOnProcessTable(fingerprinter), NoSurveyorContext);
+  });
+}
+
+// An entry that is no application is passed over, and a name that is none
+// is no value; a failed allocation on the way is neither, and goes on.
+TEST_F(ApplicationsTest, AFailedAllocationIsNotTakenForAnEntryThatIsNoApplication) {
+  TableContext context;
+  Within(&context, [&] {
+    failAllocationAfterEntry = 0;
+    recent_app_iterator recent;
+    EXPECT_THROW(recent.First(), std::bad_alloc);
+    EXPECT_FALSE(survey::testing::AllocationFailurePending());
+    failAllocationAfterEntry = static_cast<unsigned long>(-1);
+    failAllocationAfterFind = true;
+    EXPECT_THROW(RecentApp_of(reinterpret_cast<unsigned char const*>(env_.data()), env_.size()),
+                 std::bad_alloc);
+    EXPECT_THROW(RunApp_of(reinterpret_cast<unsigned char const*>(sh_.data()), sh_.size()),
+                 std::bad_alloc);
+    failAllocationAfterFind = false;
+    EXPECT_EQ(sh_, Text(Path(Of(0), recent.First())));
   });
 }
 
