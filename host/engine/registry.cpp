@@ -152,6 +152,11 @@ std::vector<std::string_view> SplitTupleName(std::string_view name) {
 
 void DestroyNothing(void const*) {}
 
+// "1 more problem", "2 more problems".
+std::string More(std::size_t count, char const* what) {
+  return std::to_string(count) + " more " + what + (count == 1 ? "" : "s");
+}
+
 // --- Descriptions of records, for the messages of a load.
 
 std::string Describe(TypeEntry const& entry) { return "type " + Quoted(entry.name); }
@@ -459,9 +464,7 @@ std::optional<std::string> Registry::EndLoad() {
   loadStart_.reset();
   if (firstRefusal_) {
     std::string message = "the host refused " + *firstRefusal_;
-    if (otherRefusals_ != 0) {
-      message += " (and " + std::to_string(otherRefusals_) + " more registrations)";
-    }
+    if (otherRefusals_ != 0) message += " (and " + More(otherRefusals_, "refusal") + ")";
     firstRefusal_.reset();
     otherRefusals_ = 0;
     return message;
@@ -540,9 +543,7 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
   }
   if (problems.empty()) return std::nullopt;
   std::string message = problems.front();
-  if (problems.size() > 1) {
-    message += " (and " + std::to_string(problems.size() - 1) + " more problems)";
-  }
+  if (problems.size() > 1) message += " (and " + More(problems.size() - 1, "problem") + ")";
   return message;
 }
 
