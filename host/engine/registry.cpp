@@ -159,20 +159,20 @@ std::string More(std::size_t count, char const* what) {
 
 // --- Descriptions of records, for the messages of a load.
 
-std::string Describe(TypeEntry const& entry) { return "type " + Quoted(entry.name); }
+std::string RecordName(TypeEntry const& entry) { return "type " + Quoted(entry.name); }
 
-std::string DescribeRecord(PropertyEntry const& entry) {
+std::string RecordName(PropertyEntry const& entry) {
   std::string text = "property " + Quoted(entry.singular) + " / " + Quoted(entry.plural);
   if (!entry.index.empty()) text += " with " + Quoted(entry.index);
   text += entry.object.empty() ? std::string(" of world") : " of " + Quoted(entry.object);
   return text;
 }
 
-std::string Describe(CastEntry const& entry) {
+std::string RecordName(CastEntry const& entry) {
   return "cast " + Quoted(entry.phrase) + " of " + Quoted(entry.source);
 }
 
-std::string Describe(OperatorEntry const& entry) {
+std::string RecordName(OperatorEntry const& entry) {
   return "operator " + Quoted(OperatorName(entry.code)) + " of " + Quoted(entry.left) + " and " +
          Quoted(entry.right);
 }
@@ -180,10 +180,13 @@ std::string Describe(OperatorEntry const& entry) {
 }  // namespace
 
 std::size_t RecordKeyHash::operator()(RecordKey const& key) const noexcept {
+  // The parts' hashes mixed in order, so that ("a", "b") and ("b", "a")
+  // differ.
+  constexpr std::size_t kGolden = static_cast<std::size_t>(0x9e3779b97f4a7c15ULL);
   std::hash<std::string_view> const hash;
   std::size_t value = hash(key[0]);
-  value ^= hash(key[1]) + 0x9e3779b97f4a7c15ULL + (value << 6) + (value >> 2);
-  value ^= hash(key[2]) + 0x9e3779b97f4a7c15ULL + (value << 6) + (value >> 2);
+  value ^= hash(key[1]) + kGolden + (value << 6) + (value >> 2);
+  value ^= hash(key[2]) + kGolden + (value << 6) + (value >> 2);
   return value;
 }
 
@@ -498,14 +501,14 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
     switch (record.kind) {
       case RecordKind::kType: {
         TypeEntry const& entry = record.type;
-        std::string const what = Describe(entry);
+        std::string const what = RecordName(entry);
         unique(what, FirstUnder(types_, {entry.name, "", ""}) == &entry, "the same type name");
         known(what + " has the base type", entry.baseName);
         break;
       }
       case RecordKind::kProperty: {
         PropertyEntry const& entry = record.property;
-        std::string const what = DescribeRecord(entry);
+        std::string const what = RecordName(entry);
         for (std::string_view form : Forms(entry)) {
           unique(what, FirstUnder(properties_, {form, entry.index, entry.object}) == &entry,
                  "the phrase " + Quoted(form) + " with the same index and object types");
@@ -517,7 +520,7 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
       }
       case RecordKind::kCast: {
         CastEntry const& entry = record.cast;
-        std::string const what = Describe(entry);
+        std::string const what = RecordName(entry);
         unique(what, FirstUnder(casts_, {entry.phrase, entry.source, ""}) == &entry,
                "the same cast phrase and source type");
         known(what + " names the source type", entry.source);
@@ -526,7 +529,7 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
       }
       case RecordKind::kOperator: {
         OperatorEntry const& entry = record.op;
-        std::string const what = Describe(entry);
+        std::string const what = RecordName(entry);
         unique(what,
                FirstUnder(operators_, {CodeText(entry.code).View(), entry.left, entry.right}) ==
                    &entry,
