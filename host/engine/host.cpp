@@ -41,10 +41,10 @@ Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
   Registry::Scope scope(registry_);
   Register_Type(ownTypes_->string, kTypeHostArea, "string", sizeof(surveyor_string),
                 &DestroyNothing, nullptr, &FingerprintString);
-  Register_Type(ownTypes_->integerType, kTypeHostArea, "integer", sizeof(integer),
-                &DestroyNothing, nullptr, &FingerprintBytes<integer>);
-  Register_Type(ownTypes_->booleanType, kTypeHostArea, "boolean", sizeof(boolean),
-                &DestroyNothing, nullptr, &FingerprintBytes<boolean>);
+  Register_Type(ownTypes_->integerType, kTypeHostArea, "integer", sizeof(integer), &DestroyNothing,
+                nullptr, &FingerprintBytes<integer>);
+  Register_Type(ownTypes_->booleanType, kTypeHostArea, "boolean", sizeof(boolean), &DestroyNothing,
+                nullptr, &FingerprintBytes<boolean>);
   Register_Type(ownTypes_->time, kTypeHostArea, "time", sizeof(moment), &DestroyNothing, nullptr,
                 &FingerprintBytes<moment>);
   Register_Type(ownTypes_->interval, kTypeHostArea, "time interval", sizeof(time_interval),
@@ -80,26 +80,37 @@ void Host::Load(std::string const& path) {
                           "cannot load surveyor library " + path + ": not a regular file");
   }
   std::size_t const before = registry_.RecordCount();
-  void* handle = nullptr;
-  {
-    Registry::Scope scope(registry_);
-    handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-      char const* const reason = dlerror();
-      throw EvaluationError(ErrorKind::kLoad, "cannot load surveyor library " + path + ": " +
-                                                  (reason != nullptr ? reason : "unknown error"));
-    }
-    if (dlsym(handle, "survey") == nullptr) {
-      dlclose(handle);
-      throw EvaluationError(ErrorKind::kLoad,
-                            path + " is not a surveyor library: it has no function \"survey\"");
-    }
+  // The library registers from its initialisers, inside dlopen: while the
+  // load is under way the registry keeps what it refuses instead of
+  // throwing, and reports it, with what only the whole load shows, at the
+  // end.
+  Registry::Scope scope(registry_);
+  registry_.BeginLoad();
+  void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  std::optional<std::string> const problem = registry_.EndLoad();
+  if (handle == nullptr) {
+    char const* const reason = dlerror();
+    throw EvaluationError(ErrorKind::kLoad, "cannot load surveyor library " + path + ": " +
+                                                (reason != nullptr ? reason : "unknown error"));
+  }
+  if (dlsym(handle, "survey") == nullptr) {
+    dlclose(handle);
+    throw EvaluationError(ErrorKind::kLoad,
+                          path + " is not a surveyor library: it has no function \"survey\"");
   }
   if (registry_.RecordCount() == before) {
     // Its initialisers ran before, into another registry of this process.
     dlclose(handle);
     throw EvaluationError(ErrorKind::kLoad,
                           "surveyor library " + path + " is loaded by another host already");
+  }
+  if (problem) {
+    // Closing the library undoes what did register, each record by the
+    // unregistration it queued.
+    registry_.ClearCaches();
+    dlclose(handle);
+    throw EvaluationError(ErrorKind::kLoad,
+                          "cannot load surveyor library " + path + ": " + *problem);
   }
   handle_ = handle;
   path_ = path;
@@ -134,54 +145,23 @@ std::unique_ptr<Evaluation> Host::NewEvaluation(SurveyorContext* context) const 
 
 std::unique_ptr<Stream> Host::Property(std::string_view phrase, Value const& index,
                                        Value const& object) const {
-  std::vector<PropertyEntry const*> const named = registry_.PropertiesNamed(phrase);
-  if (named.empty()) {
-    throw EvaluationError(ErrorKind::kUnknownPhrase, "unknown phrase " + Quoted(phrase));
-  }
-  PropertyEntry const* const entry = registry_.FindProperty(phrase, index.Type(), object.Type());
-  if (entry == nullptr) {
-    std::string message = "no property " + Quoted(phrase);
-    message += index.Empty() ? std::string(" without an index")
-                             : " with an index of type " + Quoted(index.Type()->name);
-    message += object.Empty() ? std::string(" of world") : " of " + Quoted(object.Type()->name);
-    message += "; it exists";
-    char const* separator = " ";
-    for (PropertyEntry const* other : named) {
-      message += separator;
-      separator = ", ";
-      message += other->index.empty() ? std::string() : "with " + Quoted(other->index) + " ";
-      message += other->object.empty() ? std::string("of world") : "of " + Quoted(other->object);
-    }
-    throw EvaluationError(ErrorKind::kNoSuchProperty, message);
-  }
-  if (entry->kind == PropertyKind::kAggregate) {
+  PropertyEntry const& entry = registry_.LookupProperty(phrase, index.Type(), object.Type());
+  if (entry.kind == PropertyKind::kAggregate) {
     throw EvaluationError(ErrorKind::kTypeError,
-                          Describe(*entry) + " is an aggregate: it takes a stream");
+                          Describe(entry) + " is an aggregate: it takes a stream");
   }
-  return OpenProperty(Bind(registry_, *entry), index, object);
+  return OpenProperty(Bind(registry_, entry), index, object);
 }
 
 Value Host::Cast(std::string_view phrase, Value const& value) const {
-  CastEntry const* const cast = registry_.FindCast(phrase, value.Type());
-  if (cast == nullptr) {
-    std::string message = "no cast " + Quoted(phrase) + " for " +
-                          Quoted(value.Empty() ? "nothing" : value.Type()->name);
-    // Name the types that do have it.
-    std::string sources;
-    for (CastEntry const* entry : registry_.Casts()) {
-      if (entry->phrase != phrase) continue;
-      sources += (sources.empty() ? "" : ", ") + Quoted(entry->source);
-    }
-    if (!sources.empty()) message += "; it is a cast of " + sources;
-    throw EvaluationError(ErrorKind::kNoSuchProperty, message);
-  }
-  TypeEntry const* const target = registry_.FindType(cast->target);
+  CastEntry const& cast = registry_.LookupCast(phrase, value.Type());
+  TypeEntry const* const target = registry_.FindType(cast.target);
   if (target == nullptr) {
-    throw EvaluationError(ErrorKind::kNoSuchProperty,
-                          "the cast " + Quoted(phrase) + " yields the unregistered type " +
-                              Quoted(cast->target));
+    throw EvaluationError(
+        ErrorKind::kNoSuchProperty,
+        "the cast " + Quoted(phrase) + " yields the unregistered type " + Quoted(cast.target));
   }
-  return CallCast(*cast, target, value);
+  return CallCast(cast, target, value);
 }
 
 std::string Host::Text(Value const& value) const {

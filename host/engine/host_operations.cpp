@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/engine/calls.h"
 #include "host/engine/evaluation.h"
 #include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
@@ -42,6 +43,39 @@ std::string Text(char const* text, char const* what) {
 // The empty string and null both stand for "none".
 std::string OptionalText(char const* text) { return text == nullptr ? std::string() : text; }
 
+// A phrase or type name for a message, as the library gave it.
+std::string Shown(char const* text) {
+  return text == nullptr ? std::string("(null)") : survey::host::Quoted(text);
+}
+
+// Runs a registration. While a library loads, a refusal cannot be thrown: it
+// would pass through the library's static initialisers and dlopen, and end
+// the process. The registry keeps the first one instead, with the record's
+// kind and name, and the load reports it once the library has finished
+// loading. Outside a load the refusal is thrown as ever.
+template <class Describe, class Body>
+void Registering(Describe describe, Body body) {
+  try {
+    body();
+  } catch (std::exception const& error) {
+    Registry& registry = Registry::Current();
+    if (!registry.Loading()) throw;
+    registry.Refuse(describe() + " (" + error.what() + ")");
+  } catch (...) {
+    Registry& registry = Registry::Current();
+    if (!registry.Loading()) throw;
+    registry.Refuse(describe());
+  }
+}
+
+std::string DescribeProperty(char const* singular, char const* plural, char const* index,
+                             char const* object) {
+  std::string text = "property " + Shown(singular) + " / " + Shown(plural);
+  if (index != nullptr && *index != '\0') text += " with " + Shown(index);
+  text += object == nullptr || *object == '\0' ? std::string(" of world") : " of " + Shown(object);
+  return text;
+}
+
 void Unregister(RecordKind kind, void* record) {
   Registry* const owner = Registry::Owner(record);
   (owner != nullptr ? *owner : Registry::Current()).Remove(kind, record);
@@ -60,13 +94,16 @@ survey::host::Arena& LooseArena() {
 
 void Register_Type(void* record, unsigned long hostArea, char const* name, unsigned long size,
                    SurveyorDestroy destroy, char const* base, SurveyorFingerprint fingerprint) {
-  TypeEntry entry;
-  entry.name = Text(name, "type name");
-  entry.size = size;
-  entry.destroy = destroy;
-  entry.baseName = OptionalText(base);
-  entry.fingerprint = fingerprint;
-  Registry::Current().AddType(record, hostArea, std::move(entry));
+  Registering([&] { return std::string("type ") + Shown(name); },
+              [&] {
+                TypeEntry entry;
+                entry.name = Text(name, "type name");
+                entry.size = size;
+                entry.destroy = destroy;
+                entry.baseName = OptionalText(base);
+                entry.fingerprint = fingerprint;
+                Registry::Current().AddType(record, hostArea, std::move(entry));
+              });
 }
 
 namespace {
@@ -93,12 +130,15 @@ void Register_Property(void* record, unsigned long hostArea, char const* singula
                        char const* plural, char const* index, char const* object,
                        char const* result, SurveyorGetter getter, void const* context,
                        SurveyorDependency dependency) {
-  PropertyEntry entry =
-      PropertyHeader(singular, plural, index, object, result, context, dependency);
-  entry.kind = PropertyKind::kSimple;
-  Require(getter != nullptr, "a getter", entry.singular);
-  entry.getter = getter;
-  Registry::Current().AddProperty(record, hostArea, std::move(entry));
+  Registering([&] { return DescribeProperty(singular, plural, index, object); },
+              [&] {
+                PropertyEntry entry =
+                    PropertyHeader(singular, plural, index, object, result, context, dependency);
+                entry.kind = PropertyKind::kSimple;
+                Require(getter != nullptr, "a getter", entry.singular);
+                entry.getter = getter;
+                Registry::Current().AddProperty(record, hostArea, std::move(entry));
+              });
 }
 
 void Register_Iterated_Property(void* record, unsigned long hostArea, char const* singular,
@@ -107,16 +147,19 @@ void Register_Iterated_Property(void* record, unsigned long hostArea, char const
                                 SurveyorConstruct construct, SurveyorDestroy destroy,
                                 SurveyorGetter first, SurveyorGetter next, void const* context,
                                 SurveyorDependency dependency) {
-  PropertyEntry entry =
-      PropertyHeader(singular, plural, index, object, result, context, dependency);
-  entry.kind = PropertyKind::kIterated;
-  Require(first != nullptr && next != nullptr, "First and Next", entry.singular);
-  entry.stateSize = stateSize;
-  entry.construct = construct;
-  entry.destroyState = destroy;
-  entry.first = first;
-  entry.next = next;
-  Registry::Current().AddProperty(record, hostArea, std::move(entry));
+  Registering([&] { return DescribeProperty(singular, plural, index, object); },
+              [&] {
+                PropertyEntry entry =
+                    PropertyHeader(singular, plural, index, object, result, context, dependency);
+                entry.kind = PropertyKind::kIterated;
+                Require(first != nullptr && next != nullptr, "First and Next", entry.singular);
+                entry.stateSize = stateSize;
+                entry.construct = construct;
+                entry.destroyState = destroy;
+                entry.first = first;
+                entry.next = next;
+                Registry::Current().AddProperty(record, hostArea, std::move(entry));
+              });
 }
 
 void Register_Aggregate_Property(void* record, unsigned long hostArea, char const* singular,
@@ -124,68 +167,85 @@ void Register_Aggregate_Property(void* record, unsigned long hostArea, char cons
                                  char const* result, unsigned long stateSize,
                                  SurveyorConstruct construct, SurveyorDestroy destroy,
                                  SurveyorGetter firstInitial, SurveyorGetter nextInitial,
-                                 SurveyorGetter firstIntermediate,
-                                 SurveyorGetter nextIntermediate, SurveyorGetter firstFinal,
-                                 SurveyorGetter nextFinal, void const* context,
-                                 SurveyorDependency dependency) {
-  PropertyEntry entry =
-      PropertyHeader(singular, plural, index, object, result, context, dependency);
-  entry.kind = PropertyKind::kAggregate;
-  entry.stateSize = stateSize;
-  entry.construct = construct;
-  entry.destroyState = destroy;
-  entry.phases[survey::host::kFirstInitial] = firstInitial;
-  entry.phases[survey::host::kNextInitial] = nextInitial;
-  entry.phases[survey::host::kFirstIntermediate] = firstIntermediate;
-  entry.phases[survey::host::kNextIntermediate] = nextIntermediate;
-  entry.phases[survey::host::kFirstFinal] = firstFinal;
-  entry.phases[survey::host::kNextFinal] = nextFinal;
-  Registry::Current().AddProperty(record, hostArea, std::move(entry));
+                                 SurveyorGetter firstIntermediate, SurveyorGetter nextIntermediate,
+                                 SurveyorGetter firstFinal, SurveyorGetter nextFinal,
+                                 void const* context, SurveyorDependency dependency) {
+  Registering([&] { return DescribeProperty(singular, plural, index, object); },
+              [&] {
+                PropertyEntry entry =
+                    PropertyHeader(singular, plural, index, object, result, context, dependency);
+                entry.kind = PropertyKind::kAggregate;
+                entry.stateSize = stateSize;
+                entry.construct = construct;
+                entry.destroyState = destroy;
+                entry.phases[survey::host::kFirstInitial] = firstInitial;
+                entry.phases[survey::host::kNextInitial] = nextInitial;
+                entry.phases[survey::host::kFirstIntermediate] = firstIntermediate;
+                entry.phases[survey::host::kNextIntermediate] = nextIntermediate;
+                entry.phases[survey::host::kFirstFinal] = firstFinal;
+                entry.phases[survey::host::kNextFinal] = nextFinal;
+                Registry::Current().AddProperty(record, hostArea, std::move(entry));
+              });
 }
 
 void Register_Cast(void* record, unsigned long hostArea, char const* phrase, char const* source,
                    char const* target, SurveyorCastThunk thunk, void const* context,
                    SurveyorDependency dependency) {
-  CastEntry entry;
-  entry.phrase = Text(phrase, "cast phrase");
-  entry.source = Text(source, "cast source type");
-  entry.target = Text(target, "cast target type");
-  Require(thunk != nullptr, "a thunk", entry.phrase);
-  entry.thunk = thunk;
-  entry.context = context;
-  entry.dependency = dependency;
-  Registry::Current().AddCast(record, hostArea, std::move(entry));
+  Registering([&] { return std::string("cast ") + Shown(phrase) + " of " + Shown(source); },
+              [&] {
+                CastEntry entry;
+                entry.phrase = Text(phrase, "cast phrase");
+                entry.source = Text(source, "cast source type");
+                entry.target = Text(target, "cast target type");
+                Require(thunk != nullptr, "a thunk", entry.phrase);
+                entry.thunk = thunk;
+                entry.context = context;
+                entry.dependency = dependency;
+                Registry::Current().AddCast(record, hostArea, std::move(entry));
+              });
 }
 
 void Register_Binary_Operator(void* record, unsigned long hostArea, int code, char const* left,
                               char const* right, char const* result, SurveyorOperatorThunk thunk,
                               void const* context, SurveyorDependency dependency) {
-  OperatorEntry entry;
-  entry.code = code;
-  entry.left = Text(left, "left operand type");
-  entry.right = Text(right, "right operand type");
-  entry.result = Text(result, "operator result type");
-  Require(thunk != nullptr, "a thunk", "operator " + std::to_string(code));
-  entry.thunk = thunk;
-  entry.context = context;
-  entry.dependency = dependency;
-  Registry::Current().AddOperator(record, hostArea, std::move(entry));
+  Registering(
+      [&] {
+        return "operator " + Shown(survey::host::OperatorName(code).c_str()) + " of " +
+               Shown(left) + " and " + Shown(right);
+      },
+      [&] {
+        OperatorEntry entry;
+        entry.code = code;
+        entry.left = Text(left, "left operand type");
+        entry.right = Text(right, "right operand type");
+        entry.result = Text(result, "operator result type");
+        Require(thunk != nullptr, "a thunk", "operator " + std::to_string(code));
+        entry.thunk = thunk;
+        entry.context = context;
+        entry.dependency = dependency;
+        Registry::Current().AddOperator(record, hostArea, std::move(entry));
+      });
 }
 
 void Register_Global_Dependency(void* node, unsigned long hostArea, char const* name,
                                 SurveyorDependency nodeFunction) {
-  DependencyNodeEntry entry;
-  entry.name = Text(name, "dependency node name");
-  entry.function = nodeFunction;
-  Registry::Current().AddDependency(node, hostArea, std::move(entry));
+  Registering([&] { return std::string("global dependency ") + Shown(name); },
+              [&] {
+                DependencyNodeEntry entry;
+                entry.name = Text(name, "dependency node name");
+                entry.function = nodeFunction;
+                Registry::Current().AddDependency(node, hostArea, std::move(entry));
+              });
 }
 
-void Register_Cache(void* record, unsigned long hostArea, SurveyorCacheClear clear,
-                    void* cookie) {
-  CacheEntry entry;
-  entry.clear = clear;
-  entry.cookie = cookie;
-  Registry::Current().AddCache(record, hostArea, entry);
+void Register_Cache(void* record, unsigned long hostArea, SurveyorCacheClear clear, void* cookie) {
+  Registering([&] { return std::string("cache"); },
+              [&] {
+                CacheEntry entry;
+                entry.clear = clear;
+                entry.cookie = cookie;
+                Registry::Current().AddCache(record, hostArea, entry);
+              });
 }
 
 void Unregister_Type(void* record) { Unregister(RecordKind::kType, record); }
@@ -313,8 +373,9 @@ moment AsMoment(Instant const& instant) { return moment{instant.microseconds}; }
 
 TimeObject TextToTime(ConstData text) {
   survey::host::TimeFields fields;
-  std::string_view const view(reinterpret_cast<char const*>(text.begin),
-                              text.begin == nullptr ? 0 : static_cast<std::size_t>(text.end - text.begin));
+  std::string_view const view(
+      reinterpret_cast<char const*>(text.begin),
+      text.begin == nullptr ? 0 : static_cast<std::size_t>(text.end - text.begin));
   if (!survey::host::ParseTimeFields(view, fields)) throw NoSuchObject();
   TimeObject time;
   time.date.day = fields.day;
@@ -396,9 +457,7 @@ AccessLock::AccessLock() : storage_() {
   ::new (static_cast<void*>(storage_)) pthread_mutex_t(PTHREAD_MUTEX_INITIALIZER);
 }
 
-AccessLock::~AccessLock() {
-  pthread_mutex_destroy(reinterpret_cast<pthread_mutex_t*>(storage_));
-}
+AccessLock::~AccessLock() { pthread_mutex_destroy(reinterpret_cast<pthread_mutex_t*>(storage_)); }
 
 void AccessLock::Lock() { pthread_mutex_lock(reinterpret_cast<pthread_mutex_t*>(storage_)); }
 

@@ -1,7 +1,11 @@
 #include "host/engine/registry.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
+#include <functional>
+
+#include "host/engine/calls.h"
 
 namespace survey::host {
 
@@ -15,21 +19,180 @@ struct HostAreaHeader {
 };
 constexpr unsigned long long kHostAreaMagic = 0x5355525645594852ULL;
 
+// A chain of bases longer than this is taken for a cycle of names.
+constexpr int kMaxBaseDepth = 64;
+
 Registry* gCurrent = nullptr;
 
 char const* KindName(RecordKind kind) {
   switch (kind) {
-    case RecordKind::kType: return "type";
-    case RecordKind::kProperty: return "property";
-    case RecordKind::kCast: return "cast";
-    case RecordKind::kOperator: return "operator";
-    case RecordKind::kDependency: return "global dependency";
-    case RecordKind::kCache: return "cache";
+    case RecordKind::kType:
+      return "type";
+    case RecordKind::kProperty:
+      return "property";
+    case RecordKind::kCast:
+      return "cast";
+    case RecordKind::kOperator:
+      return "operator";
+    case RecordKind::kDependency:
+      return "global dependency";
+    case RecordKind::kCache:
+      return "cache";
   }
   return "record";
 }
 
+void ClaimHostArea(void* record, Registry* owner) {
+  HostAreaHeader const header{owner, kHostAreaMagic};
+  std::memcpy(record, &header, sizeof header);
+}
+
+std::string_view NameOf(TypeEntry const* type) {
+  return type == nullptr ? std::string_view() : std::string_view(type->name);
+}
+
+// A type and its bases, nearest first; a null type is the one element
+// "none".
+class Lineage {
+ public:
+  Lineage(Registry const& registry, TypeEntry const* type) {
+    types_[size_++] = type;
+    for (int depth = 0; type != nullptr && depth < kMaxBaseDepth; ++depth) {
+      type = registry.BaseOf(type);
+      if (type != nullptr) types_[size_++] = type;
+    }
+  }
+  TypeEntry const* const* begin() const { return types_.data(); }
+  TypeEntry const* const* end() const { return types_.data() + size_; }
+
+ private:
+  std::array<TypeEntry const*, kMaxBaseDepth + 1> types_{};
+  std::size_t size_ = 0;
+};
+
+// An operator code as the first part of an index key.
+class CodeText {
+ public:
+  explicit CodeText(int code) {
+    auto const [end, error] = std::to_chars(text_.data(), text_.data() + text_.size(), code);
+    size_ = error == std::errc() ? static_cast<std::size_t>(end - text_.data()) : 0;
+  }
+  std::string_view View() const { return std::string_view(text_.data(), size_); }
+
+ private:
+  std::array<char, 16> text_{};
+  std::size_t size_ = 0;
+};
+
+// Adds an entry to the list under a key, keeping the order of registration.
+template <class Entry>
+void AddUnder(KeyedEntries<Entry>& index, RecordKey const& key, Entry const* entry) {
+  auto found = index.find(key);
+  if (found == index.end()) {
+    found = index
+                .emplace(std::array<std::string, 3>{std::string(key[0]), std::string(key[1]),
+                                                    std::string(key[2])},
+                         std::vector<Entry const*>())
+                .first;
+  }
+  found->second.push_back(entry);
+}
+
+template <class Entry>
+void RemoveUnder(KeyedEntries<Entry>& index, RecordKey const& key, Entry const* entry) {
+  auto const found = index.find(key);
+  if (found == index.end()) return;
+  auto& entries = found->second;
+  entries.erase(std::remove(entries.begin(), entries.end(), entry), entries.end());
+  if (entries.empty()) index.erase(found);
+}
+
+template <class Entry>
+std::vector<Entry const*> const* EntriesUnder(KeyedEntries<Entry> const& index,
+                                              RecordKey const& key) {
+  auto const found = index.find(key);
+  return found == index.end() ? nullptr : &found->second;
+}
+
+template <class Entry>
+Entry const* FirstUnder(KeyedEntries<Entry> const& index, RecordKey const& key) {
+  auto const* const entries = EntriesUnder(index, key);
+  return entries == nullptr ? nullptr : entries->front();
+}
+
+// The phrase forms a property is found by: its singular and, when it
+// differs, its plural.
+std::vector<std::string_view> Forms(PropertyEntry const& entry) {
+  std::vector<std::string_view> forms{entry.singular};
+  if (entry.plural != entry.singular) forms.push_back(entry.plural);
+  return forms;
+}
+
+// The top-level element names of a tuple name "( a, ( b, c ), d )"; empty
+// if the name is no tuple name.
+std::vector<std::string_view> SplitTupleName(std::string_view name) {
+  std::vector<std::string_view> parts;
+  if (name.size() < 4 || !name.starts_with("( ") || !name.ends_with(" )")) return parts;
+  std::string_view const inner = name.substr(2, name.size() - 4);
+  int depth = 0;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i < inner.size(); ++i) {
+    char const c = inner[i];
+    if (c == '(') ++depth;
+    if (c == ')') --depth;
+    if (depth == 0 && c == ',' && i + 1 < inner.size() && inner[i + 1] == ' ') {
+      parts.push_back(inner.substr(start, i - start));
+      start = i + 2;
+      ++i;
+    }
+  }
+  parts.push_back(inner.substr(start));
+  return parts;
+}
+
+void DestroyNothing(void const*) {}
+
+// "1 more problem", "2 more problems".
+std::string More(std::size_t count, char const* what) {
+  return std::to_string(count) + " more " + what + (count == 1 ? "" : "s");
+}
+
+// --- Descriptions of records, for the messages of a load.
+
+std::string RecordName(TypeEntry const& entry) { return "type " + Quoted(entry.name); }
+
+std::string RecordName(PropertyEntry const& entry) {
+  std::string text = "property " + Quoted(entry.singular) + " / " + Quoted(entry.plural);
+  if (!entry.index.empty()) text += " with " + Quoted(entry.index);
+  text += entry.object.empty() ? std::string(" of world") : " of " + Quoted(entry.object);
+  return text;
+}
+
+std::string RecordName(CastEntry const& entry) {
+  return "cast " + Quoted(entry.phrase) + " of " + Quoted(entry.source);
+}
+
+std::string RecordName(OperatorEntry const& entry) {
+  return "operator " + Quoted(OperatorName(entry.code)) + " of " + Quoted(entry.left) + " and " +
+         Quoted(entry.right);
+}
+
 }  // namespace
+
+std::size_t RecordKeyHash::operator()(RecordKey const& key) const noexcept {
+  // The parts' hashes mixed in order, so that ("a", "b") and ("b", "a")
+  // differ.
+  constexpr std::size_t kGolden = static_cast<std::size_t>(0x9e3779b97f4a7c15ULL);
+  std::hash<std::string_view> const hash;
+  std::size_t value = hash(key[0]);
+  value ^= hash(key[1]) + kGolden + (value << 6) + (value >> 2);
+  value ^= hash(key[2]) + kGolden + (value << 6) + (value >> 2);
+  return value;
+}
+
+std::size_t RecordKeyHash::operator()(std::array<std::string, 3> const& key) const noexcept {
+  return (*this)(RecordKey{key[0], key[1], key[2]});
+}
 
 struct Registry::Record {
   unsigned long long sequence = 0;
@@ -41,6 +204,10 @@ struct Registry::Record {
   OperatorEntry op;
   DependencyNodeEntry dependency;
   CacheEntry cache;
+};
+
+struct alignas(16) Registry::TupleRecord {
+  unsigned char bytes[kTypeHostArea] = {};
 };
 
 Registry::Registry() = default;
@@ -76,8 +243,7 @@ Registry* Registry::Owner(void const* record) {
 void Registry::Admit(void* record, unsigned long hostArea, unsigned long expectedArea,
                      RecordKind kind, std::string const& name) {
   if (record == nullptr) {
-    throw RegistrationError(std::string("null record for ") + KindName(kind) + " \"" + name +
-                            "\"");
+    throw RegistrationError(std::string("null record for ") + KindName(kind) + " \"" + name + "\"");
   }
   if (hostArea != expectedArea) {
     throw RegistrationError(std::string("host area of ") + std::to_string(hostArea) +
@@ -94,100 +260,138 @@ void Registry::Admit(void* record, unsigned long hostArea, unsigned long expecte
   }
 }
 
-namespace {
-void ClaimHostArea(void* record, Registry* owner) {
-  HostAreaHeader const header{owner, kHostAreaMagic};
-  std::memcpy(record, &header, sizeof header);
+// Files an admitted record: its sequence, the journal, the map by address.
+Registry::Record& Registry::Insert(void* record, RecordKind kind, std::string const& name) {
+  auto owned = std::make_unique<Record>();
+  owned->kind = kind;
+  owned->address = record;
+  owned->sequence = sequence_ + 1;
+  journal_.push_back({RegistryEvent::kRegistered, kind, record, name});
+  Record& filed = *owned;
+  byRecord_[record] = &filed;
+  records_.emplace(filed.sequence, std::move(owned));
+  ++sequence_;
+  return filed;
 }
-}  // namespace
 
 void Registry::AddType(void* record, unsigned long hostArea, TypeEntry entry) {
   Admit(record, hostArea, kTypeHostArea, RecordKind::kType, entry.name);
-  if (entry.destroy == nullptr) throw RegistrationError("type \"" + entry.name + "\" has no Destroy");
-  auto owned = std::make_unique<Record>();
-  owned->kind = RecordKind::kType;
-  owned->address = record;
+  if (entry.destroy == nullptr)
+    throw RegistrationError("type \"" + entry.name + "\" has no Destroy");
   entry.record = record;
-  owned->type = std::move(entry);
-  owned->sequence = ++sequence_;
-  journal_.push_back({RegistryEvent::kRegistered, RecordKind::kType, record, owned->type.name});
-  byRecord_[record] = owned.get();
-  records_.emplace(owned->sequence, std::move(owned));
+  Record& filed = Insert(record, RecordKind::kType, entry.name);
+  filed.type = std::move(entry);
+  Index(filed);
   ClaimHostArea(record, this);
-  typeIndexStale_ = true;
 }
 
 void Registry::AddProperty(void* record, unsigned long hostArea, PropertyEntry entry) {
   Admit(record, hostArea, kRecordHostArea, RecordKind::kProperty, entry.singular);
-  auto owned = std::make_unique<Record>();
-  owned->kind = RecordKind::kProperty;
-  owned->address = record;
   entry.record = record;
-  owned->property = std::move(entry);
-  owned->sequence = ++sequence_;
-  journal_.push_back(
-      {RegistryEvent::kRegistered, RecordKind::kProperty, record, owned->property.singular});
-  byRecord_[record] = owned.get();
-  records_.emplace(owned->sequence, std::move(owned));
+  Record& filed = Insert(record, RecordKind::kProperty, entry.singular);
+  filed.property = std::move(entry);
+  Index(filed);
   ClaimHostArea(record, this);
 }
 
 void Registry::AddCast(void* record, unsigned long hostArea, CastEntry entry) {
   Admit(record, hostArea, kRecordHostArea, RecordKind::kCast, entry.phrase);
-  auto owned = std::make_unique<Record>();
-  owned->kind = RecordKind::kCast;
-  owned->address = record;
   entry.record = record;
-  owned->cast = std::move(entry);
-  owned->sequence = ++sequence_;
-  journal_.push_back({RegistryEvent::kRegistered, RecordKind::kCast, record, owned->cast.phrase});
-  byRecord_[record] = owned.get();
-  records_.emplace(owned->sequence, std::move(owned));
+  Record& filed = Insert(record, RecordKind::kCast, entry.phrase);
+  filed.cast = std::move(entry);
+  Index(filed);
   ClaimHostArea(record, this);
 }
 
 void Registry::AddOperator(void* record, unsigned long hostArea, OperatorEntry entry) {
   std::string const name = "operator " + std::to_string(entry.code);
   Admit(record, hostArea, kRecordHostArea, RecordKind::kOperator, name);
-  auto owned = std::make_unique<Record>();
-  owned->kind = RecordKind::kOperator;
-  owned->address = record;
   entry.record = record;
-  owned->op = std::move(entry);
-  owned->sequence = ++sequence_;
-  journal_.push_back({RegistryEvent::kRegistered, RecordKind::kOperator, record, name});
-  byRecord_[record] = owned.get();
-  records_.emplace(owned->sequence, std::move(owned));
+  Record& filed = Insert(record, RecordKind::kOperator, name);
+  filed.op = std::move(entry);
+  Index(filed);
   ClaimHostArea(record, this);
 }
 
 void Registry::AddDependency(void* node, unsigned long hostArea, DependencyNodeEntry entry) {
   Admit(node, hostArea, kRecordHostArea, RecordKind::kDependency, entry.name);
-  auto owned = std::make_unique<Record>();
-  owned->kind = RecordKind::kDependency;
-  owned->address = node;
   entry.node = node;
-  owned->dependency = std::move(entry);
-  owned->sequence = ++sequence_;
-  journal_.push_back(
-      {RegistryEvent::kRegistered, RecordKind::kDependency, node, owned->dependency.name});
-  byRecord_[node] = owned.get();
-  records_.emplace(owned->sequence, std::move(owned));
+  Record& filed = Insert(node, RecordKind::kDependency, entry.name);
+  filed.dependency = std::move(entry);
   ClaimHostArea(node, this);
 }
 
 void Registry::AddCache(void* record, unsigned long hostArea, CacheEntry entry) {
   Admit(record, hostArea, kCacheHostArea, RecordKind::kCache, "cache");
-  auto owned = std::make_unique<Record>();
-  owned->kind = RecordKind::kCache;
-  owned->address = record;
   entry.record = record;
-  owned->cache = entry;
-  owned->sequence = ++sequence_;
-  journal_.push_back({RegistryEvent::kRegistered, RecordKind::kCache, record, "cache"});
-  byRecord_[record] = owned.get();
-  records_.emplace(owned->sequence, std::move(owned));
+  Record& filed = Insert(record, RecordKind::kCache, "cache");
+  filed.cache = entry;
+  Index(filed);
   ClaimHostArea(record, this);
+}
+
+void Registry::Index(Record& record) {
+  switch (record.kind) {
+    case RecordKind::kType:
+      AddUnder(types_, {record.type.name, "", ""}, &record.type);
+      break;
+    case RecordKind::kProperty: {
+      PropertyEntry const& entry = record.property;
+      for (std::string_view form : Forms(entry)) {
+        AddUnder(properties_, {form, entry.index, entry.object}, &entry);
+        AddUnder(propertyNames_, {form, "", ""}, &entry);
+      }
+      phrases_.Add(entry.singular, PhraseIndex::kSingular);
+      phrases_.Add(entry.plural, PhraseIndex::kPlural);
+      break;
+    }
+    case RecordKind::kCast:
+      AddUnder(casts_, {record.cast.phrase, record.cast.source, ""}, &record.cast);
+      AddUnder(castNames_, {record.cast.phrase, "", ""}, &record.cast);
+      phrases_.Add(record.cast.phrase, PhraseIndex::kCast);
+      break;
+    case RecordKind::kOperator:
+      AddUnder(operators_, {CodeText(record.op.code).View(), record.op.left, record.op.right},
+               &record.op);
+      break;
+    case RecordKind::kCache:
+      caches_.emplace(record.sequence, &record.cache);
+      break;
+    case RecordKind::kDependency:
+      break;
+  }
+}
+
+void Registry::Unindex(Record& record) {
+  switch (record.kind) {
+    case RecordKind::kType:
+      RemoveUnder(types_, {record.type.name, "", ""}, &record.type);
+      break;
+    case RecordKind::kProperty: {
+      PropertyEntry const& entry = record.property;
+      for (std::string_view form : Forms(entry)) {
+        RemoveUnder(properties_, {form, entry.index, entry.object}, &entry);
+        RemoveUnder(propertyNames_, {form, "", ""}, &entry);
+      }
+      phrases_.Remove(entry.singular, PhraseIndex::kSingular);
+      phrases_.Remove(entry.plural, PhraseIndex::kPlural);
+      break;
+    }
+    case RecordKind::kCast:
+      RemoveUnder(casts_, {record.cast.phrase, record.cast.source, ""}, &record.cast);
+      RemoveUnder(castNames_, {record.cast.phrase, "", ""}, &record.cast);
+      phrases_.Remove(record.cast.phrase, PhraseIndex::kCast);
+      break;
+    case RecordKind::kOperator:
+      RemoveUnder(operators_, {CodeText(record.op.code).View(), record.op.left, record.op.right},
+                  &record.op);
+      break;
+    case RecordKind::kCache:
+      caches_.erase(record.sequence);
+      break;
+    case RecordKind::kDependency:
+      break;
+  }
 }
 
 void Registry::Remove(RecordKind kind, void* record) noexcept {
@@ -199,21 +403,40 @@ void Registry::Remove(RecordKind kind, void* record) noexcept {
     }
     std::string name;
     switch (kind) {
-      case RecordKind::kType: name = found->type.name; break;
-      case RecordKind::kProperty: name = found->property.singular; break;
-      case RecordKind::kCast: name = found->cast.phrase; break;
-      case RecordKind::kOperator: name = "operator " + std::to_string(found->op.code); break;
-      case RecordKind::kDependency: name = found->dependency.name; break;
-      case RecordKind::kCache: name = "cache"; break;
+      case RecordKind::kType:
+        name = found->type.name;
+        break;
+      case RecordKind::kProperty:
+        name = found->property.singular;
+        break;
+      case RecordKind::kCast:
+        name = found->cast.phrase;
+        break;
+      case RecordKind::kOperator:
+        name = "operator " + std::to_string(found->op.code);
+        break;
+      case RecordKind::kDependency:
+        name = found->dependency.name;
+        break;
+      case RecordKind::kCache:
+        name = "cache";
+        break;
     }
     journal_.push_back({RegistryEvent::kUnregistered, kind, record, std::move(name)});
+    Unindex(*found);
+    TypeEntry const* const type = kind == RecordKind::kType ? &found->type : nullptr;
     // The host area goes back to zero, as the record was before it came.
     std::memset(record, 0, sizeof(HostAreaHeader));
     byRecord_.erase(record);
     records_.erase(found->sequence);
-    typeIndexStale_ = true;
+    if (type != nullptr) {
+      // The entry is gone: its address serves only as a key from here on.
+      RemoveTuplesOf(type);
+      tupleRecords_.erase(record);
+    }
   } catch (...) {
-    // Only the journal can fail here (memory); the record stays forgotten.
+    // Only the journal and the indexes can fail here (memory); the record
+    // stays forgotten.
   }
 }
 
@@ -223,19 +446,115 @@ Registry::Record* Registry::Find(void const* record) const {
 }
 
 // ---------------------------------------------------------------------------
-// Lookups. The tables are small and lookups are resolved once per query node,
-// so plain scans in registration order keep the rules obvious.
+// Loads.
+
+void Registry::BeginLoad() {
+  loadStart_ = sequence_;
+  firstRefusal_.reset();
+  otherRefusals_ = 0;
+}
+
+void Registry::Refuse(std::string message) {
+  if (firstRefusal_) {
+    ++otherRefusals_;
+  } else {
+    firstRefusal_ = std::move(message);
+  }
+}
+
+std::optional<std::string> Registry::EndLoad() {
+  unsigned long long const start = loadStart_.value_or(sequence_);
+  loadStart_.reset();
+  if (firstRefusal_) {
+    std::string message = "the host refused " + *firstRefusal_;
+    if (otherRefusals_ != 0) message += " (and " + More(otherRefusals_, "refusal") + ")";
+    firstRefusal_.reset();
+    otherRefusals_ = 0;
+    return message;
+  }
+  return CheckRecordsSince(start);
+}
+
+bool Registry::KnowsTypeName(std::string_view name) const {
+  if (FindType(name) != nullptr) return true;
+  std::vector<std::string_view> const parts = SplitTupleName(name);
+  if (parts.empty()) return false;
+  return std::all_of(parts.begin(), parts.end(),
+                     [this](std::string_view part) { return KnowsTypeName(part); });
+}
+
+std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since) const {
+  std::vector<std::string> problems;
+  // A type name that is not empty (none) must name a type by the end.
+  auto known = [&](std::string const& what, std::string const& name) {
+    if (!name.empty() && !KnowsTypeName(name)) {
+      problems.push_back(what + " " + Quoted(name) + ", which no type has");
+    }
+  };
+  // The first record under a key is the one lookups find; a later one of
+  // this load is never reached.
+  auto unique = [&](std::string const& what, bool first, std::string const& key) {
+    if (!first) problems.push_back(what + " is registered twice (" + key + ")");
+  };
+  for (auto it = records_.upper_bound(since); it != records_.end(); ++it) {
+    Record const& record = *it->second;
+    switch (record.kind) {
+      case RecordKind::kType: {
+        TypeEntry const& entry = record.type;
+        std::string const what = RecordName(entry);
+        unique(what, FirstUnder(types_, {entry.name, "", ""}) == &entry, "the same type name");
+        known(what + " has the base type", entry.baseName);
+        break;
+      }
+      case RecordKind::kProperty: {
+        PropertyEntry const& entry = record.property;
+        std::string const what = RecordName(entry);
+        for (std::string_view form : Forms(entry)) {
+          unique(what, FirstUnder(properties_, {form, entry.index, entry.object}) == &entry,
+                 "the phrase " + Quoted(form) + " with the same index and object types");
+        }
+        known(what + " names the index type", entry.index);
+        known(what + " names the object type", entry.object);
+        known(what + " names the result type", entry.result);
+        break;
+      }
+      case RecordKind::kCast: {
+        CastEntry const& entry = record.cast;
+        std::string const what = RecordName(entry);
+        unique(what, FirstUnder(casts_, {entry.phrase, entry.source, ""}) == &entry,
+               "the same cast phrase and source type");
+        known(what + " names the source type", entry.source);
+        known(what + " names the target type", entry.target);
+        break;
+      }
+      case RecordKind::kOperator: {
+        OperatorEntry const& entry = record.op;
+        std::string const what = RecordName(entry);
+        unique(what,
+               FirstUnder(operators_, {CodeText(entry.code).View(), entry.left, entry.right}) ==
+                   &entry,
+               "the same operator and operand types");
+        known(what + " names the left operand type", entry.left);
+        known(what + " names the right operand type", entry.right);
+        known(what + " names the result type", entry.result);
+        break;
+      }
+      case RecordKind::kDependency:
+      case RecordKind::kCache:
+        break;
+    }
+  }
+  if (problems.empty()) return std::nullopt;
+  std::string message = problems.front();
+  if (problems.size() > 1) message += " (and " + More(problems.size() - 1, "problem") + ")";
+  return message;
+}
+
+// ---------------------------------------------------------------------------
+// Lookups.
 
 TypeEntry const* Registry::FindType(std::string_view name) const {
-  if (typeIndexStale_) {
-    typeIndex_.clear();
-    for (auto const& [sequence, record] : records_) {
-      if (record->kind == RecordKind::kType) typeIndex_.emplace(record->type.name, &record->type);
-    }
-    typeIndexStale_ = false;
-  }
-  auto const found = typeIndex_.find(name);
-  return found == typeIndex_.end() ? nullptr : found->second;
+  return FirstUnder(types_, {name, "", ""});
 }
 
 TypeEntry const* Registry::BaseOf(TypeEntry const* type) const {
@@ -246,59 +565,36 @@ TypeEntry const* Registry::BaseOf(TypeEntry const* type) const {
 bool Registry::IsA(TypeEntry const* type, std::string_view wanted) const {
   if (wanted.empty()) return type == nullptr;
   // A chain of bases is short; the bound guards against a cycle of names.
-  for (int depth = 0; type != nullptr && depth < 64; ++depth, type = BaseOf(type)) {
+  for (int depth = 0; type != nullptr && depth < kMaxBaseDepth; ++depth, type = BaseOf(type)) {
     if (type->name == wanted) return true;
   }
   return false;
 }
 
 bool Registry::HasPropertyPhrase(std::string_view phrase) const {
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kProperty &&
-        (record->property.singular == phrase || record->property.plural == phrase)) {
-      return true;
-    }
-  }
-  return false;
+  return EntriesUnder(propertyNames_, {phrase, "", ""}) != nullptr;
 }
 
-std::vector<PropertyEntry const*> Registry::PropertiesNamed(std::string_view phrase) const {
-  std::vector<PropertyEntry const*> found;
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kProperty &&
-        (record->property.singular == phrase || record->property.plural == phrase)) {
-      found.push_back(&record->property);
-    }
-  }
-  return found;
+PhraseUse Registry::PropertyPhraseUse(std::string_view phrase) const {
+  return PhraseUse{phrases_.Count(phrase, PhraseIndex::kSingular),
+                   phrases_.Count(phrase, PhraseIndex::kPlural)};
 }
 
-namespace {
-// The type itself, then its bases; a null type is the one element "none".
-std::vector<TypeEntry const*> Lineage(Registry const& registry, TypeEntry const* type) {
-  std::vector<TypeEntry const*> chain{type};
-  for (int depth = 0; type != nullptr && depth < 64; ++depth) {
-    type = registry.BaseOf(type);
-    if (type != nullptr) chain.push_back(type);
-  }
-  return chain;
+std::vector<PropertyEntry const*> const& Registry::PropertiesNamed(std::string_view phrase) const {
+  static std::vector<PropertyEntry const*> const none;
+  auto const* const entries = EntriesUnder(propertyNames_, {phrase, "", ""});
+  return entries == nullptr ? none : *entries;
 }
-
-std::string_view NameOf(TypeEntry const* type) {
-  return type == nullptr ? std::string_view() : std::string_view(type->name);
-}
-}  // namespace
 
 PropertyEntry const* Registry::FindProperty(std::string_view phrase, TypeEntry const* index,
                                             TypeEntry const* object) const {
-  std::vector<PropertyEntry const*> const candidates = PropertiesNamed(phrase);
-  if (candidates.empty()) return nullptr;
+  if (!HasPropertyPhrase(phrase)) return nullptr;
+  Lineage const indexTypes(*this, index);
   for (TypeEntry const* objectType : Lineage(*this, object)) {
-    for (TypeEntry const* indexType : Lineage(*this, index)) {
-      for (PropertyEntry const* entry : candidates) {
-        if (entry->object == NameOf(objectType) && entry->index == NameOf(indexType)) {
-          return entry;
-        }
+    for (TypeEntry const* indexType : indexTypes) {
+      if (auto const* entry =
+              FirstUnder(properties_, {phrase, NameOf(indexType), NameOf(objectType)})) {
+        return entry;
       }
     }
   }
@@ -306,45 +602,32 @@ PropertyEntry const* Registry::FindProperty(std::string_view phrase, TypeEntry c
 }
 
 bool Registry::HasCastPhrase(std::string_view phrase) const {
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kCast && record->cast.phrase == phrase) return true;
-  }
-  return false;
+  return EntriesUnder(castNames_, {phrase, "", ""}) != nullptr;
 }
 
-std::vector<CastEntry const*> Registry::CastsNamed(std::string_view phrase) const {
-  std::vector<CastEntry const*> found;
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kCast && record->cast.phrase == phrase) {
-      found.push_back(&record->cast);
-    }
-  }
-  return found;
+std::vector<CastEntry const*> const& Registry::CastsNamed(std::string_view phrase) const {
+  static std::vector<CastEntry const*> const none;
+  auto const* const entries = EntriesUnder(castNames_, {phrase, "", ""});
+  return entries == nullptr ? none : *entries;
 }
 
 CastEntry const* Registry::FindCast(std::string_view phrase, TypeEntry const* source) const {
-  std::vector<CastEntry const*> const candidates = CastsNamed(phrase);
+  if (!HasCastPhrase(phrase)) return nullptr;
   for (TypeEntry const* type : Lineage(*this, source)) {
-    for (CastEntry const* entry : candidates) {
-      if (entry->source == NameOf(type)) return entry;
-    }
+    if (auto const* entry = FirstUnder(casts_, {phrase, NameOf(type), ""})) return entry;
   }
   return nullptr;
 }
 
 OperatorEntry const* Registry::FindOperator(int code, TypeEntry const* left,
                                             TypeEntry const* right) const {
-  std::vector<OperatorEntry const*> candidates;
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kOperator && record->op.code == code) {
-      candidates.push_back(&record->op);
-    }
-  }
-  if (candidates.empty()) return nullptr;
+  CodeText const codeText(code);
+  Lineage const rightTypes(*this, right);
   for (TypeEntry const* leftType : Lineage(*this, left)) {
-    for (TypeEntry const* rightType : Lineage(*this, right)) {
-      for (OperatorEntry const* entry : candidates) {
-        if (entry->left == NameOf(leftType) && entry->right == NameOf(rightType)) return entry;
+    for (TypeEntry const* rightType : rightTypes) {
+      if (auto const* entry =
+              FirstUnder(operators_, {codeText.View(), NameOf(leftType), NameOf(rightType)})) {
+        return entry;
       }
     }
   }
@@ -354,10 +637,11 @@ OperatorEntry const* Registry::FindOperator(int code, TypeEntry const* left,
 DependencyNodeEntry const* Registry::FindDependency(void const* node) const {
   Record const* const record = Find(node);
   return record != nullptr && record->kind == RecordKind::kDependency ? &record->dependency
-                                                                       : nullptr;
+                                                                      : nullptr;
 }
 
 DependencyNodeEntry const* Registry::FindDependencyNamed(std::string_view name) const {
+  // Nodes are a handful, asked for by name only in tests and messages.
   for (auto const& [sequence, record] : records_) {
     if (record->kind == RecordKind::kDependency && record->dependency.name == name) {
       return &record->dependency;
@@ -366,11 +650,144 @@ DependencyNodeEntry const* Registry::FindDependencyNamed(std::string_view name) 
   return nullptr;
 }
 
-void Registry::ClearCaches() const {
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kCache && record->cache.clear != nullptr) {
-      record->cache.clear(record->cache.cookie);
+// ---------------------------------------------------------------------------
+// Phrases as a query names them.
+
+std::size_t Registry::MatchPhrase(std::span<std::string_view const> words, PhraseKind kind) const {
+  static PhraseIndex::Use const kPropertyUses[] = {PhraseIndex::kSingular, PhraseIndex::kPlural};
+  static PhraseIndex::Use const kCastUses[] = {PhraseIndex::kCast};
+  if (kind == PhraseKind::kCast) return phrases_.Match(words, kCastUses);
+  return phrases_.Match(words, kPropertyUses);
+}
+
+std::size_t Registry::LongestPhraseWords() const { return phrases_.LongestWords(); }
+
+std::vector<std::string> Registry::NearestPhrases(std::string_view words, std::size_t count) const {
+  return phrases_.Nearest(words, count);
+}
+
+EvaluationError Registry::UnknownPhraseError(std::string_view words, PhraseKind kind,
+                                             long position) const {
+  std::string message =
+      std::string(kind == PhraseKind::kCast ? "unknown cast " : "unknown phrase ") + Quoted(words);
+  std::vector<std::string> const near = NearestPhrases(words);
+  if (!near.empty()) {
+    message += "; did you mean ";
+    for (std::size_t i = 0; i < near.size(); ++i) {
+      if (i != 0) message += i + 1 == near.size() ? " or " : ", ";
+      message += Quoted(near[i]);
     }
+    message += "?";
+  }
+  return EvaluationError(ErrorKind::kUnknownPhrase, message, position);
+}
+
+EvaluationError Registry::NoSuchPropertyError(std::string_view phrase, TypeEntry const* index,
+                                              TypeEntry const* object, long position) const {
+  std::string message = "no property " + Quoted(phrase);
+  if (index != nullptr) message += " with an index of type " + Quoted(index->name);
+  message += object == nullptr ? std::string(" of world") : " of " + Quoted(object->name);
+  std::string owners;
+  for (PropertyEntry const* entry : PropertiesNamed(phrase)) {
+    if (!owners.empty()) owners += ", ";
+    owners += entry->object.empty() ? std::string("world") : Quoted(entry->object);
+    if (!entry->index.empty()) owners += " (with " + Quoted(entry->index) + ")";
+  }
+  if (!owners.empty()) message += "; it is a property of " + owners;
+  return EvaluationError(ErrorKind::kNoSuchProperty, message, position);
+}
+
+EvaluationError Registry::NoSuchCastError(std::string_view phrase, TypeEntry const* source,
+                                          long position) const {
+  std::string message = "no cast " + Quoted(phrase) + " for " +
+                        Quoted(source == nullptr ? std::string_view("nothing") : NameOf(source));
+  std::string sources;
+  for (CastEntry const* entry : CastsNamed(phrase)) {
+    sources += (sources.empty() ? "" : ", ") + Quoted(entry->source);
+  }
+  if (!sources.empty()) message += "; it is a cast of " + sources;
+  return EvaluationError(ErrorKind::kNoSuchProperty, message, position);
+}
+
+PropertyEntry const& Registry::LookupProperty(std::string_view phrase, TypeEntry const* index,
+                                              TypeEntry const* object) const {
+  if (!HasPropertyPhrase(phrase)) throw UnknownPhraseError(phrase, PhraseKind::kProperty);
+  PropertyEntry const* const entry = FindProperty(phrase, index, object);
+  if (entry == nullptr) throw NoSuchPropertyError(phrase, index, object);
+  return *entry;
+}
+
+CastEntry const& Registry::LookupCast(std::string_view phrase, TypeEntry const* source) const {
+  if (!HasCastPhrase(phrase)) throw UnknownPhraseError(phrase, PhraseKind::kCast);
+  CastEntry const* const entry = FindCast(phrase, source);
+  if (entry == nullptr) throw NoSuchCastError(phrase, source);
+  return *entry;
+}
+
+// ---------------------------------------------------------------------------
+// Tuple types.
+
+TypeEntry const* Registry::TupleType(std::vector<TypeEntry const*> const& elements) {
+  if (auto const known = tuplesByElements_.find(elements); known != tuplesByElements_.end()) {
+    return known->second;
+  }
+  TypeEntry entry;
+  entry.name = "( ";
+  for (std::size_t k = 0; k < elements.size(); ++k) {
+    if (k != 0) entry.name += ", ";
+    entry.name += elements[k] == nullptr ? std::string("nothing") : elements[k]->name;
+  }
+  entry.name += " )";
+  // A value of the type is its chain of nodes, one per element.
+  entry.size = elements.size() * sizeof(TupleNode);
+  entry.destroy = &DestroyNothing;
+  auto owned = std::make_unique<TupleRecord>();
+  void* const record = owned->bytes;
+  AddType(record, kTypeHostArea, std::move(entry));
+  tupleRecords_.emplace(record, std::move(owned));
+  TypeEntry const* const type = &Find(record)->type;
+  tupleElements_.emplace(type, elements);
+  tuplesByElements_.emplace(elements, type);
+  return type;
+}
+
+std::vector<TypeEntry const*> const* Registry::TupleElements(TypeEntry const* type) const {
+  auto const found = tupleElements_.find(type);
+  return found == tupleElements_.end() ? nullptr : &found->second;
+}
+
+TypeEntry const* Registry::TupleTypeNamed(std::string_view name) {
+  std::vector<std::string_view> const parts = SplitTupleName(name);
+  if (parts.empty()) return nullptr;
+  std::vector<TypeEntry const*> elements;
+  for (std::string_view part : parts) {
+    TypeEntry const* element = FindType(part);
+    if (element == nullptr) element = TupleTypeNamed(part);
+    if (element == nullptr) return nullptr;
+    elements.push_back(element);
+  }
+  return TupleType(elements);
+}
+
+// A tuple type goes with any of its element types; a tuple of tuples goes
+// with them in turn, as the removal of each comes back here.
+void Registry::RemoveTuplesOf(TypeEntry const* element) {
+  if (auto const own = tupleElements_.find(element); own != tupleElements_.end()) {
+    tuplesByElements_.erase(own->second);
+    tupleElements_.erase(own);
+  }
+  std::vector<void*> dependent;
+  for (auto const& [type, elements] : tupleElements_) {
+    if (std::find(elements.begin(), elements.end(), element) != elements.end()) {
+      dependent.push_back(type->record);
+    }
+  }
+  for (void* record : dependent) Remove(RecordKind::kType, record);
+}
+
+void Registry::ClearCaches() const {
+  for (auto const& [sequence, cache] : caches_) {
+    if (cache->clear != nullptr) cache->clear(cache->cookie);
   }
 }
 

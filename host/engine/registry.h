@@ -8,18 +8,25 @@
 // matching `Unregister_*` finds it again, whichever registry is current then.
 //
 // Type names are kept as text and resolved when they are looked up, since the
-// order in which a library's units register is not fixed.
+// order in which a library's units register is not fixed. Every lookup goes
+// through hash indexes kept up to date at each registration and
+// unregistration, so that its cost does not grow with the number of records.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "host/engine/errors.h"
+#include "host/engine/phrase_index.h"
 #include "survey/frame/boundary.h"
 
 namespace survey::host {
@@ -115,6 +122,43 @@ class RegistrationError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Which phrases a lookup of words is about.
+enum class PhraseKind { kProperty, kCast };
+
+// How a property phrase is used: as the singular form of some records and as
+// the plural form of some.
+struct PhraseUse {
+  std::size_t singular = 0;
+  std::size_t plural = 0;
+};
+
+// Names of up to three parts (a phrase and type names, or an operator code
+// and type names) that key the registry's indexes.
+using RecordKey = std::array<std::string_view, 3>;
+
+struct RecordKeyHash {
+  using is_transparent = void;
+  std::size_t operator()(RecordKey const& key) const noexcept;
+  std::size_t operator()(std::array<std::string, 3> const& key) const noexcept;
+};
+
+struct RecordKeyEqual {
+  using is_transparent = void;
+  template <class A, class B>
+  bool operator()(A const& a, B const& b) const noexcept {
+    return std::string_view(a[0]) == std::string_view(b[0]) &&
+           std::string_view(a[1]) == std::string_view(b[1]) &&
+           std::string_view(a[2]) == std::string_view(b[2]);
+  }
+};
+
+// Entries under a key, in order of registration: the first is the one a
+// lookup finds, the others are there for listings and for the checks of a
+// load.
+template <class Entry>
+using KeyedEntries = std::unordered_map<std::array<std::string, 3>, std::vector<Entry const*>,
+                                        RecordKeyHash, RecordKeyEqual>;
+
 class Registry {
  public:
   Registry();
@@ -158,6 +202,21 @@ class Registry {
   // clean-up on failure. Zero turns it off.
   void FailRegistrationAfter(std::size_t countdown) { failCountdown_ = countdown; }
 
+  // --- Loading. A library registers from its static initialisers, inside
+  // dlopen, where an exception cannot pass. While a load is under way, the
+  // host operations hand a refused registration to `Refuse` instead of
+  // throwing, and the load goes on to its end.
+  void BeginLoad();
+  bool Loading() const { return loadStart_.has_value(); }
+  // Keeps the first refusal of the load (the record and why), and counts
+  // the others.
+  void Refuse(std::string message);
+  // Ends the load: what went wrong in it, the first refusal or else the
+  // first problem that only the whole of the load shows (a type name that no
+  // type has, a type name registered twice, two records under one key),
+  // each message naming the record. Nothing when the load is sound.
+  std::optional<std::string> EndLoad();
+
   // --- Lookups.
   TypeEntry const* FindType(std::string_view name) const;
   // The base type of a type, resolved by name when asked; null at the top.
@@ -168,22 +227,65 @@ class Registry {
 
   // Whether any property has this singular or plural phrase.
   bool HasPropertyPhrase(std::string_view phrase) const;
+  // How many records use the phrase as their singular and plural form.
+  PhraseUse PropertyPhraseUse(std::string_view phrase) const;
   // The property of that phrase for an index and object type (null for
   // none), trying the object's base types, then the index's, upward.
   PropertyEntry const* FindProperty(std::string_view phrase, TypeEntry const* index,
                                     TypeEntry const* object) const;
-  // Every property registered under a phrase, in order of registration.
-  std::vector<PropertyEntry const*> PropertiesNamed(std::string_view phrase) const;
+  // Every property registered under a phrase, in order of registration. The
+  // list is valid until the next registration or unregistration.
+  std::vector<PropertyEntry const*> const& PropertiesNamed(std::string_view phrase) const;
 
   bool HasCastPhrase(std::string_view phrase) const;
   CastEntry const* FindCast(std::string_view phrase, TypeEntry const* source) const;
-  std::vector<CastEntry const*> CastsNamed(std::string_view phrase) const;
+  // Every cast of a phrase, in order of registration; valid as above.
+  std::vector<CastEntry const*> const& CastsNamed(std::string_view phrase) const;
 
-  OperatorEntry const* FindOperator(int code, TypeEntry const* left,
-                                    TypeEntry const* right) const;
+  OperatorEntry const* FindOperator(int code, TypeEntry const* left, TypeEntry const* right) const;
 
   DependencyNodeEntry const* FindDependency(void const* node) const;
   DependencyNodeEntry const* FindDependencyNamed(std::string_view name) const;
+
+  // --- Phrases as a query names them.
+  // The number of leading words that form the longest registered phrase of
+  // that kind (a property's singular or plural, or a cast's); 0 if none.
+  std::size_t MatchPhrase(std::span<std::string_view const> words, PhraseKind kind) const;
+  // The most words any registered phrase has.
+  std::size_t LongestPhraseWords() const;
+  // The registered phrases (of properties and casts) nearest to a run of
+  // words, best first, for messages: a phrase that begins with the words, or
+  // one within a few edits of them, case ignored.
+  std::vector<std::string> NearestPhrases(std::string_view words, std::size_t count = 3) const;
+
+  // The one lookup of a property that every caller shares: the record that
+  // `FindProperty` finds, or the error that says why there is none.
+  // kUnknownPhrase, with the nearest phrases, when no property has the
+  // phrase; kNoSuchProperty, naming the types that have it, else.
+  PropertyEntry const& LookupProperty(std::string_view phrase, TypeEntry const* index,
+                                      TypeEntry const* object) const;
+  // The same for a cast of a value of type `source`.
+  CastEntry const& LookupCast(std::string_view phrase, TypeEntry const* source) const;
+  // The errors of those lookups, for callers that choose records in their
+  // own way. `words` of an unknown phrase may be any run of a query's words.
+  EvaluationError UnknownPhraseError(std::string_view words, PhraseKind kind,
+                                     long position = -1) const;
+  EvaluationError NoSuchPropertyError(std::string_view phrase, TypeEntry const* index,
+                                      TypeEntry const* object, long position = -1) const;
+  EvaluationError NoSuchCastError(std::string_view phrase, TypeEntry const* source,
+                                  long position = -1) const;
+
+  // --- Tuple types. A tuple made by a query, or named as a result, has a
+  // type of its own, registered on first use with its element types, which
+  // the registry keeps. Its name is the element names between "( " and " )",
+  // separated by ", "; a null element is "nothing".
+  TypeEntry const* TupleType(std::vector<TypeEntry const*> const& elements);
+  // The element types of a tuple type; null if the type is no tuple.
+  std::vector<TypeEntry const*> const* TupleElements(TypeEntry const* type) const;
+  // The tuple type of a name such as "( a, ( b, c ) )", as a library names a
+  // result, registered on first use; null unless every element is a
+  // registered type or such a tuple name itself.
+  TypeEntry const* TupleTypeNamed(std::string_view name);
 
   // Calls every registered cache's clear function.
   void ClearCaches() const;
@@ -201,9 +303,18 @@ class Registry {
 
  private:
   struct Record;
+  struct TupleRecord;
   void Admit(void* record, unsigned long hostArea, unsigned long expectedArea, RecordKind kind,
              std::string const& name);
   Record* Find(void const* record) const;
+  Record& Insert(void* record, RecordKind kind, std::string const& name);
+  void Index(Record& record);
+  void Unindex(Record& record);
+  // Whether a name is a registered type's, or a tuple name of such names.
+  bool KnowsTypeName(std::string_view name) const;
+  // What only the whole of the records from `since` on shows to be wrong.
+  std::optional<std::string> CheckRecordsSince(unsigned long long since) const;
+  void RemoveTuplesOf(TypeEntry const* element);
 
   // Every live record in order of registration.
   std::map<unsigned long long, std::unique_ptr<Record>> records_;
@@ -211,10 +322,26 @@ class Registry {
   unsigned long long sequence_ = 0;
   std::vector<RegistryEvent> journal_;
   std::size_t failCountdown_ = 0;
-  // Type names to the first type registered under each, rebuilt after any
-  // change, so that lookups on the evaluation path are quick.
-  mutable std::map<std::string, TypeEntry const*, std::less<>> typeIndex_;
-  mutable bool typeIndexStale_ = true;
+
+  // Indexes, each list in order of registration.
+  KeyedEntries<TypeEntry> types_;              // by name
+  KeyedEntries<PropertyEntry> properties_;     // by phrase form, index and object
+  KeyedEntries<CastEntry> casts_;              // by phrase and source
+  KeyedEntries<OperatorEntry> operators_;      // by code, left and right
+  KeyedEntries<PropertyEntry> propertyNames_;  // by phrase form alone
+  KeyedEntries<CastEntry> castNames_;          // by phrase alone
+  PhraseIndex phrases_;                        // words of phrases, for parsing and suggestions
+  std::map<unsigned long long, CacheEntry const*> caches_;
+
+  // Tuple types the registry made, with their element types.
+  std::unordered_map<TypeEntry const*, std::vector<TypeEntry const*>> tupleElements_;
+  std::map<std::vector<TypeEntry const*>, TypeEntry const*> tuplesByElements_;
+  std::unordered_map<void const*, std::unique_ptr<TupleRecord>> tupleRecords_;
+
+  // The load under way: the sequence it started after, and its refusals.
+  std::optional<unsigned long long> loadStart_;
+  std::optional<std::string> firstRefusal_;
+  std::size_t otherRefusals_ = 0;
 };
 
 }  // namespace survey::host

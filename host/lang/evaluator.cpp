@@ -404,9 +404,8 @@ class PropertyStream final : public Stream {
 
 Evaluator::Evaluator(host::Host& host) : host_(host) {}
 
-Evaluator::~Evaluator() {
-  for (auto& record : tupleRecords_) Unregister_Type(record.record);
-}
+// The tuple types it made belong to the host's registry.
+Evaluator::~Evaluator() = default;
 
 std::string Evaluator::TypeName(Value const& value) {
   return value.Empty() ? std::string("nothing") : value.Type()->name;
@@ -697,73 +696,18 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
 // ---------------------------------------------------------------------------
 // Tuples.
 
-namespace {
-void DestroyNothing(void const*) {}
-
-// Splits "( a, ( b, c ), d )" into its top-level element names.
-std::vector<std::string> SplitTupleName(std::string const& name) {
-  std::vector<std::string> parts;
-  if (name.size() < 4 || name.compare(0, 2, "( ") != 0 ||
-      name.compare(name.size() - 2, 2, " )") != 0) {
-    return parts;
-  }
-  std::string const inner = name.substr(2, name.size() - 4);
-  int depth = 0;
-  std::size_t start = 0;
-  for (std::size_t i = 0; i < inner.size(); ++i) {
-    char const c = inner[i];
-    if (c == '(') ++depth;
-    if (c == ')') --depth;
-    if (depth == 0 && c == ',' && i + 1 < inner.size() && inner[i + 1] == ' ') {
-      parts.push_back(inner.substr(start, i - start));
-      start = i + 2;
-      ++i;
-    }
-  }
-  parts.push_back(inner.substr(start));
-  return parts;
-}
-}  // namespace
-
 TypeEntry const* Evaluator::TupleType(std::vector<TypeEntry const*> const& elements) {
-  std::string name = "( ";
-  for (std::size_t k = 0; k < elements.size(); ++k) {
-    if (k != 0) name += ", ";
-    name += elements[k] == nullptr ? std::string("nothing") : elements[k]->name;
-  }
-  name += " )";
-  if (TypeEntry const* const known = host_.GetRegistry().FindType(name)) return known;
-  TupleTypeRecord& record = tupleRecords_.emplace_back();
-  record.name = name;
-  host::Registry::Scope scope(host_.GetRegistry());
-  Register_Type(record.record, kTypeHostArea, record.name.c_str(),
-                elements.size() * sizeof(TupleNode), &DestroyNothing, nullptr, nullptr);
-  return host_.GetRegistry().FindType(name);
+  return host_.GetRegistry().TupleType(elements);
 }
 
 std::vector<TypeEntry const*> Evaluator::TupleElements(TypeEntry const* type) {
-  std::vector<TypeEntry const*> types;
-  if (type == nullptr) return types;
-  for (std::string const& part : SplitTupleName(type->name)) {
-    types.push_back(host_.GetRegistry().FindType(part));
-  }
-  return types;
+  auto const* const elements = host_.GetRegistry().TupleElements(type);
+  return elements == nullptr ? std::vector<TypeEntry const*>() : *elements;
 }
 
 host::BoundProperty Evaluator::Bind(host::PropertyEntry const& entry) {
-  host::Registry const& registry = host_.GetRegistry();
-  if (registry.FindType(entry.result) == nullptr) {
-    std::vector<TypeEntry const*> elements;
-    for (std::string const& part : SplitTupleName(entry.result)) {
-      TypeEntry const* const element = registry.FindType(part);
-      if (element == nullptr) {
-        elements.clear();
-        break;
-      }
-      elements.push_back(element);
-    }
-    if (!elements.empty()) TupleType(elements);
-  }
+  host::Registry& registry = host_.GetRegistry();
+  if (registry.FindType(entry.result) == nullptr) registry.TupleTypeNamed(entry.result);
   return host::Bind(registry, entry);
 }
 

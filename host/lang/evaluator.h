@@ -39,7 +39,7 @@ class Evaluator {
 
   // The tuple type of these element types, registered on first use.
   host::TypeEntry const* TupleType(std::vector<host::TypeEntry const*> const& elements);
-  // The element types of a tuple type, from its name; empty if not a tuple.
+  // The element types of a tuple type; empty if not a tuple.
   std::vector<host::TypeEntry const*> TupleElements(host::TypeEntry const* type);
   // The elements of a tuple value, as values that keep the tuple alive.
   std::vector<host::Value> Items(host::Value const& tuple);
@@ -55,11 +55,6 @@ class Evaluator {
   bool Passes(std::vector<std::unique_ptr<Node>> const& filters, host::Value const& value);
 
   host::Host& host_;
-  struct TupleTypeRecord {
-    alignas(16) unsigned char record[kTypeHostArea] = {};
-    std::string name;  // the registry keeps a pointer to these characters
-  };
-  std::deque<TupleTypeRecord> tupleRecords_;
 
   friend class PropertyStream;
   friend class StreamFactory;

@@ -18,15 +18,14 @@ constexpr int kMaxDepth = 500;
 // Longer runs of operators at one level are refused for the same reason:
 // each makes one more level of the tree.
 constexpr int kMaxChain = 1000;
-// No registered phrase has more words than this.
-constexpr std::size_t kMaxPhraseWords = 12;
+// An unknown phrase is named in a message by at most this many words.
+constexpr std::size_t kMaxMessageWords = 12;
 
 // Words that begin a grammatical form and so cannot begin a phrase.
 bool IsReservedStart(std::string const& word) {
   static std::set<std::string> const reserved = {
-      "of",    "whose", "as",   "and",  "or",   "not",      "exists", "exist", "if",
-      "then",  "else",  "it",   "true", "false", "mod",     "is",     "does",  "contains",
-      "starts", "ends"};
+      "of",   "whose", "as",   "and",   "or",  "not", "exists", "exist",    "if",     "then",
+      "else", "it",    "true", "false", "mod", "is",  "does",   "contains", "starts", "ends"};
   return reserved.count(word) != 0;
 }
 
@@ -74,7 +73,8 @@ class Parser {
     return true;
   }
   void ExpectWord(std::string_view word) {
-    if (!AcceptWord(word)) Fail("expected \"" + std::string(word) + "\" but found " + Describe(Peek()));
+    if (!AcceptWord(word))
+      Fail("expected \"" + std::string(word) + "\" but found " + Describe(Peek()));
   }
   void ExpectPunct(std::string_view mark) {
     if (!AcceptPunct(mark)) {
@@ -83,10 +83,14 @@ class Parser {
   }
   static std::string Describe(Token const& token) {
     switch (token.kind) {
-      case TokenKind::kEnd: return "the end of the query";
-      case TokenKind::kString: return "a string";
-      case TokenKind::kInteger: return "the number " + token.text;
-      default: return "\"" + token.text + "\"";
+      case TokenKind::kEnd:
+        return "the end of the query";
+      case TokenKind::kString:
+        return "a string";
+      case TokenKind::kInteger:
+        return "the number " + token.text;
+      default:
+        return "\"" + token.text + "\"";
     }
   }
   [[noreturn]] void Fail(std::string const& message) const {
@@ -177,13 +181,20 @@ class Parser {
     swapped = false;
     if (Peek().kind == TokenKind::kPunct) {
       std::string const mark = Peek().text;
-      if (mark == "=") code = kOperatorEqual;
-      else if (mark == "!=") code = kOperatorEqual, negated = true;
-      else if (mark == "<") code = kOperatorLessThan;
-      else if (mark == "<=") code = kOperatorLessOrEqual;
-      else if (mark == ">") code = kOperatorLessThan, swapped = true;
-      else if (mark == ">=") code = kOperatorLessOrEqual, swapped = true;
-      else return false;
+      if (mark == "=")
+        code = kOperatorEqual;
+      else if (mark == "!=")
+        code = kOperatorEqual, negated = true;
+      else if (mark == "<")
+        code = kOperatorLessThan;
+      else if (mark == "<=")
+        code = kOperatorLessOrEqual;
+      else if (mark == ">")
+        code = kOperatorLessThan, swapped = true;
+      else if (mark == ">=")
+        code = kOperatorLessOrEqual, swapped = true;
+      else
+        return false;
       Take();
       return true;
     }
@@ -203,10 +214,14 @@ class Parser {
       return true;
     }
     if (IsWord("does") && IsWord("not", 1)) {
-      if (IsWord("contain", 2)) code = kOperatorContains;
-      else if (IsWord("start", 2) && IsWord("with", 3)) code = kOperatorStartsWith;
-      else if (IsWord("end", 2) && IsWord("with", 3)) code = kOperatorEndsWith;
-      else return false;
+      if (IsWord("contain", 2))
+        code = kOperatorContains;
+      else if (IsWord("start", 2) && IsWord("with", 3))
+        code = kOperatorStartsWith;
+      else if (IsWord("end", 2) && IsWord("with", 3))
+        code = kOperatorEndsWith;
+      else
+        return false;
       bool const withWord = code != kOperatorContains;
       Take(), Take(), Take();
       if (withWord) Take();
@@ -345,19 +360,18 @@ class Parser {
   }
 
   // The number of words from here that form the longest registered phrase
-  // (a property's or, with `casts`, a cast's); 0 if none does.
+  // (a property's or, with `casts`, a cast's); 0 if none does. "item" and
+  // "items" are the grammar's own words for the elements of tuples.
   std::size_t MatchPhrase(bool casts) const {
-    std::size_t available = 0;
-    while (available < kMaxPhraseWords && Peek(available).kind == TokenKind::kWord) ++available;
-    for (std::size_t count = available; count > 0; --count) {
-      std::string const text = JoinWords(count);
-      if (casts ? registry_.HasCastPhrase(text) : IsPropertyPhrase(text)) return count;
+    std::size_t const longest = registry_.LongestPhraseWords();
+    std::vector<std::string_view> words;
+    while (words.size() < longest && Peek(words.size()).kind == TokenKind::kWord) {
+      words.push_back(Peek(words.size()).text);
     }
-    return 0;
-  }
-
-  bool IsPropertyPhrase(std::string const& text) const {
-    return registry_.HasPropertyPhrase(text) || text == "item" || text == "items";
+    std::size_t const count =
+        registry_.MatchPhrase(words, casts ? host::PhraseKind::kCast : host::PhraseKind::kProperty);
+    if (count == 0 && !casts && (IsWord("item") || IsWord("items"))) return 1;
+    return count;
   }
 
   // Whether a registered phrase starts with the words here ("number of ...").
@@ -366,18 +380,13 @@ class Parser {
   bool IsPlural(std::string const& phrase) const {
     if (phrase == "items") return true;
     if (phrase == "item") return false;
-    bool singular = false;
-    bool plural = false;
-    for (auto const* entry : registry_.PropertiesNamed(phrase)) {
-      if (entry->singular == phrase) singular = true;
-      if (entry->plural == phrase) plural = true;
-    }
-    return plural && !singular;
+    host::PhraseUse const use = registry_.PropertyPhraseUse(phrase);
+    return use.plural != 0 && use.singular == 0;
   }
 
   [[noreturn]] void UnknownPhrase(long position, bool cast) const {
     std::size_t words = 0;
-    while (words < kMaxPhraseWords && Peek(words).kind == TokenKind::kWord &&
+    while (words < kMaxMessageWords && Peek(words).kind == TokenKind::kWord &&
            (words == 0 || !IsReservedStart(Peek(words).text))) {
       ++words;
     }
@@ -387,18 +396,8 @@ class Parser {
                                 " but found " + Describe(Peek()),
                             position);
     }
-    std::string const text = JoinWords(words);
-    std::string message = std::string(cast ? "unknown cast \"" : "unknown phrase \"") + text + "\"";
-    std::vector<std::string> const near = NearestPhrases(text, registry_);
-    if (!near.empty()) {
-      message += "; did you mean ";
-      for (std::size_t i = 0; i < near.size(); ++i) {
-        if (i != 0) message += i + 1 == near.size() ? " or " : ", ";
-        message += "\"" + near[i] + "\"";
-      }
-      message += "?";
-    }
-    throw EvaluationError(ErrorKind::kUnknownPhrase, message, position);
+    throw registry_.UnknownPhraseError(
+        JoinWords(words), cast ? host::PhraseKind::kCast : host::PhraseKind::kProperty, position);
   }
 
   // --- References.
@@ -421,9 +420,9 @@ class Parser {
       std::string phrase = JoinWords(words);
       position_ += words;
       bool const isItem = phrase == "item" || phrase == "items";
-      auto node = Make(isItem ? (phrase == "item" ? NodeKind::kItem : NodeKind::kItems)
-                              : NodeKind::kProperty,
-                       position);
+      auto node = Make(
+          isItem ? (phrase == "item" ? NodeKind::kItem : NodeKind::kItems) : NodeKind::kProperty,
+          position);
       node->plural = IsPlural(phrase);
       node->text = std::move(phrase);
       if (StartsIndex()) node->index = Index();
@@ -449,8 +448,8 @@ class Parser {
 
   bool StartsIndex() const {
     Token const& token = Peek();
-    return token.kind == TokenKind::kString || token.kind == TokenKind::kInteger ||
-           IsPunct("(") || IsWord("it");
+    return token.kind == TokenKind::kString || token.kind == TokenKind::kInteger || IsPunct("(") ||
+           IsWord("it");
   }
 
   std::unique_ptr<Node> Index() {
@@ -507,32 +506,16 @@ class Parser {
 // the left side of (...) of bind it; everything else inherits.
 void CheckBindings(Node const& node, bool bound) {
   if (node.kind == NodeKind::kIt && !bound) {
-    throw EvaluationError(ErrorKind::kSyntax,
-                          "\"it\" stands outside any whose (...) or (...) of", node.position);
+    throw EvaluationError(ErrorKind::kSyntax, "\"it\" stands outside any whose (...) or (...) of",
+                          node.position);
   }
   for (auto const& filter : node.filters) CheckBindings(*filter, true);
   if (node.left) CheckBindings(*node.left, bound || node.kind == NodeKind::kMap);
-  for (Node const* child : {node.index.get(), node.object.get(), node.right.get(),
-                            node.condition.get()}) {
+  for (Node const* child :
+       {node.index.get(), node.object.get(), node.right.get(), node.condition.get()}) {
     if (child != nullptr) CheckBindings(*child, bound);
   }
   for (auto const& item : node.items) CheckBindings(*item, bound);
-}
-
-// The edit distance between two texts, for suggestions.
-std::size_t Distance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> row(b.size() + 1);
-  for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::size_t diagonal = row[0];
-    row[0] = i;
-    for (std::size_t j = 1; j <= b.size(); ++j) {
-      std::size_t const above = row[j];
-      row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
-      diagonal = above;
-    }
-  }
-  return row[b.size()];
 }
 
 }  // namespace
@@ -542,47 +525,6 @@ std::unique_ptr<Node> Parse(std::string_view query, host::Registry const& regist
   std::unique_ptr<Node> node = parser.ParseQuery();
   CheckBindings(*node, false);
   return node;
-}
-
-std::vector<std::string> NearestPhrases(std::string_view words, host::Registry const& registry,
-                                        std::size_t count) {
-  std::set<std::string> phrases;
-  for (auto const* entry : registry.Properties()) {
-    phrases.insert(entry->singular);
-    phrases.insert(entry->plural);
-  }
-  for (auto const* entry : registry.Casts()) phrases.insert(entry->phrase);
-  // Case is ignored, and the first words of a longer phrase are near too.
-  auto lower = [](std::string_view text) {
-    std::string folded(text);
-    for (char& c : folded) {
-      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return folded;
-  };
-  std::string const sought = lower(words);
-  std::size_t const limit = std::max<std::size_t>(2, sought.size() / 3);
-  std::vector<std::pair<std::size_t, std::string>> ranked;
-  for (std::string const& phrase : phrases) {
-    // The distance is at least the difference of the lengths: a run of
-    // words far longer than any phrase costs nothing to refuse.
-    std::size_t const gap = phrase.size() > sought.size() ? phrase.size() - sought.size()
-                                                          : sought.size() - phrase.size();
-    bool const prefix = sought.size() >= 4 && phrase.size() > sought.size() &&
-                        phrase.compare(0, sought.size(), sought) == 0 &&
-                        phrase[sought.size()] == ' ';
-    if (prefix) {
-      ranked.emplace_back(1, phrase);
-      continue;
-    }
-    if (gap > limit) continue;
-    std::size_t const distance = Distance(sought, phrase);
-    if (distance <= limit) ranked.emplace_back(distance, phrase);
-  }
-  std::sort(ranked.begin(), ranked.end());
-  std::vector<std::string> nearest;
-  for (std::size_t i = 0; i < ranked.size() && i < count; ++i) nearest.push_back(ranked[i].second);
-  return nearest;
 }
 
 }  // namespace survey::lang

@@ -1,6 +1,8 @@
 // The parser of the query language. Phrases are matched against the live
 // registry: where a phrase is expected, the longest run of words that forms a
 // registered phrase (singular or plural form of a property, or a cast) wins.
+// The registry's index of phrases by their first word keeps that match, and
+// so the parse, as quick with thousands of phrases as with a few.
 #pragma once
 
 #include <memory>
@@ -16,9 +18,5 @@ namespace survey::lang {
 // Parses a query. Throws host::EvaluationError of kind kSyntax or
 // kUnknownPhrase, with the byte position of the fault.
 std::unique_ptr<Node> Parse(std::string_view query, host::Registry const& registry);
-
-// The registered phrases nearest to a run of words, best first, for messages.
-std::vector<std::string> NearestPhrases(std::string_view words, host::Registry const& registry,
-                                        std::size_t count = 3);
 
 }  // namespace survey::lang
