@@ -146,7 +146,8 @@ class LazyOne final : public Stream {
   bool done_ = false;
 };
 
-// Yields the values of a source that pass a test.
+// Yields the values of a source that pass a test. A value passed over is
+// seen by nothing else, so its memory is given back at once.
 class FilterStream final : public Stream {
  public:
   FilterStream(std::unique_ptr<Stream> source, std::function<bool(Value const&)> keep)
@@ -154,6 +155,7 @@ class FilterStream final : public Stream {
   bool Next(Value& out) override {
     while (source_->Next(out)) {
       if (keep_(out)) return true;
+      out.GiveBack();
       host::CheckInterruption();
     }
     return false;
@@ -245,16 +247,24 @@ class ConcatStream final : public Stream {
 };
 
 // The answers of a query: the stream of its root, which owns the query's
-// plan.
+// plan. The caller prints each value and drops it before it pulls the next;
+// a value it no longer holds is given back then, with its memory.
 class AnswerStream final : public Stream {
  public:
   AnswerStream(std::unique_ptr<Plan> plan, std::function<std::unique_ptr<Stream>(Step&)> open)
       : plan_(std::move(plan)), values_(open(plan_->Root())) {}
-  bool Next(Value& out) override { return values_->Next(out); }
+  bool Next(Value& out) override {
+    out = Value();
+    last_.GiveBack();
+    if (!values_->Next(out)) return false;
+    last_ = out;
+    return true;
+  }
 
  private:
   std::unique_ptr<Plan> plan_;
   std::unique_ptr<Stream> values_;  // goes before the plan its streams use
+  Value last_;
 };
 
 }  // namespace
@@ -691,6 +701,8 @@ std::unique_ptr<Stream> Evaluator::Open(Step& step, Value const& it) {
         try {
           Value value;
           found = Open(*step.left, it)->Next(value);
+          // Whether there is a value is all that is kept of it.
+          value.GiveBack();
         } catch (EvaluationError const& error) {
           // "No value" anywhere inside turns into an answer here.
           if (error.Kind() != ErrorKind::kNoValue) throw;
@@ -706,6 +718,8 @@ std::unique_ptr<Stream> Evaluator::Open(Step& step, Value const& it) {
         Value value;
         while (values->Next(value)) {
           ++count;
+          // A counted value is kept in no way: its memory goes back at once.
+          value.GiveBack();
           host::CheckInterruption();
         }
         return host_.MakeInteger(count);

@@ -30,7 +30,9 @@ class Evaluator {
 
   // The answers of a query, with `it` bound to `it` (empty outside any
   // binding). The stream owns the query's plan; the tree must outlive it.
-  // Pull inside an Evaluation::Scope.
+  // Pull inside an Evaluation::Scope. The caller is taken to keep nothing of
+  // a value once it pulls the next, unless it holds a handle to it: a value
+  // no longer held then is given back with its memory (see arena.h).
   std::unique_ptr<host::Stream> Open(Node const& query, host::Value const& it);
 
   // A value's text form; a tuple's items joined by ", ".

@@ -16,6 +16,17 @@ namespace {
 using host::ErrorKind;
 using Texts = std::vector<std::string>;
 
+// Lines of a kilobyte each, numbered in their first bytes.
+std::vector<std::string> LongLines(int count, char fill) {
+  std::vector<std::string> lines;
+  for (int i = 0; i < count; ++i) {
+    std::string line = std::to_string(i) + " ";
+    line.resize(1024, fill);
+    lines.push_back(line);
+  }
+  return lines;
+}
+
 // ---------------------------------------------------------------------------
 // Resolution.
 
@@ -69,6 +80,57 @@ TEST_F(LanguageTest, AnAggregateTakesTheWholeStream) {
 
 TEST_F(LanguageTest, AnAggregateOfMixedTypesIsATypeError) {
   EXPECT_EQ(ErrorKind::kTypeError, ErrorOf("maximum of (1; \"a\")").Kind());
+}
+
+// ---------------------------------------------------------------------------
+// Surveyor memory of streamed values.
+
+TEST_F(LanguageTest, AnAggregateOverLinesKeepsWhatItsElementsUsed) {
+  TextFiles()["f"] = {"x", "zzz", "aaa"};
+  EXPECT_EQ("zzz", One("maximum of lines of text file \"f\""));
+  EXPECT_EQ((Texts{"zzz"}), Answers("maxima of lines of text file \"f\""));
+  TextFiles()["long"] = LongLines(300, 'q');
+  EXPECT_EQ(std::string("99 ") + std::string(1021, 'q'),
+            One("maximum of lines of text file \"long\""));
+}
+
+TEST_F(LanguageTest, AnAggregateOverRevisionsOfLinesKeepsWhatItsElementsUsed) {
+  TextFiles()["r"] = {"9", "10", "2"};
+  EXPECT_EQ("10", One("maximum of revisions of text file \"r\""));
+  EXPECT_EQ("10", One("maximum of (it as revision) of lines of text file \"r\""));
+  EXPECT_EQ("10", One("maximum of (revisions of it) of text file \"r\""));
+}
+
+TEST_F(LanguageTest, CountingLinesGivesTheirMemoryBack) {
+  TextFiles()["big"] = LongLines(4000, 'a');
+  std::size_t const before = ArenaBytes();
+  EXPECT_EQ("4000", One("number of lines of text file \"big\""));
+  // Four megabytes of lines went through; a few lines' worth stay.
+  EXPECT_LT(ArenaBytes() - before, 64u * 1024);
+}
+
+TEST_F(LanguageTest, FilteringLinesGivesTheMemoryOfThoseDroppedBack) {
+  TextFiles()["big"] = LongLines(4000, 'a');
+  std::size_t const before = ArenaBytes();
+  EXPECT_EQ("1", One("number of lines whose (it starts with \"3999 \") of text file \"big\""));
+  EXPECT_EQ("True", One("exists lines whose (it starts with \"3999 \") of text file \"big\""));
+  EXPECT_LT(ArenaBytes() - before, 64u * 1024);
+}
+
+TEST_F(LanguageTest, AnswersDroppedOneByOneGiveTheirMemoryBack) {
+  TextFiles()["big"] = LongLines(4000, 'a');
+  std::size_t const before = ArenaBytes();
+  std::vector<std::string> const lines = Answers("lines of text file \"big\"");
+  ASSERT_EQ(4000u, lines.size());
+  EXPECT_EQ(TextFiles()["big"], lines);
+  EXPECT_LT(ArenaBytes() - before, 64u * 1024);
+}
+
+TEST_F(LanguageTest, AnAggregateInsideACountKeepsItsElements) {
+  TextFiles()["f"] = {"x", "zzz", "aaa"};
+  TextFiles()["g"] = {"mmm", "b"};
+  EXPECT_EQ((Texts{"zzz", "mmm"}), Answers("(maximum of lines of text file it) of (\"f\"; \"g\")"));
+  EXPECT_EQ("2", One("number of (maximum of lines of text file it) of (\"f\"; \"g\")"));
 }
 
 }  // namespace
