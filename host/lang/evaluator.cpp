@@ -337,6 +337,11 @@ class TupleStream final : public Stream {
 };
 
 // A property phrase applied to the world or to each value of its object.
+//
+// Whether the phrase takes its object's whole stream, as an aggregate, or
+// each object on its own is decided by the record found for the type of
+// the first object: a phrase may have aggregate records for some types and
+// other records for others.
 class PropertyStream final : public Stream {
  public:
   PropertyStream(Evaluator& evaluator, Step& step, Value it)
@@ -349,20 +354,26 @@ class PropertyStream final : public Stream {
  private:
   host::Registry const& Registry() { return evaluator_.GetHost().GetRegistry(); }
 
+  // Evaluates the index and opens the objects, and takes the first object
+  // to decide whether the phrase is an aggregate here. With no object at
+  // all, an aggregate record of the phrase, if it has one, answers for the
+  // empty stream. Of the world, no aggregate applies: it takes a stream.
   void Start() {
     started_ = true;
     if (step_.index) index_ = evaluator_.One(*step_.index, it_);
-    if (step_.object) objects_ = evaluator_.Open(*step_.object, it_);
-    aggregate_ = IsAggregate();
-  }
-
-  bool IsAggregate() {
-    bool any = false;
-    for (auto const* entry : Registry().PropertiesNamed(node_.text)) {
-      if (entry->kind != host::PropertyKind::kAggregate) return false;
-      any = true;
+    if (!step_.object) return;
+    objects_ = evaluator_.Open(*step_.object, it_);
+    if (objects_->Next(pending_)) {
+      host::BoundProperty const& property = Resolve(pending_.Type());
+      if (property.entry->kind == host::PropertyKind::kAggregate) aggregate_ = property;
+      return;
     }
-    return any;
+    for (auto const* entry : Registry().PropertiesNamed(node_.text)) {
+      if (entry->kind == host::PropertyKind::kAggregate) {
+        aggregate_ = evaluator_.Bind(*entry);
+        return;
+      }
+    }
   }
 
   // The record for the operand types, found once per pair of types.
@@ -397,43 +408,38 @@ class PropertyStream final : public Stream {
     return EvaluationError(ErrorKind::kNoSuchProperty, message, node_.position);
   }
 
-  // The filtered results of the property for one object.
+  // The filtered results of the property for one object (none for the
+  // world).
   std::unique_ptr<Stream> OpenFor(Value const& object) {
     host::BoundProperty const property = Resolve(object.Type());
     if (property.entry->kind == host::PropertyKind::kAggregate) {
+      if (object.Empty()) throw NoSuchProperty(index_.Type(), nullptr);
       // An aggregate named for a single value takes it as a stream of one.
       return Filtered(host::OpenAggregate(property, index_, std::make_unique<OneStream>(object)));
     }
     return Filtered(host::OpenProperty(property, index_, object));
   }
 
+  // The aggregate over the whole stream of objects, each checked against
+  // the type its record takes.
   std::unique_ptr<Stream> OpenAggregate() {
-    // The record is chosen by the type of the first element. With no
-    // element at all, the first aggregate of the phrase answers. Without
-    // "of" there is no stream: an aggregate is no property of the world.
-    if (!step_.object) throw NoSuchProperty(index_.Type(), nullptr);
-    Value first;
-    std::unique_ptr<Stream> elements =
-        objects_ ? std::move(objects_) : std::make_unique<EmptyStream>();
-    host::BoundProperty property;
-    if (elements->Next(first)) {
-      property = Resolve(first.Type());
-      elements = std::make_unique<PeekedStream>(first, std::move(elements));
-    } else {
-      auto const candidates = Registry().PropertiesNamed(node_.text);
-      property = evaluator_.Bind(*candidates.front());
+    std::unique_ptr<Stream> elements = std::move(objects_);
+    if (!pending_.Empty()) {
+      elements = std::make_unique<PeekedStream>(std::move(pending_), std::move(elements));
+      pending_ = Value();
     }
+    host::BoundProperty const property = *aggregate_;
     TypeEntry const* const wanted = Registry().FindType(property.entry->object);
-    auto checked = std::make_unique<FilterStream>(std::move(elements), [this,
-                                                                        wanted](Value const& v) {
-      if (wanted != nullptr && !Registry().IsA(v.Type(), wanted->name)) {
+    auto check = [this, wanted](Value const& v) {
+      if (wanted != nullptr && v.Type() != wanted && !Registry().IsA(v.Type(), wanted->name)) {
         throw EvaluationError(ErrorKind::kTypeError,
                               Quoted(node_.text) + " takes values of type " + Quoted(wanted->name) +
                                   ", not " + Quoted(Evaluator::TypeName(v)),
                               node_.position);
       }
       return true;
-    });
+    };
+    auto checked = std::make_unique<FilterStream>(std::move(elements), std::move(check));
     return Filtered(host::OpenAggregate(property, index_, std::move(checked)));
   }
 
@@ -441,6 +447,16 @@ class PropertyStream final : public Stream {
     if (step_.filters.empty()) return source;
     return std::make_unique<FilterStream>(
         std::move(source), [this](Value const& v) { return evaluator_.Passes(step_.filters, v); });
+  }
+
+  // The next object: the one taken to decide, then the others.
+  bool NextObject(Value& object) {
+    if (!pending_.Empty()) {
+      object = std::move(pending_);
+      pending_ = Value();
+      return true;
+    }
+    return objects_->Next(object);
   }
 
   bool NextPlural(Value& out) {
@@ -454,7 +470,7 @@ class PropertyStream final : public Stream {
       if (aggregate_) return false;
       Value object;
       if (objects_) {
-        if (!objects_->Next(object)) return false;
+        if (!NextObject(object)) return false;
       } else {
         if (worldDone_) return false;
         worldDone_ = true;
@@ -471,7 +487,15 @@ class PropertyStream final : public Stream {
       results = OpenAggregate();
     } else {
       Value object;
-      if (objects_) object = evaluator_.One(*step_.object, it_, std::move(objects_));
+      if (objects_) {
+        // Exactly one object: the one taken to decide, and no other.
+        std::unique_ptr<Stream> objects = std::move(objects_);
+        if (!pending_.Empty()) {
+          objects = std::make_unique<PeekedStream>(std::move(pending_), std::move(objects));
+          pending_ = Value();
+        }
+        object = evaluator_.One(*step_.object, it_, std::move(objects));
+      }
       results = OpenFor(object);
     }
     if (!results->Next(out)) {
@@ -493,10 +517,13 @@ class PropertyStream final : public Stream {
   Node const& node_;
   Value it_;
   bool started_ = false;
-  bool aggregate_ = false;
   bool worldDone_ = false;
+  // The aggregate record that takes the whole stream, when the phrase is
+  // an aggregate for the objects' type.
+  std::optional<host::BoundProperty> aggregate_;
   Value index_;
   std::unique_ptr<Stream> objects_;
+  Value pending_;  // the first object, taken to decide and not yet used
   std::unique_ptr<Stream> inner_;
 };
 

@@ -78,6 +78,21 @@ TEST_F(LanguageTest, AnAggregateTakesTheWholeStream) {
   EXPECT_TRUE(Answers("maxima of lines of text file \"none\"").empty());
 }
 
+TEST_F(LanguageTest, AnAggregateIsDecidedByTheRecordOfItsElementsType) {
+  // A "maximum" of booleans that is no aggregate stands beside the
+  // aggregates of other types; it changes none of their answers.
+  BooleanMaximum const booleans;
+  EXPECT_EQ("5", One("maximum of (1; 5; 3)"));
+  EXPECT_EQ((Texts{"5"}), Answers("maxima of (1; 5; 3)"));
+  EXPECT_EQ("7", One("maximum of 7"));
+  EXPECT_EQ("10", One("maximum of ((\"9\"; \"10\"; \"2\") as revision)"));
+  EXPECT_EQ(ErrorKind::kNoValue, ErrorOf("maximum of lines of text file \"none\"").Kind());
+  // For booleans the simple property answers, value by value.
+  EXPECT_EQ("True", One("maximum of true"));
+  EXPECT_EQ((Texts{"True", "False"}), Answers("maxima of (true; false)"));
+  EXPECT_EQ(ErrorKind::kMoreThanOneValue, ErrorOf("maximum of (true; false)").Kind());
+}
+
 TEST_F(LanguageTest, AnAggregateOfMixedTypesIsATypeError) {
   EXPECT_EQ(ErrorKind::kTypeError, ErrorOf("maximum of (1; \"a\")").Kind());
 }
