@@ -672,6 +672,33 @@ TEST_F(CallsTest, AValueGivenBackWhileAnotherHandleHoldsItStays) {
   EXPECT_EQ(2, held.As<surveyor_string>().data[0]);
 }
 
+integer ChunkSize(surveyor_string const& chunk) {
+  return integer{static_cast<long long>(chunk.length)};
+}
+
+TEST_F(CallsTest, AValueGivenBackTakesTheMemoryOfOperandsThatGoWithIt) {
+  StringsOfWorld chunks("chunks");
+  RegisteredCast sizeCast(Using<Cast<surveyor_string, integer>>, "size", "string", "integer",
+                          &ChunkSize, nullptr);
+  auto stream = Ask("chunks");
+  Value value;
+  ASSERT_TRUE(stream->Next(value));
+  ASSERT_TRUE(stream->Next(value));
+  value = Value();
+  // The third chunk lies in the same arena chunk as the second, on top.
+  std::size_t const before = evaluation->GetArena().BytesInUse();
+  ASSERT_TRUE(stream->Next(value));
+  std::size_t const withChunk = evaluation->GetArena().BytesInUse();
+  EXPECT_EQ(before + 64 * 1024, withChunk);
+  Value size = host.Cast("size", value);
+  EXPECT_EQ(64 * 1024, size.As<integer>().value);
+  // Dropped, the chunk stays: the size holds it as its operand.
+  value = Value();
+  EXPECT_EQ(withChunk, evaluation->GetArena().BytesInUse());
+  size.GiveBack();
+  EXPECT_EQ(before, evaluation->GetArena().BytesInUse());
+}
+
 // Keeps the least chunk it is given by copy, as an extremum does: the copy
 // points into the memory of a value the aggregate has dropped.
 class LeastChunk {
