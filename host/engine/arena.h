@@ -1,6 +1,18 @@
 // A bump allocator for the memory that surveyors ask the host for. Memory is
 // handed out in chunks and given back all at once, when the evaluation that
 // used it is over.
+//
+// Before that, memory is given back only from the top, and only on request:
+// a value made by a later step of an iterator owns what that step asked for
+// (ValueBuilder::OwnArenaRegion), and that memory goes when a consumer gives
+// the value back (Value::GiveBack). A consumer asks for that only when it
+// provably keeps nothing of the value, not even a copy that points into it:
+// counting, an existence test, a filter passing a value over, the answer
+// loop that prints each value and drops it. Dropping a value in any other
+// way leaves its memory standing, because library code may have copied it:
+// an aggregator keeps its elements by copy (a maximum of versions keeps a
+// version whose text lies in this arena), and those copies must stay valid
+// until the aggregate's results are gone.
 #pragma once
 
 #include <cstddef>

@@ -136,9 +136,6 @@ class IteratedStream final : public Stream {
         what_(Describe(*property.entry)) {}
 
   bool Next(Value& out) override {
-    // A value the caller dropped goes before the next is made, so that its
-    // arena memory can be given back first.
-    out = Value();
     if (finished_) return false;
     CheckInterruption();
     if (!state_) {
@@ -147,7 +144,8 @@ class IteratedStream final : public Stream {
     }
     SurveyorGetter const step = started_ ? property_.entry->next : property_.entry->first;
     // What an iterator's later steps ask of the arena belongs to the value
-    // they give; the first step may also set up memory the iterator keeps.
+    // they give, for a consumer that keeps nothing of it to give back; the
+    // first step may also set up memory the iterator keeps.
     Evaluation* const evaluation = started_ ? Evaluation::Current() : nullptr;
     ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
     started_ = true;

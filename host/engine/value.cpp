@@ -14,7 +14,7 @@ namespace detail {
 struct ValueBlock : ValueHead {
   std::size_t extraOffset;
   bool constructed;
-  bool view;  // the data lies elsewhere and is not destroyed here
+  bool view;          // the data lies elsewhere and is not destroyed here
   Value operands[2];  // the index and the object, or a cast's source
   std::shared_ptr<void> keepAlive;
   // Arena memory that only this value refers to, from the mark up to
@@ -46,19 +46,40 @@ unsigned char* ValueBlock::Bytes() { return reinterpret_cast<unsigned char*>(thi
 
 using detail::ValueBlock;
 
-void detail::Release(ValueHead* head) noexcept {
-  auto* const block = static_cast<ValueBlock*>(head);
+namespace {
+void DestroyValue(ValueBlock* block) noexcept {
   if (block->constructed && !block->view && block->type != nullptr &&
       block->type->destroy != nullptr) {
     block->type->destroy(block->Bytes());
   }
+}
+}  // namespace
+
+void detail::Release(ValueHead* head) noexcept {
+  auto* const block = static_cast<ValueBlock*>(head);
+  DestroyValue(block);
+  Free(block);
+}
+
+void Value::GiveBack() noexcept {
+  detail::ValueHead* const head = std::exchange(block_, nullptr);
+  if (head == nullptr || --head->references != 0) return;
+  auto* const block = static_cast<ValueBlock*>(head);
+  DestroyValue(block);
   if (block->region.stamp != 0) {
     if (Evaluation* const evaluation = Evaluation::Current()) {
       ArenaMark const end{block->region.stamp, block->region.chunks, block->regionEnd, 0};
       evaluation->GetArena().Release(block->region, end);
     }
   }
-  Free(block);
+  // The operands were made before the value, and the second one (the
+  // object, beside an index) after the first: the newest goes first, so that
+  // each may find its memory on top.
+  Value first = std::move(block->operands[0]);
+  Value second = std::move(block->operands[1]);
+  detail::Free(block);
+  second.GiveBack();
+  first.GiveBack();
 }
 
 ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {

@@ -26,7 +26,8 @@ struct ValueHead {
   void const* data;  // the value: inside the block, or elsewhere for a view
 };
 struct ValueBlock;
-// Destroys the value and frees the block: its last handle is gone.
+// Destroys the value and frees the block: its last handle is gone. Arena
+// memory that the value owns stays where it is.
 void Release(ValueHead* head) noexcept;
 }  // namespace detail
 
@@ -44,6 +45,13 @@ class Value {
   ~Value() {
     if (block_ != nullptr && --block_->references == 0) detail::Release(block_);
   }
+
+  // Drops this handle, as assigning an empty value does; and when it was the
+  // value's last, gives back the arena memory that the value owns, and then
+  // that of its operands that go with it, as far as that memory is still the
+  // arena's top. Only a consumer that keeps nothing of the value asks for
+  // this: see the rule in arena.h.
+  void GiveBack() noexcept;
 
   bool Empty() const { return block_ == nullptr; }
   explicit operator bool() const { return block_ != nullptr; }
@@ -89,9 +97,10 @@ class ValueBuilder {
   void DependOn(Value const& operand);
   void KeepAlive(std::shared_ptr<void> owner);
   // The memory of the present evaluation's arena between the two marks
-  // belongs to this value alone: when the value goes while that memory is
-  // still the arena's top, it is given back, so that a long stream of
-  // values that are used and dropped does not hold memory for all of them.
+  // belongs to this value: when a consumer gives the value back (see
+  // `Value::GiveBack`) while that memory is still the arena's top, the
+  // memory goes with it, so that a long stream of values that are counted or
+  // passed over does not hold memory for all of them.
   void OwnArenaRegion(ArenaMark const& from, ArenaMark const& to);
   // The slot now holds a constructed value.
   Value Finish();

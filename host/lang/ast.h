@@ -1,12 +1,14 @@
 // The parsed form of a query: a tree of nodes, each of which the evaluator
-// opens as a stream of values.
+// opens as a stream of values. The tree is plain data that the parser makes
+// and nothing changes after; what an evaluation learns about a node it keeps
+// in its own plan (evaluator.h).
 #pragma once
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "host/engine/calls.h"
+#include "host/engine/calls.h"  // the host's operator codes
 
 namespace survey::lang {
 
@@ -46,10 +48,10 @@ struct Node {
   long position = 0;  // byte offset in the query
   std::string text;
   long long number = 0;
-  bool plural = false;  // a property phrase in its plural form
-  int op = 0;           // an operator code
-  bool negated = false; // a relation whose answer is negated
-  bool swapped = false; // a relation whose operands are swapped
+  bool plural = false;   // a property phrase in its plural form
+  int op = 0;            // an operator code
+  bool negated = false;  // a relation whose answer is negated
+  bool swapped = false;  // a relation whose operands are swapped
   std::unique_ptr<Node> index;
   std::unique_ptr<Node> object;
   std::unique_ptr<Node> left;
@@ -57,29 +59,6 @@ struct Node {
   std::unique_ptr<Node> condition;
   std::vector<std::unique_ptr<Node>> filters;  // whose clauses, in order
   std::vector<std::unique_ptr<Node>> items;    // tuple and collection parts
-
-  // Lookups resolved during evaluation, kept per operand types.
-  struct Resolved {
-    host::TypeEntry const* index;
-    host::TypeEntry const* object;
-    host::BoundProperty property;
-  };
-  mutable std::vector<Resolved> resolved;
-  struct ResolvedOperator {
-    host::TypeEntry const* left;
-    host::TypeEntry const* right;
-    host::OperatorEntry const* op;
-    host::TypeEntry const* result;
-  };
-  mutable std::vector<ResolvedOperator> operators;
-  struct ResolvedCast {
-    host::TypeEntry const* source;
-    host::CastEntry const* cast;
-    host::TypeEntry const* target;
-  };
-  mutable std::vector<ResolvedCast> casts;
-  // A literal's value, made once: values are never changed, so it is shared.
-  mutable host::Value literal;
 };
 
 }  // namespace survey::lang

@@ -1,6 +1,7 @@
 #include "host/lang/evaluator.h"
 
 #include <climits>
+#include <deque>
 #include <functional>
 #include <optional>
 
@@ -10,10 +11,83 @@ namespace survey::lang {
 
 using host::ErrorKind;
 using host::EvaluationError;
+using host::Quoted;
 using host::Stream;
 using host::TypeEntry;
 using host::Value;
-using host::Quoted;
+
+// ---------------------------------------------------------------------------
+// The plan of one query.
+
+// A node of the tree with what the evaluation of one query learns about it:
+// the records found for the operand types seen so far, and a literal's
+// value. Steps mirror the tree, child for child, so that the evaluator goes
+// from a step to its parts without a search.
+struct Step {
+  explicit Step(Node const& of) : node(of) {}
+
+  Node const& node;
+  Step* index = nullptr;
+  Step* object = nullptr;
+  Step* left = nullptr;
+  Step* right = nullptr;
+  Step* condition = nullptr;
+  std::vector<Step*> filters;
+  std::vector<Step*> items;
+
+  // A property's record, per pair of index and object types.
+  struct Property {
+    TypeEntry const* index;
+    TypeEntry const* object;
+    host::BoundProperty property;
+  };
+  std::vector<Property> properties;
+  // An operator's record and result type, per pair of operand types.
+  struct Operator {
+    TypeEntry const* left;
+    TypeEntry const* right;
+    host::OperatorEntry const* op;
+    TypeEntry const* result;
+  };
+  std::vector<Operator> operators;
+  // A cast's record and target type, per source type.
+  struct Cast {
+    TypeEntry const* source;
+    host::CastEntry const* cast;
+    TypeEntry const* target;
+  };
+  std::vector<Cast> casts;
+  // A literal's value, made once: values are never changed, so it is shared.
+  Value literal;
+};
+
+// The steps of one query, made from its tree before anything is evaluated.
+class Plan {
+ public:
+  explicit Plan(Node const& query) : root_(Add(query)) {}
+  Plan(Plan const&) = delete;
+  Plan& operator=(Plan const&) = delete;
+
+  Step& Root() { return *root_; }
+
+ private:
+  // The parser bounds the depth of a tree, and so the depth of this walk.
+  Step* Add(Node const& node) {
+    Step& step = steps_.emplace_back(node);
+    step.index = Add(node.index.get());
+    step.object = Add(node.object.get());
+    step.left = Add(node.left.get());
+    step.right = Add(node.right.get());
+    step.condition = Add(node.condition.get());
+    for (auto const& filter : node.filters) step.filters.push_back(Add(*filter));
+    for (auto const& item : node.items) step.items.push_back(Add(*item));
+    return &step;
+  }
+  Step* Add(Node const* node) { return node == nullptr ? nullptr : Add(*node); }
+
+  std::deque<Step> steps_;  // a deque keeps every step where it was made
+  Step* root_;
+};
 
 namespace {
 
@@ -72,7 +146,8 @@ class LazyOne final : public Stream {
   bool done_ = false;
 };
 
-// Yields the values of a source that pass a test.
+// Yields the values of a source that pass a test. A value passed over is
+// seen by nothing else, so its memory is given back at once.
 class FilterStream final : public Stream {
  public:
   FilterStream(std::unique_ptr<Stream> source, std::function<bool(Value const&)> keep)
@@ -80,6 +155,7 @@ class FilterStream final : public Stream {
   bool Next(Value& out) override {
     while (source_->Next(out)) {
       if (keep_(out)) return true;
+      out.GiveBack();
       host::CheckInterruption();
     }
     return false;
@@ -170,17 +246,38 @@ class ConcatStream final : public Stream {
   std::unique_ptr<Stream> current_;
 };
 
+// The answers of a query: the stream of its root, which owns the query's
+// plan. The caller prints each value and drops it before it pulls the next;
+// a value it no longer holds is given back then, with its memory.
+class AnswerStream final : public Stream {
+ public:
+  AnswerStream(std::unique_ptr<Plan> plan, std::function<std::unique_ptr<Stream>(Step&)> open)
+      : plan_(std::move(plan)), values_(open(plan_->Root())) {}
+  bool Next(Value& out) override {
+    out = Value();
+    last_.GiveBack();
+    if (!values_->Next(out)) return false;
+    last_ = out;
+    return true;
+  }
+
+ private:
+  std::unique_ptr<Plan> plan_;
+  std::unique_ptr<Stream> values_;  // goes before the plan its streams use
+  Value last_;
+};
+
 }  // namespace
 
 // The tuples of several streams, as their product in order: the last part
 // varies fastest and is opened anew for each combination of the others.
 class TupleStream final : public Stream {
  public:
-  TupleStream(Evaluator& evaluator, Node const& node, Value it)
-      : evaluator_(evaluator), node_(node), it_(std::move(it)) {}
+  TupleStream(Evaluator& evaluator, Step& step, Value it)
+      : evaluator_(evaluator), step_(step), it_(std::move(it)) {}
 
   bool Next(Value& out) override {
-    std::size_t const n = node_.items.size();
+    std::size_t const n = step_.items.size();
     if (finished_) return false;
     host::CheckInterruption();
     if (streams_.empty()) {
@@ -208,7 +305,7 @@ class TupleStream final : public Stream {
  private:
   // Opens part k and takes its first value.
   bool Fill(std::size_t k) {
-    streams_[k] = evaluator_.Open(*node_.items[k], it_);
+    streams_[k] = evaluator_.Open(*step_.items[k], it_);
     return streams_[k]->Next(values_[k]);
   }
   bool Finish() {
@@ -232,7 +329,7 @@ class TupleStream final : public Stream {
   }
 
   Evaluator& evaluator_;
-  Node const& node_;
+  Step& step_;
   Value it_;
   std::vector<std::unique_ptr<Stream>> streams_;
   std::vector<Value> values_;
@@ -240,45 +337,55 @@ class TupleStream final : public Stream {
 };
 
 // A property phrase applied to the world or to each value of its object.
+//
+// Whether the phrase takes its object's whole stream, as an aggregate, or
+// each object on its own is decided by the record found for the type of
+// the first object: a phrase may have aggregate records for some types and
+// other records for others.
 class PropertyStream final : public Stream {
  public:
-  PropertyStream(Evaluator& evaluator, Node const& node, Value it)
-      : evaluator_(evaluator), node_(node), it_(std::move(it)) {}
+  PropertyStream(Evaluator& evaluator, Step& step, Value it)
+      : evaluator_(evaluator), step_(step), node_(step.node), it_(std::move(it)) {}
 
   bool Next(Value& out) override {
     return At(node_, [&] { return node_.plural ? NextPlural(out) : NextSingular(out); });
   }
 
  private:
-  host::Host& Host() { return evaluator_.GetHost(); }
   host::Registry const& Registry() { return evaluator_.GetHost().GetRegistry(); }
 
+  // Evaluates the index and opens the objects, and takes the first object
+  // to decide whether the phrase is an aggregate here. With no object at
+  // all, an aggregate record of the phrase, if it has one, answers for the
+  // empty stream. Of the world, no aggregate applies: it takes a stream.
   void Start() {
     started_ = true;
-    if (node_.index) index_ = evaluator_.One(*node_.index, it_);
-    if (node_.object) objects_ = evaluator_.Open(*node_.object, it_);
-    aggregate_ = IsAggregate();
-  }
-
-  bool IsAggregate() {
-    bool any = false;
-    for (auto const* entry : Registry().PropertiesNamed(node_.text)) {
-      if (entry->kind != host::PropertyKind::kAggregate) return false;
-      any = true;
+    if (step_.index) index_ = evaluator_.One(*step_.index, it_);
+    if (!step_.object) return;
+    objects_ = evaluator_.Open(*step_.object, it_);
+    if (objects_->Next(pending_)) {
+      host::BoundProperty const& property = Resolve(pending_.Type());
+      if (property.entry->kind == host::PropertyKind::kAggregate) aggregate_ = property;
+      return;
     }
-    return any;
+    for (auto const* entry : Registry().PropertiesNamed(node_.text)) {
+      if (entry->kind == host::PropertyKind::kAggregate) {
+        aggregate_ = evaluator_.Bind(*entry);
+        return;
+      }
+    }
   }
 
   // The record for the operand types, found once per pair of types.
   host::BoundProperty const& Resolve(TypeEntry const* object) {
     TypeEntry const* const index = index_.Type();
-    for (auto const& resolved : node_.resolved) {
-      if (resolved.index == index && resolved.object == object) return resolved.property;
+    for (auto const& known : step_.properties) {
+      if (known.index == index && known.object == object) return known.property;
     }
     host::PropertyEntry const* const entry = Registry().FindProperty(node_.text, index, object);
     if (entry == nullptr) throw NoSuchProperty(index, object);
-    node_.resolved.push_back(Node::Resolved{index, object, evaluator_.Bind(*entry)});
-    return node_.resolved.back().property;
+    step_.properties.push_back(Step::Property{index, object, evaluator_.Bind(*entry)});
+    return step_.properties.back().property;
   }
 
   EvaluationError NoSuchProperty(TypeEntry const* index, TypeEntry const* object) {
@@ -301,49 +408,55 @@ class PropertyStream final : public Stream {
     return EvaluationError(ErrorKind::kNoSuchProperty, message, node_.position);
   }
 
-  // The filtered results of the property for one object.
+  // The filtered results of the property for one object (none for the
+  // world).
   std::unique_ptr<Stream> OpenFor(Value const& object) {
-    host::BoundProperty const& property = Resolve(object.Type());
+    host::BoundProperty const property = Resolve(object.Type());
     if (property.entry->kind == host::PropertyKind::kAggregate) {
+      if (object.Empty()) throw NoSuchProperty(index_.Type(), nullptr);
       // An aggregate named for a single value takes it as a stream of one.
       return Filtered(host::OpenAggregate(property, index_, std::make_unique<OneStream>(object)));
     }
     return Filtered(host::OpenProperty(property, index_, object));
   }
 
+  // The aggregate over the whole stream of objects, each checked against
+  // the type its record takes.
   std::unique_ptr<Stream> OpenAggregate() {
-    // The record is chosen by the type of the first element. With no
-    // element at all, the first aggregate of the phrase answers. Without
-    // "of" there is no stream: an aggregate is no property of the world.
-    if (!node_.object) throw NoSuchProperty(index_.Type(), nullptr);
-    Value first;
-    std::unique_ptr<Stream> elements = objects_ ? std::move(objects_) : std::make_unique<EmptyStream>();
-    host::BoundProperty property;
-    if (elements->Next(first)) {
-      property = Resolve(first.Type());
-      elements = std::make_unique<PeekedStream>(first, std::move(elements));
-    } else {
-      auto const candidates = Registry().PropertiesNamed(node_.text);
-      property = evaluator_.Bind(*candidates.front());
+    std::unique_ptr<Stream> elements = std::move(objects_);
+    if (!pending_.Empty()) {
+      elements = std::make_unique<PeekedStream>(std::move(pending_), std::move(elements));
+      pending_ = Value();
     }
+    host::BoundProperty const property = *aggregate_;
     TypeEntry const* const wanted = Registry().FindType(property.entry->object);
-    auto checked = std::make_unique<FilterStream>(std::move(elements), [this, wanted](Value const& v) {
-      if (wanted != nullptr && !Registry().IsA(v.Type(), wanted->name)) {
+    auto check = [this, wanted](Value const& v) {
+      if (wanted != nullptr && v.Type() != wanted && !Registry().IsA(v.Type(), wanted->name)) {
         throw EvaluationError(ErrorKind::kTypeError,
                               Quoted(node_.text) + " takes values of type " + Quoted(wanted->name) +
                                   ", not " + Quoted(Evaluator::TypeName(v)),
                               node_.position);
       }
       return true;
-    });
+    };
+    auto checked = std::make_unique<FilterStream>(std::move(elements), std::move(check));
     return Filtered(host::OpenAggregate(property, index_, std::move(checked)));
   }
 
   std::unique_ptr<Stream> Filtered(std::unique_ptr<Stream> source) {
-    if (node_.filters.empty()) return source;
-    return std::make_unique<FilterStream>(std::move(source), [this](Value const& v) {
-      return evaluator_.Passes(node_.filters, v);
-    });
+    if (step_.filters.empty()) return source;
+    return std::make_unique<FilterStream>(
+        std::move(source), [this](Value const& v) { return evaluator_.Passes(step_.filters, v); });
+  }
+
+  // The next object: the one taken to decide, then the others.
+  bool NextObject(Value& object) {
+    if (!pending_.Empty()) {
+      object = std::move(pending_);
+      pending_ = Value();
+      return true;
+    }
+    return objects_->Next(object);
   }
 
   bool NextPlural(Value& out) {
@@ -357,7 +470,7 @@ class PropertyStream final : public Stream {
       if (aggregate_) return false;
       Value object;
       if (objects_) {
-        if (!objects_->Next(object)) return false;
+        if (!NextObject(object)) return false;
       } else {
         if (worldDone_) return false;
         worldDone_ = true;
@@ -374,12 +487,20 @@ class PropertyStream final : public Stream {
       results = OpenAggregate();
     } else {
       Value object;
-      if (objects_) object = evaluator_.One(*node_.object, it_, std::move(objects_));
+      if (objects_) {
+        // Exactly one object: the one taken to decide, and no other.
+        std::unique_ptr<Stream> objects = std::move(objects_);
+        if (!pending_.Empty()) {
+          objects = std::make_unique<PeekedStream>(std::move(pending_), std::move(objects));
+          pending_ = Value();
+        }
+        object = evaluator_.One(*step_.object, it_, std::move(objects));
+      }
       results = OpenFor(object);
     }
     if (!results->Next(out)) {
-      throw EvaluationError(ErrorKind::kNoValue,
-                            "singular " + Quoted(node_.text) + " has no value", node_.position);
+      throw EvaluationError(ErrorKind::kNoValue, "singular " + Quoted(node_.text) + " has no value",
+                            node_.position);
     }
     Value extra;
     if (results->Next(extra)) {
@@ -392,13 +513,17 @@ class PropertyStream final : public Stream {
   }
 
   Evaluator& evaluator_;
+  Step& step_;
   Node const& node_;
   Value it_;
   bool started_ = false;
-  bool aggregate_ = false;
   bool worldDone_ = false;
+  // The aggregate record that takes the whole stream, when the phrase is
+  // an aggregate for the objects' type.
+  std::optional<host::BoundProperty> aggregate_;
   Value index_;
   std::unique_ptr<Stream> objects_;
+  Value pending_;  // the first object, taken to decide and not yet used
   std::unique_ptr<Stream> inner_;
 };
 
@@ -411,29 +536,35 @@ std::string Evaluator::TypeName(Value const& value) {
   return value.Empty() ? std::string("nothing") : value.Type()->name;
 }
 
-bool Evaluator::Passes(std::vector<std::unique_ptr<Node>> const& filters, Value const& value) {
-  for (auto const& filter : filters) {
+std::unique_ptr<Stream> Evaluator::Open(Node const& query, Value const& it) {
+  Value const bound = it;
+  return std::make_unique<AnswerStream>(std::make_unique<Plan>(query),
+                                        [this, &bound](Step& root) { return Open(root, bound); });
+}
+
+bool Evaluator::Passes(std::vector<Step*> const& filters, Value const& value) {
+  for (Step* filter : filters) {
     if (!Truth(*filter, value)) return false;
   }
   return true;
 }
 
-bool Evaluator::Truth(Node const& node, Value const& it) {
-  Value const value = One(node, it);
+bool Evaluator::Truth(Step& step, Value const& it) {
+  Value const value = One(step, it);
   if (value.Type() != host_.BooleanType() && !host_.GetRegistry().IsA(value.Type(), "boolean")) {
     throw EvaluationError(ErrorKind::kTypeError,
                           "expected a boolean, found a value of type " + Quoted(TypeName(value)),
-                          node.position);
+                          step.node.position);
   }
   return value.As<boolean>().value == 1;
 }
 
-Value Evaluator::One(Node const& node, Value const& it) {
-  switch (node.kind) {
+Value Evaluator::One(Step& step, Value const& it) {
+  switch (step.node.kind) {
     case NodeKind::kString:
     case NodeKind::kInteger:
     case NodeKind::kBoolean:
-      if (!node.literal.Empty()) return node.literal;
+      if (!step.literal.Empty()) return step.literal;
       break;
     case NodeKind::kIt:
       if (!it.Empty()) return it;
@@ -443,14 +574,15 @@ Value Evaluator::One(Node const& node, Value const& it) {
     case NodeKind::kAnd:
     case NodeKind::kOr:
     case NodeKind::kNot:
-      return Scalar(node, it);
+      return Scalar(step, it);
     default:
       break;
   }
-  return One(node, it, Open(node, it));
+  return One(step, it, Open(step, it));
 }
 
-Value Evaluator::One(Node const& node, Value const&, std::unique_ptr<Stream> stream) {
+Value Evaluator::One(Step& step, Value const&, std::unique_ptr<Stream> stream) {
+  Node const& node = step.node;
   return At(node, [&] {
     Value first;
     if (!stream->Next(first)) {
@@ -458,8 +590,8 @@ Value Evaluator::One(Node const& node, Value const&, std::unique_ptr<Stream> str
     }
     Value second;
     if (stream->Next(second)) {
-      throw EvaluationError(ErrorKind::kMoreThanOneValue,
-                            "the expression has more than one value", node.position);
+      throw EvaluationError(ErrorKind::kMoreThanOneValue, "the expression has more than one value",
+                            node.position);
     }
     return first;
   });
@@ -468,47 +600,49 @@ Value Evaluator::One(Node const& node, Value const&, std::unique_ptr<Stream> str
 // The value of a node that always has exactly one: relations, arithmetic,
 // logic. Evaluated directly, without opening streams, since filters run
 // them once per value.
-Value Evaluator::Scalar(Node const& node, Value const& it) {
-  host::Registry const& registry = host_.GetRegistry();
+Value Evaluator::Scalar(Step& step, Value const& it) {
+  Node const& node = step.node;
   switch (node.kind) {
     case NodeKind::kNot:
-      return Value::MakeBoolean(host_.BooleanType(), !Truth(*node.left, it));
+      return Value::MakeBoolean(host_.BooleanType(), !Truth(*step.left, it));
     case NodeKind::kAnd:
     case NodeKind::kOr: {
-      bool const left = Truth(*node.left, it);
+      bool const left = Truth(*step.left, it);
       // Stop early: the right side is not evaluated when the left decides.
-      bool const answer = node.kind == NodeKind::kAnd ? (left && Truth(*node.right, it))
-                                                      : (left || Truth(*node.right, it));
+      bool const answer = node.kind == NodeKind::kAnd ? (left && Truth(*step.right, it))
+                                                      : (left || Truth(*step.right, it));
       return Value::MakeBoolean(host_.BooleanType(), answer);
     }
     default:
       break;
   }
-  Value left = One(*node.left, it);
-  Value right = One(*node.right, it);
+  Value left = One(*step.left, it);
+  Value right = One(*step.right, it);
   if (node.swapped) std::swap(left, right);
-  Node::ResolvedOperator const* resolved = nullptr;
-  for (auto const& known : node.operators) {
+  Step::Operator const* resolved = nullptr;
+  for (auto const& known : step.operators) {
     if (known.left == left.Type() && known.right == right.Type()) resolved = &known;
   }
   if (resolved == nullptr) {
+    host::Registry const& registry = host_.GetRegistry();
     host::OperatorEntry const* const found =
         registry.FindOperator(node.op, left.Type(), right.Type());
     if (found != nullptr) {
-      node.operators.push_back(Node::ResolvedOperator{left.Type(), right.Type(), found,
-                                                      registry.FindType(found->result)});
-      resolved = &node.operators.back();
+      step.operators.push_back(
+          Step::Operator{left.Type(), right.Type(), found, registry.FindType(found->result)});
+      resolved = &step.operators.back();
     }
   }
-  host::OperatorEntry const* const op = resolved == nullptr ? nullptr : resolved->op;
-  if (op == nullptr) {
+  if (resolved == nullptr) {
     throw EvaluationError(ErrorKind::kTypeError,
-                          "no operator " + Quoted(host::OperatorName(node.op)) + " between values of type " +
-                              Quoted(TypeName(left)) + " and " + Quoted(TypeName(right)),
+                          "no operator " + Quoted(host::OperatorName(node.op)) +
+                              " between values of type " + Quoted(TypeName(left)) + " and " +
+                              Quoted(TypeName(right)),
                           node.position);
   }
+  host::OperatorEntry const& op = *resolved->op;
   TypeEntry const* const result = resolved->result;
-  Value answer = At(node, [&] { return host::CallOperator(*op, result, left, right); });
+  Value answer = At(node, [&] { return host::CallOperator(op, result, left, right); });
   if (node.kind == NodeKind::kRelation && node.negated) {
     answer = Value::MakeBoolean(host_.BooleanType(), answer.As<boolean>().value != 1);
   }
@@ -516,97 +650,102 @@ Value Evaluator::Scalar(Node const& node, Value const& it) {
 }
 
 // A cast of one value, its record found once per source type.
-Value Evaluator::CastOf(Node const& node, Value const& value) {
-  for (auto const& known : node.casts) {
+Value Evaluator::CastOf(Step& step, Value const& value) {
+  for (auto const& known : step.casts) {
     if (known.source == value.Type()) return host::CallCast(*known.cast, known.target, value);
   }
+  Node const& node = step.node;
   host::CastEntry const* const cast = host_.GetRegistry().FindCast(node.text, value.Type());
   TypeEntry const* const target =
       cast == nullptr ? nullptr : host_.GetRegistry().FindType(cast->target);
   // Without a record, the host's Cast reports the error with its details.
   if (cast == nullptr || target == nullptr) return host_.Cast(node.text, value);
-  node.casts.push_back(Node::ResolvedCast{value.Type(), cast, target});
+  step.casts.push_back(Step::Cast{value.Type(), cast, target});
   return host::CallCast(*cast, target, value);
 }
 
-std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
-  host::Registry const& registry = host_.GetRegistry();
+std::unique_ptr<Stream> Evaluator::Open(Step& step, Value const& it) {
+  Node const& node = step.node;
   switch (node.kind) {
     case NodeKind::kString:
-      if (node.literal.Empty()) node.literal = host_.MakeString(node.text);
-      return std::make_unique<OneStream>(node.literal);
+      if (step.literal.Empty()) step.literal = host_.MakeString(node.text);
+      return std::make_unique<OneStream>(step.literal);
     case NodeKind::kInteger:
-      if (node.literal.Empty()) node.literal = host_.MakeInteger(node.number);
-      return std::make_unique<OneStream>(node.literal);
+      if (step.literal.Empty()) step.literal = host_.MakeInteger(node.number);
+      return std::make_unique<OneStream>(step.literal);
     case NodeKind::kBoolean:
-      if (node.literal.Empty()) {
-        node.literal = Value::MakeBoolean(host_.BooleanType(), node.number != 0);
+      if (step.literal.Empty()) {
+        step.literal = Value::MakeBoolean(host_.BooleanType(), node.number != 0);
       }
-      return std::make_unique<OneStream>(node.literal);
+      return std::make_unique<OneStream>(step.literal);
     case NodeKind::kIt:
       if (it.Empty()) {
         throw EvaluationError(ErrorKind::kSyntax, "\"it\" is bound to nothing here", node.position);
       }
       return std::make_unique<OneStream>(it);
     case NodeKind::kProperty:
-      return std::make_unique<PropertyStream>(*this, node, it);
+      return std::make_unique<PropertyStream>(*this, step, it);
     case NodeKind::kMap: {
-      Node const* const body = &node;
-      return std::make_unique<FlatMapStream>(Open(*node.object, it), [this, body](Value const& x) {
+      Step* const body = &step;
+      return std::make_unique<FlatMapStream>(Open(*step.object, it), [this, body](Value const& x) {
         std::unique_ptr<Stream> values = Open(*body->left, x);
         if (body->filters.empty()) return values;
         return std::unique_ptr<Stream>(std::make_unique<FilterStream>(
-            std::move(values), [this, body, x](Value const& v) { return Passes(body->filters, v); }));
+            std::move(values),
+            [this, body, x](Value const& v) { return Passes(body->filters, v); }));
       });
     }
     case NodeKind::kFiltered: {
-      Node const* const body = &node;
-      return std::make_unique<FilterStream>(Open(*node.left, it), [this, body](Value const& v) {
-        return Passes(body->filters, v);
-      });
+      Step* const body = &step;
+      return std::make_unique<FilterStream>(
+          Open(*step.left, it), [this, body](Value const& v) { return Passes(body->filters, v); });
     }
     case NodeKind::kCast: {
-      Node const* const cast = &node;
-      return std::make_unique<MapStream>(Open(*node.left, it), [this, cast](Value const& v) {
-        return At(*cast, [&] { return CastOf(*cast, v); });
+      Step* const cast = &step;
+      return std::make_unique<MapStream>(Open(*step.left, it), [this, cast](Value const& v) {
+        return At(cast->node, [&] { return CastOf(*cast, v); });
       });
     }
     case NodeKind::kNegate:
-      return std::make_unique<LazyOne>([this, &node, it] {
-        Value const value = One(*node.left, it);
+      return std::make_unique<LazyOne>([this, &step, it] {
+        Value const value = One(*step.left, it);
         if (!host_.GetRegistry().IsA(value.Type(), "integer")) {
           throw EvaluationError(ErrorKind::kTypeError,
                                 "unary minus needs an integer, not " + Quoted(TypeName(value)),
-                                node.position);
+                                step.node.position);
         }
         long long const number = value.As<integer>().value;
         if (number == LLONG_MIN) {
-          throw EvaluationError(ErrorKind::kMessage, "integer overflow", node.position);
+          throw EvaluationError(ErrorKind::kMessage, "integer overflow", step.node.position);
         }
         return host_.MakeInteger(-number);
       });
     case NodeKind::kExists:
     case NodeKind::kExistsNo:
-      return std::make_unique<LazyOne>([this, &node, it] {
+      return std::make_unique<LazyOne>([this, &step, it] {
         bool found;
         try {
           Value value;
-          found = Open(*node.left, it)->Next(value);
+          found = Open(*step.left, it)->Next(value);
+          // Whether there is a value is all that is kept of it.
+          value.GiveBack();
         } catch (EvaluationError const& error) {
           // "No value" anywhere inside turns into an answer here.
           if (error.Kind() != ErrorKind::kNoValue) throw;
           found = false;
         }
         return Value::MakeBoolean(host_.BooleanType(),
-                                  node.kind == NodeKind::kExists ? found : !found);
+                                  step.node.kind == NodeKind::kExists ? found : !found);
       });
     case NodeKind::kNumberOf:
-      return std::make_unique<LazyOne>([this, &node, it] {
-        std::unique_ptr<Stream> values = Open(*node.left, it);
+      return std::make_unique<LazyOne>([this, &step, it] {
+        std::unique_ptr<Stream> values = Open(*step.left, it);
         long long count = 0;
         Value value;
         while (values->Next(value)) {
           ++count;
+          // A counted value is kept in no way: its memory goes back at once.
+          value.GiveBack();
           host::CheckInterruption();
         }
         return host_.MakeInteger(count);
@@ -616,17 +755,16 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
     case NodeKind::kAnd:
     case NodeKind::kOr:
     case NodeKind::kNot:
-      return std::make_unique<LazyOne>([this, &node, it] { return Scalar(node, it); });
+      return std::make_unique<LazyOne>([this, &step, it] { return Scalar(step, it); });
     case NodeKind::kIf: {
-      bool const condition = Truth(*node.condition, it);
-      return Open(condition ? *node.left : *node.right, it);
+      bool const condition = Truth(*step.condition, it);
+      return Open(condition ? *step.left : *step.right, it);
     }
     case NodeKind::kTuple:
-      return std::make_unique<TupleStream>(*this, node, it);
+      return std::make_unique<TupleStream>(*this, step, it);
     case NodeKind::kCollection: {
       std::vector<std::function<std::unique_ptr<Stream>()>> parts;
-      for (auto const& item : node.items) {
-        Node const* const part = item.get();
+      for (Step* part : step.items) {
         parts.push_back([this, part, it] { return Open(*part, it); });
       }
       return std::make_unique<ConcatStream>(std::move(parts));
@@ -634,26 +772,26 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
     case NodeKind::kItem: {
       // Singular, like a property: one tuple, and an element at that place
       // that passes the whose clauses.
-      Node const* const item = &node;
-      return std::make_unique<LazyOne>([this, item, it, &registry] {
+      Step* const item = &step;
+      return std::make_unique<LazyOne>([this, item, it] {
         Value const index = One(*item->index, it);
-        if (!registry.IsA(index.Type(), "integer")) {
+        if (!host_.GetRegistry().IsA(index.Type(), "integer")) {
           throw EvaluationError(ErrorKind::kTypeError, "\"item\" needs an integer index",
-                                item->index->position);
+                                item->index->node.position);
         }
         long long const number = index.As<integer>().value;
-        if (!item->object) throw NotOfWorld(*item);
+        if (item->object == nullptr) throw NotOfWorld(item->node);
         Value const tuple = One(*item->object, it);
-        std::vector<Value> const elements = At(*item, [&] { return Items(tuple); });
+        std::vector<Value> const elements = At(item->node, [&] { return Items(tuple); });
         if (number < 0 || static_cast<unsigned long long>(number) >= elements.size()) {
           throw EvaluationError(ErrorKind::kNoValue,
                                 "singular \"item\" has no value: item " + std::to_string(number) +
                                     " of a tuple of " + std::to_string(elements.size()) + " items",
-                                item->position);
+                                item->node.position);
         }
         if (!Passes(item->filters, elements[number])) {
           throw EvaluationError(ErrorKind::kNoValue, "singular \"item\" has no value",
-                                item->position);
+                                item->node.position);
         }
         return elements[number];
       });
@@ -661,22 +799,22 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& node, Value const& it) {
     case NodeKind::kItems: {
       // Plural: every element of every tuple, or with an index the element
       // at that place of each tuple that has one.
-      if (!node.object) throw NotOfWorld(node);
-      Node const* const item = &node;
+      if (step.object == nullptr) throw NotOfWorld(node);
+      Step* const item = &step;
       long long number = -1;
-      if (node.index) {
-        Value const index = One(*node.index, it);
-        if (!registry.IsA(index.Type(), "integer")) {
+      if (step.index != nullptr) {
+        Value const index = One(*step.index, it);
+        if (!host_.GetRegistry().IsA(index.Type(), "integer")) {
           throw EvaluationError(ErrorKind::kTypeError, "\"items\" needs an integer index",
-                                node.index->position);
+                                step.index->node.position);
         }
         number = index.As<integer>().value;
         if (number < 0) return std::make_unique<EmptyStream>();
       }
-      auto tuples = Open(*node.object, it);
+      auto tuples = Open(*step.object, it);
       return std::make_unique<FlatMapStream>(std::move(tuples), [this, item,
                                                                  number](Value const& t) {
-        std::vector<Value> const elements = At(*item, [&] { return Items(t); });
+        std::vector<Value> const elements = At(item->node, [&] { return Items(t); });
         std::vector<std::function<std::unique_ptr<Stream>()>> parts;
         for (std::size_t k = 0; k < elements.size(); ++k) {
           if (number >= 0 && static_cast<unsigned long long>(number) != k) continue;

@@ -2,6 +2,11 @@
 // a stream that yields one value at a time, so a long file or a large tree
 // is never held whole; consumers that stop early (exists, a singular phrase,
 // `and`, `or`) stop the streams beneath them at once.
+//
+// The syntax tree is read and never changed. What the evaluation of one
+// query learns about its nodes (the records found for the types it meets,
+// the values of its literals) is kept in a plan beside the tree, a step for
+// each node, owned by that evaluation.
 #pragma once
 
 #include <deque>
@@ -14,6 +19,8 @@
 
 namespace survey::lang {
 
+struct Step;
+
 class Evaluator {
  public:
   explicit Evaluator(host::Host& host);
@@ -21,14 +28,12 @@ class Evaluator {
   Evaluator(Evaluator const&) = delete;
   Evaluator& operator=(Evaluator const&) = delete;
 
-  // The values of a node, with `it` bound to `it` (empty outside any
-  // binding). Pull inside an Evaluation::Scope.
-  std::unique_ptr<host::Stream> Open(Node const& node, host::Value const& it);
-
-  // Exactly one value of a node: "no value" or "more than one value" else.
-  host::Value One(Node const& node, host::Value const& it);
-  // The same over a stream already opened on the node.
-  host::Value One(Node const& node, host::Value const& it, std::unique_ptr<host::Stream> stream);
+  // The answers of a query, with `it` bound to `it` (empty outside any
+  // binding). The stream owns the query's plan; the tree must outlive it.
+  // Pull inside an Evaluation::Scope. The caller is taken to keep nothing of
+  // a value once it pulls the next, unless it holds a handle to it: a value
+  // no longer held then is given back with its memory (see arena.h).
+  std::unique_ptr<host::Stream> Open(Node const& query, host::Value const& it);
 
   // A value's text form; a tuple's items joined by ", ".
   std::string Text(host::Value const& value);
@@ -49,15 +54,21 @@ class Evaluator {
   host::BoundProperty Bind(host::PropertyEntry const& entry);
 
  private:
-  bool Truth(Node const& node, host::Value const& it);
-  host::Value Scalar(Node const& node, host::Value const& it);
-  host::Value CastOf(Node const& node, host::Value const& value);
-  bool Passes(std::vector<std::unique_ptr<Node>> const& filters, host::Value const& value);
+  // The values of a step of the present query's plan.
+  std::unique_ptr<host::Stream> Open(Step& step, host::Value const& it);
+  // Exactly one value of a step: "no value" or "more than one value" else.
+  host::Value One(Step& step, host::Value const& it);
+  // The same over a stream already opened on the step.
+  host::Value One(Step& step, host::Value const& it, std::unique_ptr<host::Stream> stream);
+  bool Truth(Step& step, host::Value const& it);
+  host::Value Scalar(Step& step, host::Value const& it);
+  host::Value CastOf(Step& step, host::Value const& value);
+  bool Passes(std::vector<Step*> const& filters, host::Value const& value);
 
   host::Host& host_;
 
   friend class PropertyStream;
-  friend class StreamFactory;
+  friend class TupleStream;
 };
 
 }  // namespace survey::lang

@@ -319,6 +319,13 @@ struct IteratedPropertyByIndexOfWorld {
 
 // ---------------------------------------------------------------------------
 // Aggregate adaptors. `state` is the aggregator, held by IteratorBasics.
+//
+// An aggregator may keep its elements by copy, with whatever they point to
+// in surveyor memory (the text of a version or of a line): the host keeps
+// the memory of every element it hands to an aggregator for as long as the
+// aggregator's state and its results live. It gives the memory of streamed
+// values back early only to consumers that keep nothing of them (a count, an
+// existence test, a filter passing a value over, the printing of answers).
 
 template <class A>
 struct SimpleAggregator {

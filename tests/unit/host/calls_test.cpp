@@ -580,7 +580,9 @@ TEST_F(CallsTest, LibraryExceptionsBecomeEvaluationErrorsOfTheirKind) {
 
 // ---------------------------------------------------------------------------
 // Arena memory of iterated values: what a later step asks for is given back
-// when its value is dropped, so that a long stream runs in bounded memory.
+// when a consumer that keeps nothing of the value gives it back, so that a
+// long stream runs in bounded memory; a value merely dropped leaves its
+// memory standing, for what the library may have copied out of it.
 
 // Each step hands out 64 KiB of surveyor memory, filled with its number,
 // as a string; the first step also keeps a block of its own.
@@ -622,7 +624,7 @@ struct StringsOfWorld : PropRecord {
   ~StringsOfWorld() { Unregister_Property(this); }
 };
 
-TEST_F(CallsTest, DroppedIteratedValuesGiveTheirArenaMemoryBack) {
+TEST_F(CallsTest, IteratedValuesGivenBackGiveTheirArenaMemoryBack) {
   StringsOfWorld chunks("chunks");
   auto stream = Ask("chunks");
   Value value;
@@ -634,10 +636,110 @@ TEST_F(CallsTest, DroppedIteratedValuesGiveTheirArenaMemoryBack) {
     ASSERT_EQ(text.data[0], count & 0xFF);
     ASSERT_EQ(text.data[text.length - 1], count & 0xFF);
     highest = std::max(highest, evaluation->GetArena().BytesInUse());
+    value.GiveBack();
+    EXPECT_TRUE(value.Empty());
   }
   EXPECT_EQ(200, count);
   // Two values at most stand at once: far below 200 of 64 KiB.
   EXPECT_LT(highest, 4u * 64 * 1024);
+}
+
+TEST_F(CallsTest, IteratedValuesDroppedKeepTheirArenaMemory) {
+  StringsOfWorld chunks("chunks");
+  auto stream = Ask("chunks");
+  Value value;
+  surveyor_string first{};
+  while (stream->Next(value)) {
+    if (first.data == nullptr) first = value.As<surveyor_string>();
+    value = Value();
+  }
+  // The copy of the first value still reads what its step wrote.
+  EXPECT_GE(evaluation->GetArena().BytesInUse(), 200u * 64 * 1024);
+  EXPECT_EQ(1, first.data[0]);
+  EXPECT_EQ(1, first.data[first.length - 1]);
+}
+
+TEST_F(CallsTest, AValueGivenBackWhileAnotherHandleHoldsItStays) {
+  StringsOfWorld chunks("chunks");
+  auto stream = Ask("chunks");
+  Value value;
+  ASSERT_TRUE(stream->Next(value));
+  ASSERT_TRUE(stream->Next(value));
+  Value const held = value;
+  std::size_t const before = evaluation->GetArena().BytesInUse();
+  value.GiveBack();
+  EXPECT_EQ(before, evaluation->GetArena().BytesInUse());
+  EXPECT_EQ(2, held.As<surveyor_string>().data[0]);
+}
+
+integer ChunkSize(surveyor_string const& chunk) {
+  return integer{static_cast<long long>(chunk.length)};
+}
+
+TEST_F(CallsTest, AValueGivenBackTakesTheMemoryOfOperandsThatGoWithIt) {
+  StringsOfWorld chunks("chunks");
+  RegisteredCast sizeCast(Using<Cast<surveyor_string, integer>>, "size", "string", "integer",
+                          &ChunkSize, nullptr);
+  auto stream = Ask("chunks");
+  Value value;
+  ASSERT_TRUE(stream->Next(value));
+  ASSERT_TRUE(stream->Next(value));
+  value = Value();
+  // The third chunk lies in the same arena chunk as the second, on top.
+  std::size_t const before = evaluation->GetArena().BytesInUse();
+  ASSERT_TRUE(stream->Next(value));
+  std::size_t const withChunk = evaluation->GetArena().BytesInUse();
+  EXPECT_EQ(before + 64 * 1024, withChunk);
+  Value size = host.Cast("size", value);
+  EXPECT_EQ(64 * 1024, size.As<integer>().value);
+  // Dropped, the chunk stays: the size holds it as its operand.
+  value = Value();
+  EXPECT_EQ(withChunk, evaluation->GetArena().BytesInUse());
+  size.GiveBack();
+  EXPECT_EQ(before, evaluation->GetArena().BytesInUse());
+}
+
+// Keeps the least chunk it is given by copy, as an extremum does: the copy
+// points into the memory of a value the aggregate has dropped.
+class LeastChunk {
+ public:
+  void Clear() { any_ = false; }
+  void Add(Of, surveyor_string const& chunk) {
+    if (!any_ || chunk.data[0] < least_.data[0]) least_ = chunk;
+    any_ = true;
+  }
+  surveyor_string Least() {
+    if (!any_) throw NoSuchObject();
+    return least_;
+  }
+
+ private:
+  surveyor_string least_{};
+  bool any_ = false;
+};
+
+TEST_F(CallsTest, AnAggregateKeepsTheMemoryOfTheElementsItWasGiven) {
+  StringsOfWorld chunks("chunks");
+  Prop least(static_cast<LeastChunk*>(nullptr), "least", "leasts", "", "string", "string",
+             survey::frame::AggregatePhases{
+                 &SimpleAggregator<LeastChunk>::Initialize, nullptr,
+                 &SimpleAggregatorOfObject<LeastChunk, surveyor_string>::Aggregate, nullptr,
+                 &AggregatorBasics<LeastChunk, surveyor_string>::FirstFinal, nullptr},
+             survey::frame::AggregateMembers{ToMemberSlot(&LeastChunk::Clear), nullptr,
+                                             ToMemberSlot(&LeastChunk::Add), nullptr,
+                                             ToMemberSlot(&LeastChunk::Least), nullptr},
+             nullptr);
+  auto const& registry = host.GetRegistry();
+  PropertyEntry const* const entry = registry.FindProperty("least", nullptr, host.StringType());
+  ASSERT_NE(nullptr, entry);
+  auto stream = survey::host::OpenAggregate(Bind(registry, *entry), Value(), Ask("chunks"));
+  Value answer;
+  ASSERT_TRUE(stream->Next(answer));
+  // Chunk 1 fills its bytes with 1: the least of all, read after 199 more
+  // chunks were made.
+  surveyor_string const& text = answer.As<surveyor_string>();
+  EXPECT_EQ(1, text.data[0]);
+  EXPECT_EQ(1, text.data[text.length - 1]);
 }
 
 TEST_F(CallsTest, KeptIteratedValuesKeepTheirArenaMemory) {
