@@ -61,9 +61,7 @@ void detail::Release(ValueHead* head) noexcept {
   Free(block);
 }
 
-void Value::GiveBack() noexcept {
-  detail::ValueHead* const head = std::exchange(block_, nullptr);
-  if (head == nullptr || --head->references != 0) return;
+void detail::GiveBack(ValueHead* head) noexcept {
   auto* const block = static_cast<ValueBlock*>(head);
   DestroyValue(block);
   if (block->region.stamp != 0) {
@@ -74,12 +72,12 @@ void Value::GiveBack() noexcept {
   }
   // The operands were made before the value, and the second one (the
   // object, beside an index) after the first: the newest goes first, so that
-  // each may find its memory on top.
-  Value first = std::move(block->operands[0]);
-  Value second = std::move(block->operands[1]);
-  detail::Free(block);
-  second.GiveBack();
-  first.GiveBack();
+  // each may find its memory on top. An operand held elsewhere too is only
+  // let go, when the block is freed.
+  for (Value* operand : {&block->operands[1], &block->operands[0]}) {
+    if (!operand->Empty() && operand->block_->references == 1) operand->GiveBack();
+  }
+  Free(block);
 }
 
 ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {
