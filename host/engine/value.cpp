@@ -17,9 +17,10 @@ struct ValueBlock : ValueHead {
   bool view;          // the data lies elsewhere and is not destroyed here
   Value operands[2];  // the index and the object, or a cast's source
   std::shared_ptr<void> keepAlive;
-  // Arena memory that only this value refers to, from the mark up to
-  // `regionEnd` in the same chunk, given back with it when nothing later is
-  // still standing in the arena. A stamp of 0 means none.
+  // Arena memory that belongs to this value, from the mark up to
+  // `regionEnd` in the same chunk, given back when a consumer gives the
+  // value back while nothing later is standing in the arena. A stamp of 0
+  // means none.
   ArenaMark region;
   std::size_t regionEnd;
   // The value itself lies behind this header, aligned for any scalar.
@@ -61,9 +62,7 @@ void detail::Release(ValueHead* head) noexcept {
   Free(block);
 }
 
-void Value::GiveBack() noexcept {
-  detail::ValueHead* const head = std::exchange(block_, nullptr);
-  if (head == nullptr || --head->references != 0) return;
+void detail::GiveBack(ValueHead* head) noexcept {
   auto* const block = static_cast<ValueBlock*>(head);
   DestroyValue(block);
   if (block->region.stamp != 0) {
@@ -74,12 +73,12 @@ void Value::GiveBack() noexcept {
   }
   // The operands were made before the value, and the second one (the
   // object, beside an index) after the first: the newest goes first, so that
-  // each may find its memory on top.
-  Value first = std::move(block->operands[0]);
-  Value second = std::move(block->operands[1]);
-  detail::Free(block);
-  second.GiveBack();
-  first.GiveBack();
+  // each may find its memory on top. An operand held elsewhere too is only
+  // let go when the block is freed.
+  for (Value* operand : {&block->operands[1], &block->operands[0]}) {
+    if (!operand->Empty() && operand->block_->references == 1) operand->GiveBack();
+  }
+  Free(block);
 }
 
 ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {

@@ -29,6 +29,9 @@ struct ValueBlock;
 // Destroys the value and frees the block: its last handle is gone. Arena
 // memory that the value owns stays where it is.
 void Release(ValueHead* head) noexcept;
+// The same, and gives back the arena memory the value owns, then that of
+// each operand whose last handle it held.
+void GiveBack(ValueHead* head) noexcept;
 }  // namespace detail
 
 class Value {
@@ -51,7 +54,10 @@ class Value {
   // that of its operands that go with it, as far as that memory is still the
   // arena's top. Only a consumer that keeps nothing of the value asks for
   // this: see the rule in arena.h.
-  void GiveBack() noexcept;
+  void GiveBack() noexcept {
+    if (block_ != nullptr && --block_->references == 0) detail::GiveBack(block_);
+    block_ = nullptr;
+  }
 
   bool Empty() const { return block_ == nullptr; }
   explicit operator bool() const { return block_ != nullptr; }
@@ -75,6 +81,7 @@ class Value {
 
  private:
   friend class ValueBuilder;
+  friend void detail::GiveBack(detail::ValueHead* head) noexcept;
   explicit Value(detail::ValueHead* block) : block_(block) {}
   detail::ValueHead* block_ = nullptr;
 };
