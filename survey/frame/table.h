@@ -78,15 +78,32 @@ char const* BaseNameOf() {
 // Rows. Each is plain data made by the functions further below, with the
 // types in its own type, and makes its record with `Register()`.
 
+constexpr bool SameText(char const* left, char const* right) {
+  while (*left != '\0' && *left == *right) {
+    ++left;
+    ++right;
+  }
+  return *left == *right;
+}
+
+// Whether both names are known while compiling: a `constexpr TypeName()`.
+template <class T, class Base>
+concept NamesAreConstant = requires {
+  typename std::integral_constant<bool, SameText(T::TypeName(), Base::TypeName())>;
+};
+
 // Whether a derived value names itself rather than inheriting its base's
 // name: a type that forgot its own `TypeName()` would register twice under
-// the name of its base.
+// the name of its base. Checked where both names are constant, as they are
+// for the library's classes; a composed name is built at run time.
 template <class T, class Base>
 constexpr bool NamesItselfApartFrom() {
   if constexpr (std::is_same_v<Base, NoType>) {
     return true;
+  } else if constexpr (NamesAreConstant<T, Base>) {
+    return !SameText(T::TypeName(), Base::TypeName());
   } else {
-    return &T::TypeName != &Base::TypeName;
+    return true;
   }
 }
 

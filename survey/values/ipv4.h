@@ -14,7 +14,7 @@ using IPAddress = unsigned int;
 struct SURVEY_API ipv4_address {
   IPAddress address;
 
-  static char const* TypeName() { return "ipv4 address"; }
+  static constexpr char const* TypeName() { return "ipv4 address"; }
 };
 
 inline bool operator==(ipv4_address const& left, ipv4_address const& right) {

@@ -24,7 +24,7 @@ struct SURVEY_API surveyor_version {
   surveyor_version();
   explicit surveyor_version(char const* nulTerminated) : text(nulTerminated) {}
 
-  static char const* TypeName() { return "version"; }
+  static constexpr char const* TypeName() { return "version"; }
 };
 
 // "strverscmp version", based on "version": the same single field, ordered
@@ -35,7 +35,7 @@ struct SURVEY_API surveyor_strverscmp_version {
   surveyor_strverscmp_version();
   explicit surveyor_strverscmp_version(char const* nulTerminated) : text(nulTerminated) {}
 
-  static char const* TypeName() { return "strverscmp version"; }
+  static constexpr char const* TypeName() { return "strverscmp version"; }
 };
 
 static_assert(sizeof(surveyor_version) == sizeof(void*), "a version is one pointer");
