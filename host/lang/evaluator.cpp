@@ -388,24 +388,10 @@ class PropertyStream final : public Stream {
     return step_.properties.back().property;
   }
 
+  // The registry's one message for a phrase without a record for these
+  // operand types, placed at the phrase.
   EvaluationError NoSuchProperty(TypeEntry const* index, TypeEntry const* object) {
-    std::string message = "no property " + Quoted(node_.text);
-    if (index != nullptr) message += " with an index of type " + Quoted(index->name);
-    message += object == nullptr ? std::string(" of world") : " of " + Quoted(object->name);
-    std::vector<std::string> owners;
-    for (auto const* entry : Registry().PropertiesNamed(node_.text)) {
-      std::string owner = entry->object.empty() ? "world" : Quoted(entry->object);
-      if (!entry->index.empty()) owner += " (with " + Quoted(entry->index) + ")";
-      owners.push_back(owner);
-    }
-    if (!owners.empty()) {
-      message += "; it is a property of ";
-      for (std::size_t i = 0; i < owners.size(); ++i) {
-        if (i != 0) message += ", ";
-        message += owners[i];
-      }
-    }
-    return EvaluationError(ErrorKind::kNoSuchProperty, message, node_.position);
+    return Registry().NoSuchPropertyError(node_.text, index, object, node_.position);
   }
 
   // The filtered results of the property for one object (none for the
