@@ -17,8 +17,9 @@ bool AllocationFailurePending() { return failNext; }
 
 }  // namespace survey::testing
 
-// The array forms and the forms without exceptions come through these two.
-void* operator new(std::size_t size) {
+namespace {
+
+void* Allocate(std::size_t size) {
   if (failNext) {
     failNext = false;
     throw std::bad_alloc();
@@ -27,6 +28,15 @@ void* operator new(std::size_t size) {
   throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
+}  // namespace
 
+// Both the single and the array forms are replaced: a runtime that supplies
+// its own (the address sanitizer's does) would otherwise serve one of them
+// past the armed failure.
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+
+void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
