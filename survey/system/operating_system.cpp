@@ -240,11 +240,24 @@ surveyor_string Arch_of(operating_system const& system) {
   return ViewOf(system.architecture);
 }
 
-// Nothing of the library's can fail on the way; what the host's time
-// operations throw is the host's and goes back to it unchanged.
-moment Boot_Time_of(operating_system const&) { return BootMoment(); }
+// A failure of the library's own on the way means there is no boot time;
+// what the host throws (an interruption, its time arithmetic, no memory) is
+// the host's and goes back to it unchanged.
+moment Boot_Time_of(operating_system const&) {
+  try {
+    return BootMoment();
+  } catch (DebuggableException const&) {
+    throw NoSuchObject();
+  }
+}
 
-time_interval Up_Time_of(operating_system const&) { return moment_now() - BootMoment(); }
+time_interval Up_Time_of(operating_system const&) {
+  try {
+    return moment_now() - BootMoment();
+  } catch (DebuggableException const&) {
+    throw NoSuchObject();
+  }
+}
 
 long long BootSecondsSince1970() {
   long long result = 0;
