@@ -22,7 +22,8 @@ using survey::load_test::LibraryPath;
 using survey::load_test::Quoted;
 using survey::load_test::RunCommand;
 
-constexpr std::size_t kHostTypes = 5;
+using survey::load_test::kHostTypes;
+using survey::load_test::LoadError;
 
 struct BadRecord {
   char const* name;                  // the library is libbad_record_<name>.so
@@ -33,18 +34,6 @@ std::ostream& operator<<(std::ostream& out, BadRecord const& bad) { return out <
 
 std::string PathOf(BadRecord const& bad) {
   return std::string(BAD_RECORD_FOLDER) + "/libbad_record_" + bad.name + ".so";
-}
-
-// The load error of a library, or a failure if it loads.
-EvaluationError LoadError(Host& host, std::string const& path) {
-  try {
-    host.Load(path);
-  } catch (EvaluationError const& error) {
-    return error;
-  }
-  ADD_FAILURE() << path << " was loaded";
-  host.Unload();
-  return EvaluationError(ErrorKind::kSyntax, "");
 }
 
 class BadRecordTest : public ::testing::TestWithParam<BadRecord> {};

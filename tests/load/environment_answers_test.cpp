@@ -31,7 +31,7 @@ using survey::host::Value;
 using survey::load_test::LibraryPath;
 using survey::load_test::Text;
 
-constexpr std::size_t kHostTypes = 5;
+using survey::load_test::kHostTypes;
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 

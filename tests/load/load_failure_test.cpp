@@ -19,19 +19,8 @@ using survey::load_test::IsMapped;
 using survey::load_test::LibraryPath;
 using survey::load_test::TemporaryFolder;
 
-constexpr std::size_t kHostTypes = 5;
-
-// The load error for `path`.
-EvaluationError LoadError(Host& host, std::string const& path) {
-  try {
-    host.Load(path);
-  } catch (EvaluationError const& error) {
-    return error;
-  }
-  ADD_FAILURE() << path << " was loaded";
-  host.Unload();
-  return EvaluationError(ErrorKind::kSyntax, "");
-}
+using survey::load_test::kHostTypes;
+using survey::load_test::LoadError;
 
 void ExpectRefused(std::string const& path, char const* reason) {
   Host host;

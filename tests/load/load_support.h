@@ -15,9 +15,25 @@
 #include <string>
 #include <vector>
 
+#include "host/engine/host.h"
 #include "survey/frame/boundary.h"
 
 namespace survey::load_test {
+
+// The types a bare host registers of its own, before any library.
+constexpr std::size_t kHostTypes = 5;
+
+// The load error of a library, or a failure of the test if it loads.
+inline host::EvaluationError LoadError(host::Host& host, std::string const& path) {
+  try {
+    host.Load(path);
+  } catch (host::EvaluationError const& error) {
+    return error;
+  }
+  ADD_FAILURE() << path << " was loaded";
+  host.Unload();
+  return host::EvaluationError(host::ErrorKind::kSyntax, "");
+}
 
 inline std::string LibraryPath() { return SURVEY_LIBRARY_PATH; }
 
