@@ -30,13 +30,31 @@ void* Allocate(std::size_t size) {
 
 }  // namespace
 
-// Both the single and the array forms are replaced: a runtime that supplies
-// its own (the address sanitizer's does) would otherwise serve one of them
-// past the armed failure.
+// The single and array forms, with and without exceptions, are all
+// replaced: a runtime that supplies its own (the address sanitizer's does)
+// would otherwise serve one of them past the armed failure, or hand out
+// memory that the deletes below do not own (std::stable_sort asks for its
+// buffer without exceptions).
 void* operator new(std::size_t size) { return Allocate(size); }
 void* operator new[](std::size_t size) { return Allocate(size); }
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+  try {
+    return Allocate(size);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+void* operator new[](std::size_t size, std::nothrow_t const&) noexcept {
+  try {
+    return Allocate(size);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
 
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::nothrow_t const&) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::nothrow_t const&) noexcept { std::free(memory); }
