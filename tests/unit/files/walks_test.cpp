@@ -1,9 +1,17 @@
 // The listing and walk iterators called as the evaluator calls them, for
 // what the command cannot show: items that vanish between the listing and
-// their turn, relative ancestors, fresh starts and copied states.
+// their turn, relative ancestors, fresh starts and copied states, links that
+// lead round, and the memory a deep walk holds.
 #include "survey/files/descendants.h"
 
+#include <malloc.h>
+
 #include <gtest/gtest.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+// The sanitizer's allocator keeps its own count; its runtime provides this.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
+#endif
 
 #include "tests/unit/files/files_test_support.h"
 
@@ -15,6 +23,16 @@ using survey::files::testing::ScratchTree;
 FileLocation At(std::string const& path) { return MakeFileLocation(path.c_str()); }
 
 std::string PathOf(filesystem_object const& object) { return object.Path().FullPathName(); }
+
+// The bytes that the program holds allocated now.
+long long AllocatedBytes() {
+#if defined(__SANITIZE_ADDRESS__)
+  return static_cast<long long>(__sanitizer_get_current_allocated_bytes());
+#else
+  struct mallinfo2 const info = mallinfo2();
+  return static_cast<long long>(info.uordblks + info.hblkhd);
+#endif
+}
 
 void Remove(std::string const& path) { ASSERT_EQ(0, unlink(path.c_str())) << path; }
 
@@ -206,6 +224,39 @@ TEST(DescendantWalkTest, AFolderIsClosedOnlyWhileItIsOpenAbove) {
       (std::vector<std::string>{tree / "one", tree / "one/back", tree / "two", tree / "two/over"}),
       Walk(start, true));
   EXPECT_EQ((std::vector<std::string>{tree / "one/back/x", tree / "two/x"}), Walk(start, false));
+}
+
+TEST(DescendantWalkTest, TwoThousandLevelsDownTheWalkHoldsLittleMemory) {
+  ScratchTree tree;
+  int const depth = 2000;
+  std::string relative = "d";
+  for (int level = 1; level < depth; ++level) relative += "/d";
+  ASSERT_EQ(
+      0, std::system(("mkdir -p " + survey::files::testing::ShellQuoted(tree / relative)).c_str()));
+  tree.File(relative + "/f");
+  // After the file, a way back to the top: every level is open above it.
+  tree.Link(tree.Path(), relative + "/top");
+  folder const start(At(tree.Path()), false);
+  descendant_iterator walk;
+  long long const before = AllocatedBytes();
+  // The first file is at the bottom: the walk holds one listing per level.
+  EXPECT_EQ(tree / relative + "/f", PathOf(walk.First(Of(0), start)));
+  long long const held = AllocatedBytes() - before;
+  RecordProperty("held_bytes", std::to_string(held));
+  // Each level keeps its folder's path and its item's path, a few KiB at
+  // this depth; a few tens of MiB in all.
+  EXPECT_LT(held, 64LL << 20) << "bytes held at the bottom";
+  EXPECT_THROW(walk.Next(Of(0), start), NoSuchObject);
+  EXPECT_EQ(tree / "d", PathOf(walk.FirstFolder(Of(0), start)));
+  int folders = 1;
+  try {
+    for (;;) {
+      walk.NextFolder(Of(0), start);
+      ++folders;
+    }
+  } catch (NoSuchObject const&) {
+  }
+  EXPECT_EQ(depth, folders);
 }
 
 TEST(DescendantWalkTest, MakeFileLoopStartsOnTheFolder) {
