@@ -34,16 +34,16 @@ bool IsDotOrDotDot(char const* name) {
 }  // namespace
 
 void descendant_iterator::Restart(folder const& start) {
-  loops_.clear();
-  loops_.push_back(MakeFileLoop(start.Path()));
+  levels_.clear();
+  levels_.push_back(Level{MakeFileLoop(start.Path()), start.status.st_dev, start.status.st_ino});
 }
 
 FileLoop& descendant_iterator::PresentLoop() {
   for (;;) {
-    if (loops_.empty()) throw NoSuchObject();
-    FileLoop& loop = *loops_.back();
+    if (levels_.empty()) throw NoSuchObject();
+    FileLoop& loop = *levels_.back().loop;
     if (loop.Finished()) {
-      loops_.pop_back();
+      levels_.pop_back();
     } else if (IsDotOrDotDot(loop.Location().Name())) {
       // The loop withholds these already; the walk makes sure.
       ++loop;
@@ -51,6 +51,24 @@ FileLoop& descendant_iterator::PresentLoop() {
       return loop;
     }
   }
+}
+
+bool descendant_iterator::OnTheStack(FileItem const& item) const {
+  dev_t const device = item.Device();
+  ino_t const inode = item.Inode();
+  // From the deepest level up: a link to the folder itself or to its parent
+  // is the common case.
+  for (auto level = levels_.rbegin(); level != levels_.rend(); ++level) {
+    if (level->inode == inode && level->device == device) return true;
+  }
+  return false;
+}
+
+void descendant_iterator::GoDown(FileLoop const& loop) {
+  FileItem const& item = loop.Item();
+  // The new level goes to the back, so the walk goes down at once. The loops
+  // are held by pointer, so they stay where they are as the deque grows.
+  levels_.push_back(Level{MakeFileLoop(loop.Location()), item.Device(), item.Inode()});
 }
 
 file descendant_iterator::First(Of, folder const& start) {
@@ -63,9 +81,8 @@ file descendant_iterator::Next(Of, folder const& start) {
     FileLoop& loop = PresentLoop();
     FileItem const& item = loop.Item();
     if (item.IsDirectory()) {
-      // The new level goes to the back, so the walk goes down at once. The
-      // loop is held by pointer, so it stays where it is as the deque grows.
-      loops_.push_back(MakeFileLoop(loop.Location()));
+      // A folder already open above is passed over.
+      if (!OnTheStack(item)) GoDown(loop);
       ++loop;
     } else if (!item.IsFile()) {
       // A device, a pipe or a socket.
@@ -91,14 +108,15 @@ folder descendant_iterator::FirstFolder(Of, folder const& start) {
 folder descendant_iterator::NextFolder(Of, folder const& start) {
   for (;;) {
     FileLoop& loop = PresentLoop();
-    if (!loop.Item().IsDirectory()) {
+    FileItem const& item = loop.Item();
+    if (!item.IsDirectory() || OnTheStack(item)) {
       ++loop;
       continue;
     }
     try {
       // Given out before its own content.
       folder found(loop.Location(), start.Flag());
-      loops_.push_back(MakeFileLoop(loop.Location()));
+      GoDown(loop);
       ++loop;
       return found;
     } catch (NoSuchObject const&) {

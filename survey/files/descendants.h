@@ -30,10 +30,14 @@ class SURVEY_API ancestor_iterator {
 // "descendants" and "descendant folders": a depth-first walk, each level in
 // the order of its loop, a folder's content at the place of its name, the
 // starting folder never given out. Items are classified as `stat` sees
-// them, so links to folders are walked as folders, with no memory of the
-// folders visited: a link to an ancestor is followed until the growing path
-// can no longer be looked at. Unreadable folders are empty; an item that
-// vanishes on the way is passed over.
+// them, so links to folders are walked as folders. A folder that is already
+// open on the walk's own stack (the same device and inode as the starting
+// folder or one of the folders on the way down to the item) is not entered
+// and not given out: a link to an ancestor would otherwise lead round and
+// round until the growing path could no longer be looked at. Any other
+// folder reached twice, through a link to a sibling say, is walked each
+// time. Unreadable folders are empty; an item that vanishes on the way is
+// passed over.
 class SURVEY_API descendant_iterator {
  public:
   // Every regular file below the folder.
@@ -44,12 +48,25 @@ class SURVEY_API descendant_iterator {
   folder NextFolder(Of, folder const& start);
 
  private:
+  // One level of the walk: the listing of a folder and which folder it is.
+  struct Level {
+    SharingPtr<FileLoop> loop;
+    dev_t device;
+    ino_t inode;
+  };
+
   // Empties the stack and puts the starting folder's loop on it.
   void Restart(folder const& start);
   // The deepest loop, on an item; finished loops are dropped on the way.
   // NoSuchObject when none is left: the walk is over.
   FileLoop& PresentLoop();
+  // Whether the folder an item leads to is one of the levels on the stack.
+  bool OnTheStack(FileItem const& item) const;
+  // Opens the folder of the present item as the new deepest level.
+  void GoDown(FileLoop const& loop);
 
-  // One open listing per level of the walk, the deepest at the back.
-  std::deque<SharingPtr<FileLoop>> loops_;
+  // One open listing per level of the walk, the deepest at the back. Every
+  // level stays until the walk comes back up out of it, so the stack always
+  // holds the folders from the start down to the present item.
+  std::deque<Level> levels_;
 };

@@ -134,6 +134,16 @@ Instant FileItem::AccessTime() const {
   return FileTimeToInstant(status_.st_atime);
 }
 
+dev_t FileItem::Device() const {
+  Require();
+  return status_.st_dev;
+}
+
+ino_t FileItem::Inode() const {
+  Require();
+  return status_.st_ino;
+}
+
 void FileItem::SetModificationTime(Instant instant) {
   Require();
   status_.st_mtime = SecondsOf(instant);

@@ -62,6 +62,10 @@ class FileItem {
   long Length() const;
   Instant ModificationTime() const;
   Instant AccessTime() const;
+  // The device and inode of what the path leads to, after links: two paths
+  // with the same pair lead to one object.
+  dev_t Device() const;
+  ino_t Inode() const;
   // Keeps the instant's seconds in the record; `Set` writes them.
   void SetModificationTime(Instant instant);
   // Writes the record's access and modification seconds to the file.

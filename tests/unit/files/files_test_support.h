@@ -157,6 +157,33 @@ class ScratchTree {
   std::string path_;
 };
 
+// A tree whose links to folders lead round: to the folder itself, to its
+// parent (twice from one folder), two levels up, and across to siblings,
+// with a link to a file beside them. Every link is relative and stays
+// inside the tree.
+//
+//   top  self -> .
+//   a/  f  here -> .  up -> ..  "up again" -> ..  to-b -> ../b
+//   b/  g
+//   b/c/  h  "two up" -> ../..  to-a -> ../../a  to-g -> ../g
+inline void MakeTreeWithLoops(ScratchTree const& tree) {
+  tree.File("top");
+  tree.Link(".", "self");
+  tree.Folder("a");
+  tree.File("a/f");
+  tree.Link(".", "a/here");
+  tree.Link("..", "a/up");
+  tree.Link("..", "a/up again");
+  tree.Link("../b", "a/to-b");
+  tree.Folder("b");
+  tree.File("b/g");
+  tree.Folder("b/c");
+  tree.File("b/c/h");
+  tree.Link("../..", "b/c/two up");
+  tree.Link("../../a", "b/c/to-a");
+  tree.Link("../g", "b/c/to-g");
+}
+
 // The prefix that runs a command without privileges when the tests run as
 // root, where permission bits do not bind; empty otherwise.
 inline std::string Unprivileged() {
