@@ -530,8 +530,12 @@ int main(int argc, char** argv) {
       for (std::string& query : ReadQueries(std::cin)) queries.push_back(std::move(query));
       continue;
     }
-    struct stat status {};
-    if (stat(file.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    // A folder opens as a stream too, and reads as nothing. It is told by
+    // opening it as one, which also works where a 32-bit stat cannot hold
+    // the folder's numbers.
+    int const folder = open(file.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder >= 0) {
+      close(folder);
       std::fprintf(stderr, "survey: cannot read %s: a folder, not a file of queries\n",
                    file.c_str());
       return 2;
