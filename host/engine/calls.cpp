@@ -35,8 +35,7 @@ std::string ReadableName(DebuggableException const& error) {
                           what + " is not available: this host has no context for it");
   } catch (SurveyorContextError const& error) {
     throw EvaluationError(ErrorKind::kNotAvailable,
-                          what + " is not available: the context cannot answer (" +
-                              ReadableName(error) + ")");
+                          what + " is not available: " + LibraryErrorWords(ReadableName(error)));
   } catch (CannotEvaluateNow const&) {
     throw EvaluationError(ErrorKind::kNotAvailable, what + " cannot be evaluated now");
   } catch (SurveyorDefinedError const& error) {
@@ -47,7 +46,8 @@ std::string ReadableName(DebuggableException const& error) {
                               : std::string(reinterpret_cast<char const*>(message.data),
                                             message.length));
   } catch (DebuggableException const& error) {
-    throw EvaluationError(ErrorKind::kMessage, what + " failed: " + ReadableName(error));
+    throw EvaluationError(ErrorKind::kMessage,
+                          what + " failed: " + LibraryErrorWords(ReadableName(error)));
   } catch (EvaluationError const&) {
     throw;
   } catch (std::bad_alloc const&) {

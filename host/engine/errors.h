@@ -23,6 +23,11 @@ enum class ErrorKind {
 
 char const* ErrorKindName(ErrorKind kind);
 
+// What a library exception of the given class (its name as written in the
+// source, e.g. "FilePermissionError") means, in words for the reader of an
+// error: "permission denied". A class it does not know is named as it is.
+std::string LibraryErrorWords(std::string_view className);
+
 // A phrase or type name between double quotes, for messages.
 std::string Quoted(std::string_view text);
 

@@ -17,6 +17,10 @@ void Evaluation::RequestInterrupt() noexcept {
   gInterruptRequested.store(true, std::memory_order_relaxed);
 }
 
+bool Evaluation::InterruptRequested() noexcept {
+  return gInterruptRequested.load(std::memory_order_relaxed);
+}
+
 void Evaluation::ClearInterrupt() noexcept {
   gInterruptRequested.store(false, std::memory_order_relaxed);
 }

@@ -44,6 +44,8 @@ class Evaluation {
   // Safe to call from a signal handler.
   static void RequestInterrupt() noexcept;
   static void ClearInterrupt() noexcept;
+  // Whether the user's interrupt was requested since it was last cleared.
+  static bool InterruptRequested() noexcept;
   // Throws `InterruptedEvaluation` when the evaluation is to be given up.
   void CheckInterruption() const;
 

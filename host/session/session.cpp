@@ -1,9 +1,26 @@
 #include "host/session/session.h"
 
+#include <cstdio>
+#include <cstring>
+
 #include "host/client/context.h"
 #include "host/lang/parser.h"
 
 namespace survey::session {
+
+namespace {
+
+// What stopped an interrupted query: the user, or the time limit.
+std::string InterruptCause(std::chrono::microseconds timeLimit) {
+  if (host::Evaluation::InterruptRequested() || timeLimit.count() <= 0) {
+    return "interrupted by the user";
+  }
+  char seconds[32];
+  std::snprintf(seconds, sizeof seconds, "%g", static_cast<double>(timeLimit.count()) / 1e6);
+  return std::string("time limit of ") + seconds + " s reached";
+}
+
+}  // namespace
 
 Session::Session() : words_(host_.GetRegistry()), evaluator_(host_) {}
 
@@ -33,8 +50,18 @@ Answer Session::Evaluate(std::string_view query,
       }
     } catch (host::EvaluationError const& error) {
       answer.error = error;
+      // The host says only "interrupted" (and what it was evaluating): the
+      // session knows whether the user or the time limit stopped the query.
+      std::string_view message = error.what();
+      if (error.Kind() == host::ErrorKind::kInterrupted && message.starts_with("interrupted")) {
+        message.remove_prefix(std::strlen("interrupted"));
+        answer.error = host::EvaluationError(host::ErrorKind::kInterrupted,
+                                             InterruptCause(timeLimit_) + std::string(message),
+                                             error.Position());
+      }
     } catch (host::InterruptedEvaluation const&) {
-      answer.error = host::EvaluationError(host::ErrorKind::kInterrupted, "interrupted");
+      answer.error =
+          host::EvaluationError(host::ErrorKind::kInterrupted, InterruptCause(timeLimit_));
     } catch (std::bad_alloc const&) {
       answer.error = host::EvaluationError(host::ErrorKind::kMessage, "out of memory");
     }

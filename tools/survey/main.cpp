@@ -9,20 +9,28 @@
 #include <readline/history.h>
 #include <readline/readline.h>
 #endif
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cctype>
+#include <cerrno>
+#include <chrono>
 #include <climits>
 #include <clocale>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <cwchar>
 #include <fstream>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/session/session.h"
@@ -48,7 +56,7 @@ struct Options {
   bool time = false;
   bool json = false;
   bool list = false;
-  double timeout = 0;
+  std::string timeout;  // as given; see TimeLimit
 };
 
 // The argument parser reads an argument written as "[a,b]" as a list of
@@ -89,6 +97,33 @@ class BracketedArguments {
   std::vector<std::string> arguments_;
   std::vector<char*> pointers_;
 };
+
+// The time limit given to --timeout, in whole microseconds (at least one):
+// a finite number of seconds, zero for none. Empty, after a message on
+// standard error, when the text is not such a number.
+std::optional<std::chrono::microseconds> TimeLimit(std::string const& text) {
+  constexpr double kMostSeconds = 1e9;  // some thirty years; more is no limit of use
+  char* end = nullptr;
+  errno = 0;
+  double const seconds = std::strtod(text.c_str(), &end);
+  if (text.empty() || std::isspace(static_cast<unsigned char>(text[0])) || end == text.c_str() ||
+      *end != '\0' || std::isnan(seconds)) {
+    std::fprintf(stderr, "survey: --timeout: \"%s\" is not a number of seconds\n", text.c_str());
+    return std::nullopt;
+  }
+  if (seconds < 0) {
+    std::fprintf(stderr, "survey: --timeout: %s must be positive (or 0 for no limit)\n",
+                 text.c_str());
+    return std::nullopt;
+  }
+  if (std::isinf(seconds) || seconds > kMostSeconds) {
+    std::fprintf(stderr,
+                 "survey: --timeout: %s is too large: at most %.0f seconds (or 0 for no limit)\n",
+                 text.c_str(), kMostSeconds);
+    return std::nullopt;
+  }
+  return std::chrono::microseconds(static_cast<long long>(std::ceil(seconds * 1e6)));
+}
 
 // The folder this program lies in.
 std::string ProgramFolder() {
@@ -137,14 +172,89 @@ std::vector<std::string> ReadQueries(std::istream& in) {
   return queries;
 }
 
-// The error with a caret under the place in the query it points at.
+// The query as the terminal is to show it, from `column` on: tabs become the
+// spaces up to the next tab stop, control characters and bytes that are not
+// UTF-8 become escapes (\x1b), so that nothing in a query reaches the
+// terminal as a command. `columns` gets the display column at which each
+// byte of the text starts, and one past the end; a character counts as the
+// columns wcwidth gives it, or one when the locale does not know it.
+std::string Shown(std::string_view text, std::size_t column, std::vector<std::size_t>* columns) {
+  std::string shown;
+  auto escape = [&](unsigned value, int digits) {
+    char buffer[16];
+    std::snprintf(buffer, sizeof buffer, digits == 2 ? "\\x%02x" : "\\u%04x", value);
+    shown += buffer;
+    column += std::strlen(buffer);
+  };
+  std::size_t at = 0;
+  while (at < text.size()) {
+    unsigned char const byte = static_cast<unsigned char>(text[at]);
+    std::size_t const startColumn = column;
+    if (byte == '\t') {
+      std::size_t const stop = (column / 8 + 1) * 8;
+      shown.append(stop - column, ' ');
+      column = stop;
+      ++at;
+    } else if (byte < 0x20 || byte == 0x7f) {
+      escape(byte, 2);
+      ++at;
+    } else if (byte < 0x80) {
+      shown += static_cast<char>(byte);
+      ++column;
+      ++at;
+    } else {
+      // A UTF-8 sequence: its length from the first byte, its continuation
+      // bytes checked, overlong forms and surrogates refused.
+      std::size_t const length = byte >= 0xc2 && byte <= 0xdf   ? 2
+                                 : byte >= 0xe0 && byte <= 0xef ? 3
+                                 : byte >= 0xf0 && byte <= 0xf4 ? 4
+                                                                : 0;
+      char32_t code = length == 2 ? byte & 0x1f : length == 3 ? byte & 0x0f : byte & 0x07;
+      bool valid = length != 0 && at + length <= text.size();
+      for (std::size_t i = 1; valid && i < length; ++i) {
+        unsigned char const next = static_cast<unsigned char>(text[at + i]);
+        valid = (next & 0xc0) == 0x80;
+        code = (code << 6) | (next & 0x3f);
+      }
+      valid = valid && !(length == 3 && code < 0x800) && !(length == 4 && code < 0x10000) &&
+              code <= 0x10ffff && !(code >= 0xd800 && code <= 0xdfff);
+      if (!valid) {
+        escape(byte, 2);
+        ++at;
+      } else if (code < 0xa0) {
+        // The second set of control characters.
+        escape(static_cast<unsigned>(code), 4);
+        at += length;
+      } else {
+        shown.append(text.substr(at, length));
+        int const width = wcwidth(static_cast<wchar_t>(code));
+        column += width >= 0 ? static_cast<std::size_t>(width) : 1;
+        at += length;
+      }
+    }
+    if (columns != nullptr) columns->resize(at, startColumn);
+  }
+  if (columns != nullptr) columns->push_back(column);
+  return shown;
+}
+
+// The error with a caret under the place in the query it points at: the
+// line of the query that holds that place, as the terminal shows it.
 void PrintError(std::string const& query, EvaluationError const& error) {
   std::fprintf(stderr, "error: %s: %s\n", ErrorKindName(error.Kind()), error.what());
-  if (error.Position() >= 0 && static_cast<std::size_t>(error.Position()) <= query.size() &&
-      query.size() <= 1000 && query.find('\n') == std::string::npos) {
-    std::fprintf(stderr, "  %s\n  %s^\n", query.c_str(),
-                 std::string(error.Position(), ' ').c_str());
-  }
+  if (error.Position() < 0 || static_cast<std::size_t>(error.Position()) > query.size()) return;
+  std::size_t const position = static_cast<std::size_t>(error.Position());
+  std::size_t const newline = position == 0 ? std::string::npos : query.rfind('\n', position - 1);
+  std::size_t const begin = newline == std::string::npos ? 0 : newline + 1;
+  std::size_t end = query.find('\n', position);
+  if (end == std::string::npos) end = query.size();
+  std::string_view const line = std::string_view(query).substr(begin, end - begin);
+  if (line.size() > 1000) return;
+  constexpr std::size_t kIndent = 2;
+  std::vector<std::size_t> columns;
+  std::string const shown = Shown(line, kIndent, &columns);
+  std::fprintf(stderr, "%*s%s\n%*s^\n", static_cast<int>(kIndent), "", shown.c_str(),
+               static_cast<int>(columns[position - begin]), "");
 }
 
 nlohmann::json ToJson(std::string const& query, Answer const& answer) {
@@ -164,6 +274,29 @@ nlohmann::json ToJson(std::string const& query, Answer const& answer) {
   return object;
 }
 
+// The reason the first write to standard output that failed gave, or 0.
+int gWriteError = 0;
+
+// Notes the reason of a write to standard output that has just failed.
+void NoteWriteError() {
+  if (gWriteError == 0 && std::ferror(stdout) != 0) gWriteError = errno != 0 ? errno : EIO;
+}
+
+// Flushes standard output and tells whether all that was written reached
+// it. When it did not, says why on standard error, except for a reader
+// that went away (a closed pipe): a filter that stops reading, as `head`
+// does, is no error to report. Where SIGPIPE is not ignored, that case ends
+// the program before this.
+bool OutputWritten() {
+  if (std::fflush(stdout) != 0) NoteWriteError();
+  if (gWriteError == 0 && std::ferror(stdout) == 0 && std::cout) return true;
+  if (gWriteError != EPIPE) {
+    std::fprintf(stderr, "survey: cannot write to standard output: %s\n",
+                 std::strerror(gWriteError != 0 ? gWriteError : EIO));
+  }
+  return false;
+}
+
 // Runs one query and prints its answer. False when it failed.
 bool RunQuery(Session& session, Options const& options, std::string const& query, bool heading) {
   if (options.json) {
@@ -171,10 +304,11 @@ bool RunQuery(Session& session, Options const& options, std::string const& query
     // Invalid bytes in values are replaced rather than failing the output.
     std::cout
         << ToJson(query, answer).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
-        << std::endl;
+        << '\n';
+    if (std::fflush(stdout) != 0) NoteWriteError();
     return !answer.error;
   }
-  if (heading) std::printf("%s\n", query.c_str());
+  if (heading) std::printf("%s\n", Shown(query, 0, nullptr).c_str());
   Answer const answer = session.Evaluate(
       query,
       [&](AnswerValue const& value) {
@@ -185,9 +319,10 @@ bool RunQuery(Session& session, Options const& options, std::string const& query
           std::fwrite(value.text.data(), 1, value.text.size(), stdout);
           std::fputc('\n', stdout);
         }
+        NoteWriteError();
       },
       /*keep=*/false);
-  std::fflush(stdout);
+  if (std::fflush(stdout) != 0) NoteWriteError();
   if (answer.error) PrintError(query, *answer.error);
   if (options.time) {
     std::fprintf(stderr, "time: %lld us\n", static_cast<long long>(answer.elapsed.count()));
@@ -239,7 +374,8 @@ int ListVocabulary(Session& session, Options const& options) {
                   entry->target.c_str());
     }
   }
-  if (options.json) std::cout << list.dump(1) << std::endl;
+  if (options.json) std::cout << list.dump(1) << '\n';
+  NoteWriteError();
   return 0;
 }
 
@@ -254,15 +390,28 @@ char* readline(char const* prompt) {
   if (!std::getline(std::cin, line)) return nullptr;
   return strdup(line.c_str());
 }
-void add_history(char const*) {}
+// The history is kept all the same, for a prompt with line editing to read.
+std::string gLastLine;
+void add_history(char const* line) { gLastLine = line; }
 int read_history(char const*) { return 0; }
-int append_history(int, char const*) { return 0; }
+int append_history(int, char const* path) {
+  std::ofstream out(path, std::ios::app);
+  out << gLastLine << '\n';
+  return out ? 0 : errno;
+}
 #endif
 
+// Makes the history file, and the folders above it, when it does not exist
+// yet: lines are only ever appended to a file that exists.
+void MakeHistoryFile(std::string const& path) {
+  MakeFolders(path.substr(0, path.rfind('/')));
+  int const descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  if (descriptor >= 0) close(descriptor);
+}
+
 int Prompt(Session& session, Options const& options) {
-  std::string const folder = StateFolder();
-  MakeFolders(folder);
-  std::string const history = folder + "/history";
+  std::string const history = StateFolder() + "/history";
+  MakeHistoryFile(history);
   read_history(history.c_str());
   // Ctrl-C abandons the running query; at the prompt readline clears the line.
   struct sigaction action {};
@@ -276,8 +425,10 @@ int Prompt(Session& session, Options const& options) {
     add_history(query.c_str());
     append_history(1, history.c_str());
     allGood = RunQuery(session, options, query, false) && allGood;
+    if (!OutputWritten()) return 1;
   }
   std::printf("\n");
+  if (!OutputWritten()) return 1;
   return allGood ? 0 : 1;
 }
 
@@ -304,12 +455,19 @@ int main(int argc, char** argv) {
   app.add_flag("--time", options.time, "print the time each query took");
   app.add_flag("--json", options.json, "print one JSON object per query");
   app.add_flag("--list", options.list, "print the vocabulary (phrases containing WORDS)");
-  app.add_option("--timeout", options.timeout, "give up a query after this many seconds")
-      ->check(CLI::NonNegativeNumber);
+  app.add_option("--timeout", options.timeout,
+                 "give up a query after this many seconds (0, the default: no limit)")
+      ->type_name("SECONDS");
   app.add_option("--library", options.library, "the surveyor library to load");
   app.add_option("--client", options.client,
                  "the client folder (made if missing; default: survey/client in the user's "
                  "state folder, made on first use)");
+  app.footer(
+      "Options end at --: every argument after it is a query, even one that starts with -,\n"
+      "as in: survey -- '-1 + 2'. With no query and no file, queries are read from standard\n"
+      "input, one per line (-f - does the same), or at a prompt on a terminal.\n"
+      "Exit status: 0 when every query was answered, 1 when one ended with an error or the\n"
+      "answers could not be written, 2 when the command line is wrong.");
   BracketedArguments bracketed(argc, argv);
   try {
     app.parse(bracketed.Count(), bracketed.Vector());
@@ -322,6 +480,13 @@ int main(int argc, char** argv) {
   bracketed.Restore(options.files);
   bracketed.Restore(options.library);
   bracketed.Restore(options.client);
+  bracketed.Restore(options.timeout);
+  std::chrono::microseconds timeLimit{0};
+  if (!options.timeout.empty() || app.count("--timeout") > 0) {
+    std::optional<std::chrono::microseconds> const limit = TimeLimit(options.timeout);
+    if (!limit) return 2;
+    timeLimit = *limit;
+  }
   // Queries from -e and from the arguments, in the order they were given.
   std::size_t nextArgument = 0;
   std::size_t nextEval = 0;
@@ -338,7 +503,7 @@ int main(int argc, char** argv) {
     session.Load(options.library.empty() ? DefaultLibrary() : options.library);
   } catch (EvaluationError const& error) {
     std::fprintf(stderr, "survey: %s\n", error.what());
-    return 1;
+    return 2;
   }
   // The client folder that the queries' contexts serve. One that is named
   // must be usable now; the default one is made when a query first needs it.
@@ -353,19 +518,41 @@ int main(int argc, char** argv) {
     }
   }
   session.SetClientFolder(client);
-  if (options.timeout > 0) {
-    session.SetTimeLimit(std::chrono::microseconds(static_cast<long long>(options.timeout * 1e6)));
+  session.SetTimeLimit(timeLimit);
+  if (options.list) {
+    int const status = ListVocabulary(session, options);
+    return OutputWritten() ? status : 1;
   }
-  if (options.list) return ListVocabulary(session, options);
 
   std::vector<std::string> queries = options.queries;
   for (std::string const& file : options.files) {
+    if (file == "-") {
+      for (std::string& query : ReadQueries(std::cin)) queries.push_back(std::move(query));
+      continue;
+    }
+    // A folder opens as a stream too, and reads as nothing. It is told by
+    // opening it as one, which also works where a 32-bit stat cannot hold
+    // the folder's numbers.
+    int const folder = open(file.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder >= 0) {
+      close(folder);
+      std::fprintf(stderr, "survey: cannot read %s: a folder, not a file of queries\n",
+                   file.c_str());
+      return 2;
+    }
     std::ifstream in(file);
     if (!in) {
       std::fprintf(stderr, "survey: cannot read %s: %s\n", file.c_str(), std::strerror(errno));
       return 2;
     }
-    for (std::string& query : ReadQueries(in)) queries.push_back(std::move(query));
+    errno = 0;
+    std::vector<std::string> read = ReadQueries(in);
+    if (in.bad()) {
+      std::fprintf(stderr, "survey: cannot read %s: %s\n", file.c_str(),
+                   errno != 0 ? std::strerror(errno) : "read error");
+      return 2;
+    }
+    for (std::string& query : read) queries.push_back(std::move(query));
   }
   if (queries.empty() && options.files.empty()) {
     if (isatty(STDIN_FILENO)) return Prompt(session, options);
@@ -379,6 +566,7 @@ int main(int argc, char** argv) {
   bool const heading = queries.size() > 1;
   for (std::string const& query : queries) {
     allGood = RunQuery(session, options, query, heading) && allGood;
+    if (!OutputWritten()) return 1;
   }
   return allGood ? 0 : 1;
 }

@@ -131,7 +131,7 @@ TEST_F(SessionContextTest, AQueryReachesTheClientFolder) {
 TEST_F(SessionContextTest, WithoutAClientFolderTheStorageCannotAnswer) {
   std::string const answer = Ask("test storage folder");
   EXPECT_EQ(0u, answer.find("error not available")) << answer;
-  EXPECT_NE(std::string::npos, answer.find("the context cannot answer")) << answer;
+  EXPECT_NE(std::string::npos, answer.find("the storage context does not answer that")) << answer;
 }
 
 TEST_F(SessionContextTest, AnInterfaceTheHostLacksIsNotAvailable) {
