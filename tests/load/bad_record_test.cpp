@@ -1,7 +1,8 @@
 // Surveyor libraries with one bad record among good ones. The host lets each
 // finish loading, unloads it, which undoes all it registered, and reports a
 // load error that names the bad record; the command does the same and exits
-// with status 1. Nothing ends the process.
+// with status 2, as for any command line it cannot follow. Nothing ends the
+// process.
 
 #include <gtest/gtest.h>
 
@@ -83,11 +84,11 @@ TEST_P(BadRecordTest, TheSameLibraryIsRefusedAgainAndTheRealOneStillLoads) {
   EXPECT_NE(nullptr, host.GetRegistry().FindType("file"));
 }
 
-TEST_P(BadRecordTest, CommandReportsTheLoadErrorAndExitsWithOne) {
+TEST_P(BadRecordTest, CommandReportsTheLoadErrorAndExitsWithTwo) {
   std::string const path = PathOf(GetParam());
   auto const result = RunCommand(std::string(SURVEY_COMMAND) + " --library " + Quoted(path) +
                                  " -e " + Quoted("length of \"abc\"") + " 2>&1");
-  EXPECT_EQ(1, result.status) << result.output;
+  EXPECT_EQ(2, result.status) << result.output;
   EXPECT_EQ(0u, result.output.find("survey: cannot load surveyor library " + path + ": "))
       << result.output;
   for (std::string const& part : GetParam().message) {
