@@ -62,6 +62,26 @@ if [ "${FUZZ_BUILD_ONLY:-0}" = 1 ]; then exit 0; fi
 artifacts="$BUILD_DIR/artifacts"
 mkdir -p "$artifacts"
 
+# Makes the seed folder of the target TARGET afresh, and its corpus folder,
+# and writes each SEED to a file of its own there: as it stands (literal), or
+# with its \x escapes read by printf (escaped).
+fresh_seeds() {
+  local mode=$1 n=0 seed
+  shift
+  seeds="$BUILD_DIR/seeds-$TARGET"
+  corpus="$BUILD_DIR/corpus-$TARGET"
+  rm -rf "$seeds"
+  mkdir -p "$corpus" "$seeds"
+  for seed in "$@"; do
+    if [ "$mode" = escaped ]; then
+      printf "$seed" >"$seeds/seed-$n"
+    else
+      printf '%s' "$seed" >"$seeds/seed-$n"
+    fi
+    n=$((n + 1))
+  done
+}
+
 # Sets seeds, corpus, dictionary and max_len for the target TARGET, with the
 # seeds written afresh.
 prepare_target() {
@@ -74,78 +94,38 @@ prepare_target() {
     dictionary=fuzz/query.dict
     max_len=4096
   elif [ "$TARGET" = ipv4_fuzzer ]; then
-    seeds="$BUILD_DIR/seeds-$TARGET"
-    corpus="$BUILD_DIR/corpus-$TARGET"
-    rm -rf "$seeds"
-    mkdir -p "$corpus" "$seeds"
-    n=0
-    for seed in 1.2.3.4 01.02.03.04 0x7f.0.0.1 127.0.1 10.0.1234 0123456 255.255.255.255 \
-      0377.0377.0377.0377 0xff.0xff.0xff.0xff 999.1.1.1 1.2.3 1.2.3.4.5 "1.2.3.4 x" \
-      4294967295 0xfffffffe 192.168.1.77; do
-      printf '%s' "$seed" >"$seeds/seed-$n"
-      n=$((n + 1))
-    done
+    fresh_seeds literal 1.2.3.4 01.02.03.04 0x7f.0.0.1 127.0.1 10.0.1234 0123456 \
+      255.255.255.255 0377.0377.0377.0377 0xff.0xff.0xff.0xff 999.1.1.1 1.2.3 1.2.3.4.5 \
+      "1.2.3.4 x" 4294967295 0xfffffffe 192.168.1.77
     dictionary=fuzz/ipv4.dict
     max_len=64
   elif [ "$TARGET" = versions_fuzzer ]; then
-    seeds="$BUILD_DIR/seeds-$TARGET"
-    corpus="$BUILD_DIR/corpus-$TARGET"
-    rm -rf "$seeds"
-    mkdir -p "$corpus" "$seeds"
-    n=0
     # The first byte says where the rest is cut in two.
-    for seed in "\x031.91.10" "\x0210\x39" "\x041.011.1" "\x03010\x39" "\x031.01.00" \
+    fresh_seeds escaped "\x031.91.10" "\x0210\x39" "\x041.011.1" "\x03010\x39" "\x031.01.00" \
       "\x051.0021.0010" "\x012\x32.0" "\x031.51.5a" "\x031.x1.2" "\x051.2.31.2-3" "\x00\x31" \
-      "\x041.2A1.2a" "\x031.2\x001.2" "\x140000000000000000000\x39"; do
-      printf "$seed" >"$seeds/seed-$n"
-      n=$((n + 1))
-    done
+      "\x041.2A1.2a" "\x031.2\x001.2" "\x140000000000000000000\x39"
     dictionary=fuzz/versions.dict
     max_len=256
   elif [ "$TARGET" = proc_stat_fuzzer ]; then
-    seeds="$BUILD_DIR/seeds-$TARGET"
-    corpus="$BUILD_DIR/corpus-$TARGET"
-    rm -rf "$seeds"
-    mkdir -p "$corpus" "$seeds"
-    # This process's own stat file, and names with spaces and parentheses.
-    cp /proc/self/stat "$seeds/seed-self"
-    n=0
-    for seed in \
+    # Names with spaces and parentheses, and this process's own stat file.
+    fresh_seeds literal \
       "12 (bash) S 1 12 12 0 -1 4194560 10 0 0 0 0 0 0 0 20 0 1 0 4711 1000 20" \
       "13 (a) b (c) S 1 1 1 0 -1 4194560 10 0 0 0 0 0 0 0 20 0 1 0 99 1 2" \
       "14 ()) R  1  1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 18446744073709551616" \
-      "15 (x" "16 (y) Z"; do
-      printf '%s' "$seed" >"$seeds/seed-$n"
-      n=$((n + 1))
-    done
+      "15 (x" "16 (y) Z"
+    cp /proc/self/stat "$seeds/seed-self"
     dictionary=fuzz/proc_stat.dict
     max_len=1024
   elif [ "$TARGET" = wildcard_fuzzer ]; then
-    seeds="$BUILD_DIR/seeds-$TARGET"
-    corpus="$BUILD_DIR/corpus-$TARGET"
-    rm -rf "$seeds"
-    mkdir -p "$corpus" "$seeds"
-    n=0
     # The first byte says how long the name is; the pattern follows it.
-    for seed in "\x05a.log*.log" "\x04.log*.log" "\x05a.LOG*.log" "\x00*" "\x00**" "\x00?" \
-      "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"; do
-      printf "$seed" >"$seeds/seed-$n"
-      n=$((n + 1))
-    done
+    fresh_seeds escaped "\x05a.log*.log" "\x04.log*.log" "\x05a.LOG*.log" "\x00*" "\x00**" \
+      "\x00?" "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"
     dictionary=fuzz/wildcard.dict
     max_len=128
   else
-    seeds="$BUILD_DIR/seeds-$TARGET"
-    corpus="$BUILD_DIR/corpus-$TARGET"
-    rm -rf "$seeds"
-    mkdir -p "$corpus" "$seeds"
-    n=0
-    for seed in 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
+    fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \
-      ffffffff FFFFFFFFFFFFFFFF 10000000000000000 deadBEEF 12x "1 " +5; do
-      printf '%s' "$seed" >"$seeds/seed-$n"
-      n=$((n + 1))
-    done
+      ffffffff FFFFFFFFFFFFFFFF 10000000000000000 deadBEEF 12x "1 " +5
     dictionary=fuzz/numeral.dict
     max_len=64
   fi
