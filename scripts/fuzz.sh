@@ -9,8 +9,10 @@
 # reading of IPv4 addresses against the C library's), versions_fuzzer (the
 # order of versions, and of strverscmp versions against the C library's),
 # proc_stat_fuzzer (the host's reading of a process's stat file) or
-# wildcard_fuzzer (the patterns of folder listings against fnmatch) or
-# url_fuzzer (the URL scanner against a second reading of its rules).
+# wildcard_fuzzer (the patterns of folder listings against fnmatch),
+# url_fuzzer (the URL scanner against a second reading of its rules) or
+# variable_file_fuzzer (the reader of variable files against a second reading
+# of the format).
 # BUILD_DIR chooses another build folder; FUZZ_BUILD_ONLY=1 builds the targets
 # and runs none.
 #
@@ -45,10 +47,11 @@ fi
 for target in "${TARGETS[@]}"; do
   case "$target" in
     parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
-      wildcard_fuzzer | url_fuzzer) ;;
+      wildcard_fuzzer | url_fuzzer | variable_file_fuzzer) ;;
     *)
       echo "fuzz: unknown target $target (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer or url_fuzzer)" >&2
+        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer, url_fuzzer or" \
+        "variable_file_fuzzer)" >&2
       exit 2
       ;;
   esac
@@ -130,6 +133,18 @@ prepare_target() {
       "mailto:a?b#c" "//h:/p" "ftp://me:pw@host:21/x;y?z"
     dictionary=fuzz/url.dict
     max_len=256
+  elif [ "$TARGET" = variable_file_fuzzer ]; then
+    # Whole files, with a list of values, an empty block, a cut block and a
+    # wrong version. The header's numbers are little-endian.
+    header='[\x15\x00\x00\x00]>NudgeSite Vars File\x00[\x0f\x00\x00\x00]>Version 1.0.1\x00'
+    fresh_seeds escaped \
+      "${header}\x16\x00\x00\x00\x03\x00\x00\x00A\x00x\x00a\x00y\x00Fruit\x00pear\x00" \
+      "${header}\x00\x00\x00\x00\x00\x00\x00\x00" \
+      "${header}\x10\x00\x00\x00\x01\x00\x00\x00Name\x00va" \
+      "${header}\x03\x00\x00\x00\x09\x00\x00\x00A\x00bc" \
+      "[\x15\x00\x00\x00]>NudgeSite Vars File\x00[\x0f\x00\x00\x00]>Version 1.0.2\x00"
+    dictionary=fuzz/variable_file.dict
+    max_len=512
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \
