@@ -5,10 +5,12 @@
 #include "survey/client/profile_vars.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -400,6 +402,31 @@ TEST_F(VariableFilesTest, AFolderThatCannotBeWrittenGivesAClearError) {
   ProfileVars vars(FileLocation((locked + "/SiteVars").c_str()));
   EXPECT_STREQ(vars.GetValue("A"), "1");
   EXPECT_EQ(RunShell("ls -A " + Quoted(locked)).output, "SiteVars\n");
+}
+
+TEST_F(VariableFilesTest, AWriteThatRunsOutOfRoomKeepsTheOldFile) {
+  // A file size limit stands in for a full disk: the write fails part way.
+  std::string const path = folder.Path() + "/SiteVars";
+  WriteVariableFile(path, {{"A", "1"}});
+  pid_t const child = fork();
+  if (child == 0) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit const limit{4096, 4096};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(3);
+    try {
+      WriteVariableFile(path, {{"A", std::string(100000, 'x')}});
+    } catch (VariableFileError const& error) {
+      _exit(std::string(error.what()).find(std::strerror(EFBIG)) != std::string::npos ? 0 : 2);
+    }
+    _exit(1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "1: written; 2: another error; 3: no limit";
+  ProfileVars vars(At("SiteVars"));
+  EXPECT_STREQ(vars.GetValue("A"), "1");
+  EXPECT_EQ(RunShell("find " + Quoted(folder.Path()) + " -name '.SiteVars*'").output, "");
 }
 
 TEST(FileBannersTest, TheBannerTexts) {
