@@ -6,10 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <new>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "tests/support/failing_allocation.h"
 #include "tests/unit/foundation/file_tree.h"
 
 namespace {
@@ -211,6 +213,34 @@ TEST(URLInfoTest, TheScanEndsAtTheFirstHash) {
   EXPECT_FALSE(info.HasQuery());
   EXPECT_EQ(Text(info.Fragment()), "a?b/c:d@e#g");
   EXPECT_EQ(Text(info.Path()), "/p");
+}
+
+// Spends an armed allocation failure, so that it hits nothing else.
+void DisarmAllocationFailure() {
+  EXPECT_THROW(::operator delete(::operator new(1)), std::bad_alloc);
+}
+
+// The scanner and its accessors allocate nothing: an allocation armed to
+// fail is still waiting after them.
+TEST(URLInfoTest, AllocatesNothing) {
+  std::string const text = "http://me:pw@www.example.org:8080/a/b;p/c?x=1&y=2#top";
+  survey::testing::FailNextAllocation();
+  {
+    URLInfo info(View(text));
+    info.Scan();
+    (void)info.Scheme();
+    (void)info.Authority();
+    (void)info.UserInfo();
+    (void)info.Host();
+    (void)info.Port();
+    for (URLPathLoop loop(info.Path(), URLPathLoop::AtStart); loop.Unfinished(); ++loop) {
+    }
+    (void)info.Query();
+    (void)info.Fragment();
+    (void)(info == URLInfo(View(text)));
+  }
+  EXPECT_TRUE(survey::testing::AllocationFailurePending());
+  DisarmAllocationFailure();
 }
 
 // ---------------------------------------------------------------------------
@@ -819,14 +849,22 @@ TEST(URLBuilderTest, StaysInlineForOrdinaryURLsAndGrowsForLongOnes) {
   URLBuilder builder;
   builder.AddScheme(View("http"));
   builder.AddAuthority(View("www.example.org"));
-  builder.AddPath(View("/some/ordinary/path/to/a/file.html"));
+  std::string const path = "/some/ordinary/path/to/a/file.html";
+  std::string const name = "a b";
+  std::string const value = "c";
+  survey::testing::FailNextAllocation();
+  builder.AddPath(View(path));
+  builder.AddQueryElement(View(name), View(value));
+  EXPECT_TRUE(survey::testing::AllocationFailurePending()) << "the builder allocated";
+  DisarmAllocationFailure();
   EXPECT_FALSE(builder.OnHeap());
   std::string const longName(300, 'n');
   builder.AddPathComponentName(View(longName));
   EXPECT_TRUE(builder.OnHeap());
   std::string const escaped(200, ' ');
   builder.AddPathComponentName(View(escaped));
-  std::string expected = "http://www.example.org/some/ordinary/path/to/a/file.html/" + longName + "/";
+  std::string expected =
+      "http://www.example.org/some/ordinary/path/to/a/file.html?a+b=c/" + longName + "/";
   for (int i = 0; i < 200; ++i) expected += "%20";
   EXPECT_EQ(Text(builder.ReleaseResult()), expected);
   EXPECT_FALSE(builder.OnHeap());
