@@ -118,8 +118,9 @@ std::string DecodedByteByByte(ConstData text) {
 void CheckScan(ConstData text) {
   URLInfo const info(text);
   Positions const expected = ReadAgain(text);
-  if (Offset(info, info.colon) != expected.colon || Offset(info, info.authority) != expected.authority ||
-      Offset(info, info.at) != expected.at || Offset(info, info.portColon) != expected.portColon ||
+  if (Offset(info, info.colon) != expected.colon ||
+      Offset(info, info.authority) != expected.authority || Offset(info, info.at) != expected.at ||
+      Offset(info, info.portColon) != expected.portColon ||
       Offset(info, info.pathStart) != expected.pathStart ||
       Offset(info, info.question) != expected.question || Offset(info, info.hash) != expected.hash)
     Mismatch(text, "positions differ from the second reading");

@@ -120,10 +120,12 @@ void WriteVariableFile(std::string const& path, std::vector<Variable> const& var
     throw VariableFileError("cannot write a variable file to \"" + path + "\": not a file name");
   std::string const bytes = EncodeVariableFile(variables);
   std::string const folder = FolderOf(path);
-  std::string const name = path.substr(path.rfind('/') == std::string::npos ? 0 : path.rfind('/') + 1);
+  std::string const name =
+      path.substr(path.rfind('/') == std::string::npos ? 0 : path.rfind('/') + 1);
 
   TemporaryFile temporary(folder + "/." + name + ".XXXXXX");
-  if (!temporary.Create()) throw VariableFileError(Reason(path, "creating a temporary file", errno));
+  if (!temporary.Create())
+    throw VariableFileError(Reason(path, "creating a temporary file", errno));
   if (!WriteAll(temporary.Descriptor(), bytes))
     throw VariableFileError(Reason(path, "writing", errno));
   if (::fchmod(temporary.Descriptor(), 0600) != 0)

@@ -1,7 +1,8 @@
 #include "survey/client/profile_vars.h"
 
-#include <cstring>
 #include <strings.h>
+
+#include <cstring>
 
 #include "survey/foundation/data.h"
 #include "survey/foundation/file_reader.h"

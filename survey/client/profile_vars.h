@@ -75,8 +75,8 @@ class ProfileVars {
   // The same, among the variables whose name is the `length` bytes of
   // `wanted`, without regard to case. Bounded by the block's size, not by
   // the count.
-  bool GetNameAndValue(unsigned char const* wanted, unsigned long length,
-                       char const* previousValue, char const** name, char const** value) const;
+  bool GetNameAndValue(unsigned char const* wanted, unsigned long length, char const* previousValue,
+                       char const** name, char const** value) const;
 
   FileLocation const& Location() const { return location_; }
   // The block, or null when nothing was loaded.

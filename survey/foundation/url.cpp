@@ -429,9 +429,7 @@ unsigned char const* URLInfo::EndOfAuthority() const {
   return end;
 }
 
-bool URLInfo::HasPort() const {
-  return portColon != nullptr && portColon + 1 != EndOfAuthority();
-}
+bool URLInfo::HasPort() const { return portColon != nullptr && portColon + 1 != EndOfAuthority(); }
 
 ConstData URLInfo::TextWithoutFragment() const {
   return ConstData(begin, hash != nullptr ? hash : end);
@@ -619,9 +617,7 @@ URL operator+(URLInfo const& relative, URLInfo const& base) {
   return builder.ReleaseResult();
 }
 
-URL operator+(URL const& relative, URL const& base) {
-  return URLInfo(relative) + URLInfo(base);
-}
+URL operator+(URL const& relative, URL const& base) { return URLInfo(relative) + URLInfo(base); }
 
 URL operator-(URLInfo const& target, URLInfo const& base) {
   RequireAbsolute(target);

@@ -1,8 +1,6 @@
 // The reserved names of the client folder: their texts, their export from
 // the library, and the host's layout, which must use the same names.
 
-#include "survey/client/layout.h"
-
 #include <gtest/gtest.h>
 
 #include <set>
@@ -10,6 +8,7 @@
 #include <string>
 
 #include "host/client/client_folder.h"
+#include "survey/client/layout.h"
 #include "tests/support/shell.h"
 
 namespace {
@@ -20,7 +19,8 @@ struct Constant {
   char const* text;
 };
 
-#define ROW(constant, text) {#constant, &constant, text}
+#define ROW(constant, text) \
+  { #constant, &constant, text }
 
 Constant const kConstants[] = {
     ROW(cRESERVED_FILE_EXTENSION_PROFILE, ""),

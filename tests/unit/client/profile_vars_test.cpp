@@ -46,7 +46,8 @@ void WriteWhole(std::string const& path, std::string const& bytes) {
 
 Pairs Walk(ProfileVars& vars) {
   Pairs pairs;
-  for (ProfileVarsLoop loop(vars); loop.Unfinished(); ++loop) pairs.emplace_back(loop.Name(), loop.Value());
+  for (ProfileVarsLoop loop(vars); loop.Unfinished(); ++loop)
+    pairs.emplace_back(loop.Name(), loop.Value());
   return pairs;
 }
 
@@ -324,10 +325,14 @@ TEST_F(VariableFilesTest, TheWritersBytesAreThoseOfTheIndependentWriter) {
 }
 
 TEST_F(VariableFilesTest, TheReaderReadsWhatTheWriterWrote) {
-  std::vector<Variable> variables = {
-      {"Name", "value"}, {"List", "one"}, {"list", "two"}, {"Blank", ""},
-      {"Long", std::string(5000, 'x')}, {"High", "\xc3\xa9\x01\xff"}};
-  for (int i = 0; i < 200; ++i) variables.push_back({"n" + std::to_string(i), std::to_string(i * i)});
+  std::vector<Variable> variables = {{"Name", "value"},
+                                     {"List", "one"},
+                                     {"list", "two"},
+                                     {"Blank", ""},
+                                     {"Long", std::string(5000, 'x')},
+                                     {"High", "\xc3\xa9\x01\xff"}};
+  for (int i = 0; i < 200; ++i)
+    variables.push_back({"n" + std::to_string(i), std::to_string(i * i)});
   WriteVariableFile(folder.Path() + "/roundtrip", variables);
   ProfileVars vars(At("roundtrip"));
   ASSERT_TRUE(vars.Loaded());

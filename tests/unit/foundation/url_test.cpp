@@ -435,20 +435,13 @@ struct Difference {
 
 TEST(URLDifferenceTest, ReferencesAndTheirResolution) {
   Difference const cases[] = {
-      {"s://h/a/x/y", "s://h/a/b/c", "../x/y"},
-      {"s://h/a/b/c/d", "s://h/a/b/c", "c/d"},
-      {"s://h/a/b/c", "s://h/a/b/d", "c"},
-      {"s://h/a/b", "s://h/a/b/c", "../b"},
-      {"s://h/a/", "s://h/a/b", "./"},
-      {"s://h/a/b/", "s://h/a/b/", ""},
-      {"s://h/x/y", "s://h/a/b", "/x/y"},
-      {"s://h/", "s://h/a/b", "/"},
-      {"s://k/a", "s://h/a", "//k/a"},
-      {"t://h/a", "s://h/a", "t://h/a"},
-      {"s://h/a/b?q#f", "s://h/a/c", "b?q#f"},
-      {"s://h/a/b#f", "s://h/a/b", "#f"},
-      {"s://h/a/x:y", "s://h/a/b", "x%3Ay"},
-      {"s://h/a//b", "s://h/a/c", ".//b"},
+      {"s://h/a/x/y", "s://h/a/b/c", "../x/y"}, {"s://h/a/b/c/d", "s://h/a/b/c", "c/d"},
+      {"s://h/a/b/c", "s://h/a/b/d", "c"},      {"s://h/a/b", "s://h/a/b/c", "../b"},
+      {"s://h/a/", "s://h/a/b", "./"},          {"s://h/a/b/", "s://h/a/b/", ""},
+      {"s://h/x/y", "s://h/a/b", "/x/y"},       {"s://h/", "s://h/a/b", "/"},
+      {"s://k/a", "s://h/a", "//k/a"},          {"t://h/a", "s://h/a", "t://h/a"},
+      {"s://h/a/b?q#f", "s://h/a/c", "b?q#f"},  {"s://h/a/b#f", "s://h/a/b", "#f"},
+      {"s://h/a/x:y", "s://h/a/b", "x%3Ay"},    {"s://h/a//b", "s://h/a/c", ".//b"},
       {"s://h//b", "s://h/a/c", "//h//b"},
   };
   for (Difference const& c : cases) {
@@ -617,7 +610,8 @@ TEST(URLCodingTest, EscapesAreUpperCase) {
 
 TEST(URLCodingTest, FiltersKeepACutEscapeAcrossCalls) {
   std::string const text = "a b%zz/\x01\xfe;c";
-  EXPECT_EQ(EncodeByteByByte(text, URLEncoder::Unreserved()), Encode(text, URLEncoder::Unreserved()));
+  EXPECT_EQ(EncodeByteByByte(text, URLEncoder::Unreserved()),
+            Encode(text, URLEncoder::Unreserved()));
   std::string const encoded = "%41%4%%4z%zz%7e%7E+%";
   for (unsigned long step = 1; step <= 4; ++step) {
     for (unsigned long room = 1; room <= 3; ++room) {
@@ -666,7 +660,8 @@ TEST(URLCodingTest, TheSets) {
     for (unsigned value = 0; value < 256; ++value) {
       bool const alphanumeric = (value >= '0' && value <= '9') || (value >= 'A' && value <= 'Z') ||
                                 (value >= 'a' && value <= 'z');
-      bool const listed = value != 0 && std::string(row.others).find(char(value)) != std::string::npos;
+      bool const listed =
+          value != 0 && std::string(row.others).find(char(value)) != std::string::npos;
       EXPECT_EQ(row.set.Contains(static_cast<unsigned char>(value)), alphanumeric || listed)
           << row.others << " byte " << value;
     }
