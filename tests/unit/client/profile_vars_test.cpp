@@ -14,11 +14,13 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/client/variable_file_writer.h"
+#include "tests/support/failing_allocation.h"
 #include "tests/support/shell.h"
 
 namespace {
@@ -277,6 +279,18 @@ TEST_F(VariableFilesTest, TheCopyHasNoCount) {
   EXPECT_EQ(ValuesNamed(copy, "fruit"), (std::vector<std::string>{"apple", "pear", "Plum"}));
   ProfileVars walked(copy);
   EXPECT_EQ(Walk(walked), kFruit);
+}
+
+TEST_F(VariableFilesTest, AFailedAllocationIsNotAnEmptyStore) {
+  // Only the file's failures make an empty store; running out of memory is
+  // told to the caller.
+  ProfileVars vars(At("good"));
+  survey::testing::FailNextAllocation();
+  EXPECT_THROW(vars.Load(), std::bad_alloc);
+  EXPECT_FALSE(survey::testing::AllocationFailurePending());
+  EXPECT_EQ(vars.Block(), nullptr);
+  vars.Load();
+  EXPECT_STREQ(vars.GetValue("fruit"), "apple");
 }
 
 TEST_F(VariableFilesTest, TheLoopsSteps) {
