@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <strings.h>
 
 #include "survey/foundation/file_errors.h"
@@ -12,7 +13,13 @@
 namespace {
 
 char const kMachineMemoryFile[] = "/proc/meminfo";
-char const* memoryFile = kMachineMemoryFile;
+
+// The file that tests name in place of the machine's, kept as a copy; empty
+// for the machine's own.
+std::string& TestMemoryFile() {
+  static std::string path;
+  return path;
+}
 
 // Lines are read in pieces of at most this many bytes with the terminator.
 constexpr int kLineBufferSize = 256;
@@ -25,7 +32,8 @@ struct FileCloser {
 using OpenFile = std::unique_ptr<std::FILE, FileCloser>;
 
 OpenFile OpenMemoryFile() {
-  OpenFile file(std::fopen(memoryFile, "r"));
+  std::string const& test = TestMemoryFile();
+  OpenFile file(std::fopen(test.empty() ? kMachineMemoryFile : test.c_str(), "r"));
   if (file == nullptr) throw FileIOError();
   return file;
 }
@@ -189,7 +197,7 @@ integer Used_of_swap(swap_info const& swap) { return Known(swap.used); }
 integer Free_of_swap(swap_info const& swap) { return Known(swap.free); }
 
 void survey::system::testing::ReadMemoryFrom(char const* path) {
-  memoryFile = path != nullptr ? path : kMachineMemoryFile;
+  TestMemoryFile() = path != nullptr ? path : "";
 }
 
 // ---------------------------------------------------------------------------

@@ -75,7 +75,7 @@ SURVEY_API integer Free_of_swap(swap_info const& swap);
 
 namespace survey::system::testing {
 
-// Reads memory from `path` instead of "/proc/meminfo"; null restores the
+// Reads memory from a copy of `path` instead of "/proc/meminfo"; null restores the
 // machine's own file, the only one used outside tests. Tests only: no query
 // reaches it.
 SURVEY_API void ReadMemoryFrom(char const* path);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <strings.h>
 
 #include "survey/foundation/file_errors.h"
@@ -13,7 +14,18 @@
 namespace {
 
 char const kMachineProcessorFile[] = "/proc/cpuinfo";
-char const* processorFile = kMachineProcessorFile;
+
+// The file that tests name in place of the machine's, kept as a copy; empty
+// for the machine's own.
+std::string& TestProcessorFile() {
+  static std::string path;
+  return path;
+}
+
+char const* ProcessorFile() {
+  std::string const& test = TestProcessorFile();
+  return test.empty() ? kMachineProcessorFile : test.c_str();
+}
 
 // Lines are read in pieces of at most this many bytes with the terminator: a
 // longer line goes on as a piece of its own, read as a line.
@@ -177,7 +189,7 @@ void SetAbsent(processor_info& info) {
 processor_info::processor_info(long number) {
   SetAbsent(*this);
   if (number <= 0) throw NoSuchObject();
-  OpenFile const file(std::fopen(processorFile, "r"));
+  OpenFile const file(std::fopen(ProcessorFile(), "r"));
   if (file == nullptr) throw FileIOError();
   Init(file.get(), number);
   ClassifyVendor();
@@ -416,7 +428,7 @@ surveyor_string Flags_of_processor(processor_info const& processor) {
 }
 
 void survey::system::testing::ReadProcessorsFrom(char const* path) {
-  processorFile = path != nullptr ? path : kMachineProcessorFile;
+  TestProcessorFile() = path != nullptr ? path : "";
 }
 
 // ---------------------------------------------------------------------------

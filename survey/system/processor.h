@@ -107,7 +107,7 @@ SURVEY_API surveyor_string Flags_of_processor(processor_info const& processor);
 
 namespace survey::system::testing {
 
-// Reads processors from `path` instead of "/proc/cpuinfo"; null restores the
+// Reads processors from a copy of `path` instead of "/proc/cpuinfo"; null restores the
 // machine's own file, the only one used outside tests. Tests only: no query
 // reaches it.
 SURVEY_API void ReadProcessorsFrom(char const* path);

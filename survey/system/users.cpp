@@ -20,9 +20,17 @@ static_assert(sizeof(struct utmp) == 384, "utmp records have the C library's 384
 namespace {
 
 char const kMachineXServerFolder[] = "/tmp/.X11-unix";
-char const* xServerFolder = kMachineXServerFolder;
-// Null: the system's account database.
-char const* accountsFile = nullptr;
+
+// What tests name in place of the machine's, kept as copies; empty for the
+// machine's own folder of X sockets and its account database.
+std::string& TestXServerFolder() {
+  static std::string path;
+  return path;
+}
+std::string& TestAccountsFile() {
+  static std::string path;
+  return path;
+}
 
 // The longest name or line taken from a record.
 constexpr unsigned long kFieldLimit = 32;
@@ -155,7 +163,8 @@ user nameduser_iterator::Next(surveyor_string const& wanted) {
 bool GetXServerActive() {
   try {
     FileLoop loop;
-    loop.WildcardStart(FileLocation(xServerFolder), "X0*");
+    std::string const& test = TestXServerFolder();
+    loop.WildcardStart(FileLocation(test.empty() ? kMachineXServerFolder : test.c_str()), "X0*");
     return loop.Unfinished();
   } catch (DebuggableException const&) {
     return false;
@@ -166,13 +175,14 @@ namespace {
 
 // The home folder of an account, or false when there is none.
 bool HomeOf(char const* name, std::string& home) {
-  if (accountsFile == nullptr) {
+  std::string const& accounts = TestAccountsFile();
+  if (accounts.empty()) {
     struct passwd const* const account = getpwnam(name);
     if (account == nullptr || account->pw_dir == nullptr) return false;
     home = account->pw_dir;
     return true;
   }
-  std::FILE* const file = std::fopen(accountsFile, "r");
+  std::FILE* const file = std::fopen(accounts.c_str(), "r");
   if (file == nullptr) return false;
   bool found = false;
   while (struct passwd const* const account = fgetpwent(file)) {
@@ -296,10 +306,12 @@ surveyor_string RunlevelAsString(runlevel_impl const& level) {
 }
 
 void survey::system::testing::LookForXServerIn(char const* folder) {
-  xServerFolder = folder != nullptr ? folder : kMachineXServerFolder;
+  TestXServerFolder() = folder != nullptr ? folder : "";
 }
 
-void survey::system::testing::ReadAccountsFrom(char const* path) { accountsFile = path; }
+void survey::system::testing::ReadAccountsFrom(char const* path) {
+  TestAccountsFile() = path != nullptr ? path : "";
+}
 
 // ---------------------------------------------------------------------------
 // Registration, in table order. The database changes between evaluations;

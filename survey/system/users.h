@@ -112,12 +112,12 @@ SURVEY_API surveyor_string RunlevelAsString(runlevel_impl const& level);
 
 namespace survey::system::testing {
 
-// Looks for the X server's sockets in `folder` instead of "/tmp/.X11-unix";
+// Looks for the X server's sockets in a copy of `folder` instead of "/tmp/.X11-unix";
 // null restores that folder, the only one used outside tests. Tests only:
 // no query reaches it.
 SURVEY_API void LookForXServerIn(char const* folder);
 
-// Finds home folders in the password file `path` instead of through the
+// Finds home folders in a copy of the password file path `path` instead of through the
 // system's account database; null restores the system's lookup, the only
 // one used outside tests. Tests only: no query reaches it.
 SURVEY_API void ReadAccountsFrom(char const* path);
