@@ -8,8 +8,9 @@
 # readers against the standard library's conversions), ipv4_fuzzer (the
 # reading of IPv4 addresses against the C library's), versions_fuzzer (the
 # order of versions, and of strverscmp versions against the C library's),
-# proc_stat_fuzzer (the host's reading of a process's stat file) or
-# wildcard_fuzzer (the patterns of folder listings against fnmatch).
+# proc_stat_fuzzer (the host's reading of a process's stat file),
+# wildcard_fuzzer (the patterns of folder listings against fnmatch) or
+# processor_memory_fuzzer (the readers of the processor and memory files).
 # BUILD_DIR chooses another build folder; FUZZ_BUILD_ONLY=1 builds the targets
 # and runs none.
 #
@@ -44,10 +45,10 @@ fi
 for target in "${TARGETS[@]}"; do
   case "$target" in
     parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
-      wildcard_fuzzer) ;;
+      wildcard_fuzzer | processor_memory_fuzzer) ;;
     *)
       echo "fuzz: unknown target $target (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-        "versions_fuzzer, proc_stat_fuzzer or wildcard_fuzzer)" >&2
+        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer or processor_memory_fuzzer)" >&2
       exit 2
       ;;
   esac
@@ -122,6 +123,14 @@ prepare_target() {
       "\x00?" "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"
     dictionary=fuzz/wildcard.dict
     max_len=128
+  elif [ "$TARGET" = processor_memory_fuzzer ]; then
+    # The test fixtures of both files, and this machine's own.
+    fresh_seeds literal "processor : 0" "Mem: 1 2 3 4 5 6" "Swap: 1 2 3"
+    cp tests/fixtures/cpuinfo/*.txt tests/fixtures/meminfo/*.txt "$seeds"/
+    cp /proc/cpuinfo "$seeds/seed-cpuinfo"
+    cp /proc/meminfo "$seeds/seed-meminfo"
+    dictionary=fuzz/processor_memory.dict
+    max_len=16384
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \
