@@ -4,15 +4,8 @@
 #
 #   scripts/fuzz.sh [SECONDS] [TARGET...]     default 60 parse_fuzzer
 #
-# TARGET is parse_fuzzer (the query language), numeral_fuzzer (the number
-# readers against the standard library's conversions), ipv4_fuzzer (the
-# reading of IPv4 addresses against the C library's), versions_fuzzer (the
-# order of versions, and of strverscmp versions against the C library's),
-# proc_stat_fuzzer (the host's reading of a process's stat file) or
-# wildcard_fuzzer (the patterns of folder listings against fnmatch),
-# url_fuzzer (the URL scanner against a second reading of its rules) or
-# variable_file_fuzzer (the reader of variable files against a second reading
-# of the format).
+# TARGET is the name of a fuzz target, fuzz/TARGET.cpp; fuzz/CMakeLists.txt
+# tells what each one checks.
 # BUILD_DIR chooses another build folder; FUZZ_BUILD_ONLY=1 builds the targets
 # and runs none.
 #
@@ -45,16 +38,10 @@ if ! command -v clang++ >/dev/null; then
 fi
 
 for target in "${TARGETS[@]}"; do
-  case "$target" in
-    parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
-      wildcard_fuzzer | url_fuzzer | variable_file_fuzzer) ;;
-    *)
-      echo "fuzz: unknown target $target (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer, url_fuzzer or" \
-        "variable_file_fuzzer)" >&2
-      exit 2
-      ;;
-  esac
+  if [ ! -f "fuzz/$target.cpp" ]; then
+    echo "fuzz: unknown target $target (known: $(cd fuzz && ls *_fuzzer.cpp | sed 's/\.cpp$//' | tr '\n' ' '))" >&2
+    exit 2
+  fi
 done
 
 CC=clang CXX=clang++ cmake -S . -B "$BUILD_DIR" -G Ninja \
@@ -145,6 +132,14 @@ prepare_target() {
       "[\x15\x00\x00\x00]>NudgeSite Vars File\x00[\x0f\x00\x00\x00]>Version 1.0.2\x00"
     dictionary=fuzz/variable_file.dict
     max_len=512
+  elif [ "$TARGET" = processor_memory_fuzzer ]; then
+    # The test fixtures of both files, and this machine's own.
+    fresh_seeds literal "processor : 0" "Mem: 1 2 3 4 5 6" "Swap: 1 2 3"
+    cp tests/fixtures/cpuinfo/*.txt tests/fixtures/meminfo/*.txt "$seeds"/
+    cp /proc/cpuinfo "$seeds/seed-cpuinfo"
+    cp /proc/meminfo "$seeds/seed-meminfo"
+    dictionary=fuzz/processor_memory.dict
+    max_len=16384
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \

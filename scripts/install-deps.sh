@@ -27,6 +27,10 @@ PACKAGES=(
   clang               # fuzz targets (libFuzzer)
   libclang-rt-14-dev  # libFuzzer and sanitizer runtimes for clang
   clang-format        # `make format`
+  util-linux          # utmpdump and lscpu: utmp files and processor facts for the system tests
+  procps              # free: the memory amounts the system tests compare with
+  coreutils           # who and nproc: users, run level and processor count for the system tests
+  python3             # reads /proc/meminfo and /proc/cpuinfo beside the library in tests
 )
 
 log() { printf 'install-deps: %s\n' "$*"; }
