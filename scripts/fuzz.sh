@@ -9,7 +9,9 @@
 # reading of IPv4 addresses against the C library's), versions_fuzzer (the
 # order of versions, and of strverscmp versions against the C library's),
 # proc_stat_fuzzer (the host's reading of a process's stat file) or
-# wildcard_fuzzer (the patterns of folder listings against fnmatch).
+# wildcard_fuzzer (the patterns of folder listings against fnmatch),
+# keys_fuzzer (keys, sections and variables of configuration files) or
+# mounts_fuzzer (the mount table).
 # BUILD_DIR chooses another build folder; FUZZ_BUILD_ONLY=1 builds the targets
 # and runs none.
 #
@@ -44,10 +46,10 @@ fi
 for target in "${TARGETS[@]}"; do
   case "$target" in
     parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
-      wildcard_fuzzer) ;;
+      wildcard_fuzzer | keys_fuzzer | mounts_fuzzer) ;;
     *)
       echo "fuzz: unknown target $target (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-        "versions_fuzzer, proc_stat_fuzzer or wildcard_fuzzer)" >&2
+        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer, keys_fuzzer or mounts_fuzzer)" >&2
       exit 2
       ;;
   esac
@@ -122,6 +124,21 @@ prepare_target() {
       "\x00?" "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"
     dictionary=fuzz/wildcard.dict
     max_len=128
+  elif [ "$TARGET" = keys_fuzzer ]; then
+    # The first byte says how long the key is; the file follows it.
+    fresh_seeds escaped "\x01aa=1 ; note\n" "\x04pathPATH: /bin\npathname=x\n" \
+      "\x00=x\n:y\n" "\x01x[b]\r\nx=1\r{a}\n[x]\ny=2\n[a]\n" "\x03sec[ Sec ] t\na=b=c\n=x\n" \
+      "\x01a[broken\na=1\n\x00a=\xff\n" "\x01ka=1\rb=2\r\nk=3"
+    dictionary=fuzz/keys.dict
+    max_len=8192
+  elif [ "$TARGET" = mounts_fuzzer ]; then
+    # The first byte says how long the blocks are; the table follows it.
+    fresh_seeds escaped "\x07/dev/sda1 / ext3 rw 0 0\nserver:/e /mnt/n nfs rw 0 0\n" \
+      "\x01/dev/sr0 /media/cd cdfs ro\r\n/dev/fd0\t/f\tmsdos\trw\r" "\x03a /a\nlonely:\nb  /b  x" \
+      "\x40h:/x /r"
+    cp /proc/self/mounts "$seeds/seed-self"
+    dictionary=fuzz/mounts.dict
+    max_len=4096
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \

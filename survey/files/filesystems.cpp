@@ -163,7 +163,7 @@ void MountedFilesystems(FileLocation const& table, std::vector<MountPointEntry>&
       scanner.Scan(loop.Block());
       ++loop;
     }
-  } catch (...) {
+  } catch (DebuggableException const&) {
     // A table that cannot be read, or that ends before its length (as those
     // of the kernel, which have none), gives what was found up to there.
   }
@@ -232,11 +232,9 @@ surveyor_string name_of_filesystem(filesystem const& value) {
   struct stat asked;
   if (::stat(value.path, &asked) != 0) throw NoSuchObject();
   std::vector<MountPointEntry> entries;
-  try {
-    BuildMountPoints(entries);
-  } catch (...) {
-    throw NoSuchObject();
-  }
+  // The table's own failures end in what was read; only a lack of memory
+  // leaves it, and passes.
+  BuildMountPoints(entries);
   for (MountPointEntry const& entry : entries) {
     struct stat mounted;
     std::memset(&mounted, 0, sizeof mounted);

@@ -64,8 +64,8 @@ class SURVEY_API MountTableScanner {
 };
 
 // Empties the vector and fills it with the mounts of the table at that
-// location, in the table's order. Whatever goes wrong ends the reading and
-// keeps what was found; nothing is thrown.
+// location, in the table's order. A failure to read ends the reading and
+// keeps what was found; only a lack of memory is thrown.
 SURVEY_API void MountedFilesystems(FileLocation const& table,
                                    std::vector<MountPointEntry>& entries);
 // The mounts of "/etc/mtab".

@@ -297,8 +297,9 @@ surveyor_string variable_iterator::Next(file const&) {
   bool found = false;
   try {
     found = NextVariableInStream(stream_, section_, element);
-  } catch (...) {
-    // Whatever goes wrong in a step ends the stream.
+  } catch (DebuggableException const&) {
+    // What goes wrong in a step ends the stream; the host's interruption and
+    // a lack of memory are the query's to report, and pass.
     throw NoSuchObject();
   }
   if (!found) throw NoSuchObject();

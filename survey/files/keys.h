@@ -105,7 +105,8 @@ class SURVEY_API variable_iterator {
   // Opens the file afresh; NoSuchObject for an empty file or one that
   // cannot be opened.
   surveyor_string First(file const& object);
-  // The next element; NoSuchObject at the end or on any failure.
+  // The next element; NoSuchObject at the end or on any failure of the
+  // library's own. An interruption and a lack of memory pass.
   surveyor_string Next(file const& object);
 
  private:
