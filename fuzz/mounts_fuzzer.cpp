@@ -49,14 +49,19 @@ std::vector<Mount> Scanned(std::string const& table, std::size_t block) {
   std::abort();
 }
 
-// A scratch file for the table, made once per process.
+char gScratchPath[] = "/tmp/mounts-fuzzer-XXXXXX";
+
+void RemoveScratchTable() { unlink(gScratchPath); }
+
+// A scratch file for the table, made once per process and removed at its
+// end.
 std::string const& ScratchTable() {
   static std::string const path = [] {
-    char pattern[] = "/tmp/mounts-fuzzer-XXXXXX";
-    int const descriptor = mkstemp(pattern);
+    int const descriptor = mkstemp(gScratchPath);
     if (descriptor < 0) Fail("cannot make a scratch file");
     close(descriptor);
-    return std::string(pattern);
+    std::atexit(&RemoveScratchTable);
+    return std::string(gScratchPath);
   }();
   return path;
 }
