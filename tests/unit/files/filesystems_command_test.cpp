@@ -1,7 +1,8 @@
 // File systems and mounts through the survey command, as a query author
 // asks. The mounts are made by the test in a mount namespace of its own: a
-// tmpfs, a bind mount of a folder of it, and a tmpfs whose source names a
-// host and a path; the same namespace gives the reference answers from
+// tmpfs, a bind mount of a folder of it, a tmpfs whose source names a host
+// and a path, and a mount hidden under a later one; the same namespace
+// gives the reference answers from
 // /proc/self/mounts, Python's os.statvfs and os.stat, and df.
 #include <gtest/gtest.h>
 
@@ -86,7 +87,7 @@ class FilesystemsCommandTest : public ::testing::Test {
     int status = 0;
     Output("unshare -m --propagation private true 2>/dev/null", &status);
     if (status != 0) GTEST_SKIP() << "cannot make a mount namespace here (unshare -m needs root)";
-    for (char const* name : {"tmp", "bound", "remote"}) tree.Folder(name);
+    for (char const* name : {"tmp", "bound", "remote", "hidden"}) tree.Folder(name);
     tree.File("reference.py", kReference);
     std::string const root = ShellQuoted(tree.Path());
     tree.File("setup.sh",
@@ -99,6 +100,13 @@ class FilesystemsCommandTest : public ::testing::Test {
               "ln -s / \"$D/tmp/link\"\n"
               "mount --bind \"$D/tmp/sub\" \"$D/bound\"\n"
               "mount -t tmpfs -o size=1m server:/export \"$D/remote\"\n"
+              // A mount hidden under a later one: its mount point can no
+              // longer be reached, and the walk of the table ends there.
+              "mount -t tmpfs -o size=1m survey-test \"$D/hidden\"\n"
+              "mkdir \"$D/hidden/under\"\n"
+              "mount -t tmpfs -o size=1m survey-test \"$D/hidden/under\"\n"
+              "mount -t tmpfs -o size=1m survey-test \"$D/hidden\"\n"
+              "grep -c . /proc/self/mounts > \"$D/count.txt\"\n"
               "python3 \"$D/reference.py\" \"$D\"\n"
               "df -B1 --output=size,used,itotal,iused \"$D/tmp\" | tail -n 1 > \"$D/df.txt\"\n"
               "exec \"$@\"\n");
@@ -126,6 +134,10 @@ TEST_F(FilesystemsCommandTest, TheMountsAreThoseOfTheTableInItsOrder) {
   Answer const kinds = Inside("types of filesystems");
   EXPECT_EQ(Reference("kinds.txt"), kinds.values);
   EXPECT_EQ(Reference("names.txt"), Inside("names of drives").values);
+  // The walk ends at the hidden mount, before the end of the table.
+  ASSERT_FALSE(names.values.empty());
+  EXPECT_EQ(tree / "hidden", names.values.back());
+  EXPECT_LT(names.values.size(), std::stoul(Reference("count.txt").at(0)));
 }
 
 TEST_F(FilesystemsCommandTest, TheFiguresOfATmpfsAgreeWithStatvfsAndDf) {
