@@ -20,7 +20,9 @@ FUZZ_TARGETS ?= \
   wildcard_fuzzer \
   url_fuzzer \
   variable_file_fuzzer \
-  processor_memory_fuzzer
+  processor_memory_fuzzer \
+  keys_fuzzer \
+  mounts_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 SHELL   := /bin/bash

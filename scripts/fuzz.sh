@@ -140,6 +140,21 @@ prepare_target() {
     cp /proc/meminfo "$seeds/seed-meminfo"
     dictionary=fuzz/processor_memory.dict
     max_len=16384
+  elif [ "$TARGET" = keys_fuzzer ]; then
+    # The first byte says how long the key is; the file follows it.
+    fresh_seeds escaped "\x01aa=1 ; note\n" "\x04pathPATH: /bin\npathname=x\n" \
+      "\x00=x\n:y\n" "\x01x[b]\r\nx=1\r{a}\n[x]\ny=2\n[a]\n" "\x03sec[ Sec ] t\na=b=c\n=x\n" \
+      "\x01a[broken\na=1\n\x00a=\xff\n" "\x01ka=1\rb=2\r\nk=3"
+    dictionary=fuzz/keys.dict
+    max_len=8192
+  elif [ "$TARGET" = mounts_fuzzer ]; then
+    # The first byte says how long the blocks are; the table follows it.
+    fresh_seeds escaped "\x07/dev/sda1 / ext3 rw 0 0\nserver:/e /mnt/n nfs rw 0 0\n" \
+      "\x01/dev/sr0 /media/cd cdfs ro\r\n/dev/fd0\t/f\tmsdos\trw\r" "\x03a /a\nlonely:\nb  /b  x" \
+      "\x40h:/x /r"
+    cp /proc/self/mounts "$seeds/seed-self"
+    dictionary=fuzz/mounts.dict
+    max_len=4096
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \

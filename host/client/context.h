@@ -5,7 +5,8 @@
 //   storage        storage_context.h        the client folder;
 //   network        network_context.h        the machine's DNS domain name;
 //   yield          yield_context.h          the time slice, and long walks;
-//   process table  process_table_context.h  the machine's applications.
+//   process table  process_table_context.h  the machine's applications;
+//   crypto         crypto_context.h         the SHA-1 digests of files.
 //
 // The library finds each interface with a cast from `SurveyorContext`, so
 // the context must derive from every part it offers. Every other interface
@@ -16,6 +17,7 @@
 
 #include "host/client/client_folder.h"
 #include "host/client/client_state.h"
+#include "host/client/crypto_context.h"
 #include "host/client/network_context.h"
 #include "host/client/process_table_context.h"
 #include "host/client/storage_context.h"
@@ -37,7 +39,8 @@ class ClientContext : private ClientStateHolder,
                       public StorageContext,
                       public NetworkContext,
                       public YieldContext,
-                      public ProcessTableContext {
+                      public ProcessTableContext,
+                      public CryptoContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but
