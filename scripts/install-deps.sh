@@ -19,6 +19,7 @@ PACKAGES=(
   libxxhash-dev       # fingerprints of cached results (used header-only)
   libsqlite3-dev      # the client folder's record stores
   libssl-dev          # file hashes: SHA-1, SHA-256, MD5
+  libssl-dev:i386     # the same for the i386 preset
   libreadline-dev     # line editing and history at the interactive prompt
   nlohmann-json3-dev  # JSON output and test fixtures
   libcli11-dev        # command-line argument parsing
