@@ -30,6 +30,15 @@ ClientFolder& ClientState::PreparedFolder() {
   return *folder_;
 }
 
+ClientRecords& ClientState::Records() {
+  ClientFolder& folder = PreparedFolder();
+  try {
+    return folder.Records();
+  } catch (DatabaseError const& error) {
+    throw EvaluationError(ErrorKind::kNotAvailable, error.what());
+  }
+}
+
 std::string const& ClientState::ClientFile() {
   if (clientFile_.empty()) {
     std::vector<char> path(PATH_MAX + 1);

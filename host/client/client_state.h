@@ -12,6 +12,7 @@
 
 #include "host/client/application_table.h"
 #include "host/client/client_folder.h"
+#include "host/client/client_records.h"
 #include "survey/frame/boundary.h"
 
 namespace survey::client {
@@ -30,6 +31,10 @@ class ClientState {
   // The client folder, made on first use. Throws an evaluation error of kind
   // kNotAvailable that tells why it cannot be, or that there is none.
   ClientFolder& PreparedFolder();
+
+  // The client's records in the prepared folder. Throws an evaluation error
+  // of kind kNotAvailable that tells why they cannot be opened.
+  ClientRecords& Records();
 
   // The path of the running program, read on first use. Throws
   // NoSuchObject when it cannot be read.

@@ -3,7 +3,8 @@
 namespace survey::client {
 
 ClientContext::ClientContext(ClientFolder* folder)
-    : ClientStateHolder(folder), StorageContext(state), ProcessTableContext(state) {}
+    : ClientStateHolder(folder), StorageContext(state), ProcessTableContext(state),
+      SettingsContext(state) {}
 
 ClientContext::~ClientContext() = default;
 
