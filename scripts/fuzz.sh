@@ -9,7 +9,8 @@
 # reading of IPv4 addresses against the C library's), versions_fuzzer (the
 # order of versions, and of strverscmp versions against the C library's),
 # proc_stat_fuzzer (the host's reading of a process's stat file) or
-# wildcard_fuzzer (the patterns of folder listings against fnmatch).
+# wildcard_fuzzer (the patterns of folder listings against fnmatch) or
+# url_fuzzer (the URL scanner against a second reading of its rules).
 # BUILD_DIR chooses another build folder; FUZZ_BUILD_ONLY=1 builds the targets
 # and runs none.
 #
@@ -44,10 +45,10 @@ fi
 for target in "${TARGETS[@]}"; do
   case "$target" in
     parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
-      wildcard_fuzzer) ;;
+      wildcard_fuzzer | url_fuzzer) ;;
     *)
       echo "fuzz: unknown target $target (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-        "versions_fuzzer, proc_stat_fuzzer or wildcard_fuzzer)" >&2
+        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer or url_fuzzer)" >&2
       exit 2
       ;;
   esac
@@ -122,6 +123,13 @@ prepare_target() {
       "\x00?" "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"
     dictionary=fuzz/wildcard.dict
     max_len=128
+  elif [ "$TARGET" = url_fuzzer ]; then
+    # The first byte says where the rest is cut into reference and base.
+    fresh_seeds literal "s://u@h:80/p?q#f" "s:a/b" "a/b:c" "%4%zz%41" "s://h:4294967296/" \
+      "I../http://a/b/c/d;p?q" "Lg/./http://a/b/c/d;p?q" "file:///etc/passwd" \
+      "mailto:a?b#c" "//h:/p" "ftp://me:pw@host:21/x;y?z"
+    dictionary=fuzz/url.dict
+    max_len=256
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \
