@@ -31,6 +31,7 @@ class ClientFolderError : public std::runtime_error {
 inline constexpr char kStorageFolderName[] = "__QRVData";
 inline constexpr char kUsageFolderName[] = "UsageData";
 inline constexpr char kSitesFolderName[] = "__Global";
+inline constexpr char kSiteMastheadName[] = "Masthead";
 
 class ClientFolder {
  public:

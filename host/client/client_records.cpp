@@ -46,6 +46,45 @@ static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
 
 bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
 
+// Whether the bytes are well-formed UTF-8: no stray continuation byte, no
+// sequence cut short, no overlong form, no surrogate, nothing past U+10FFFF.
+bool IsUtf8(std::string_view text) {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    unsigned char const lead = static_cast<unsigned char>(text[at]);
+    std::size_t length = 0;
+    std::uint32_t code = 0;
+    if (lead < 0x80) {
+      ++at;
+      continue;
+    } else if (lead >= 0xC2 && lead <= 0xDF) {
+      length = 2;
+      code = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      length = 3;
+      code = lead & 0x0F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      length = 4;
+      code = lead & 0x07;
+    } else {
+      return false;
+    }
+    if (text.size() - at < length) return false;
+    for (std::size_t k = 1; k < length; ++k) {
+      unsigned char const next = static_cast<unsigned char>(text[at + k]);
+      if ((next & 0xC0) != 0x80) return false;
+      code = (code << 6) | (next & 0x3F);
+    }
+    if ((length == 3 && (code < 0x800 || (code >= 0xD800 && code <= 0xDFFF))) ||
+        (length == 4 && (code < 0x10000 || code > 0x10FFFF))) {
+      return false;
+    }
+    at += length;
+  }
+  return true;
+}
+
+
 std::string Shown(std::string_view text) {
   constexpr std::size_t kShown = 40;
   std::string shown;
@@ -61,6 +100,15 @@ std::string Shown(std::string_view text) {
   }
   if (text.size() > kShown) shown += "...";
   return shown;
+}
+
+void CheckText(std::string const& what, std::string_view text, bool tabAllowed) {
+  if (std::any_of(text.begin(), text.end(), [tabAllowed](char byte) {
+        return !(tabAllowed && byte == '\t') && IsControl(static_cast<unsigned char>(byte));
+      })) {
+    throw RecordError(what + " cannot hold control characters: " + Shown(text));
+  }
+  if (!IsUtf8(text)) throw RecordError(what + " is not UTF-8 text: " + Shown(text));
 }
 
 // The versions as stored: four bytes each, least significant first.
@@ -97,11 +145,7 @@ void CheckSettingName(std::string_view what, std::string_view name) {
     throw RecordError("a setting's " + std::string(what) + " is longer than " +
                       std::to_string(kMaximumNameLength) + " bytes: " + Shown(name));
   }
-  if (std::any_of(name.begin(), name.end(),
-                  [](char byte) { return IsControl(static_cast<unsigned char>(byte)); })) {
-    throw RecordError("a setting's " + std::string(what) +
-                      " cannot hold control characters: " + Shown(name));
-  }
+  CheckText("a setting's " + std::string(what), name, false);
 }
 
 void CheckSettingValue(std::string_view value) {
@@ -109,11 +153,7 @@ void CheckSettingValue(std::string_view value) {
     throw RecordError("a setting's value is longer than " + std::to_string(kMaximumValueLength) +
                       " bytes");
   }
-  if (std::any_of(value.begin(), value.end(), [](char byte) {
-        return byte != '\t' && IsControl(static_cast<unsigned char>(byte));
-      })) {
-    throw RecordError("a setting's value cannot hold control characters: " + Shown(value));
-  }
+  CheckText("a setting's value", value, true);
 }
 
 void CheckSiteName(std::string_view name) {
@@ -122,10 +162,7 @@ void CheckSiteName(std::string_view name) {
     throw RecordError("a site's name is longer than " + std::to_string(kMaximumSiteNameLength) +
                       " bytes: " + Shown(name));
   }
-  if (std::any_of(name.begin(), name.end(),
-                  [](char byte) { return IsControl(static_cast<unsigned char>(byte)); })) {
-    throw RecordError("a site's name cannot hold control characters: " + Shown(name));
-  }
+  CheckText("a site's name", name, false);
   if (name.find('/') != std::string_view::npos) {
     throw RecordError("a site's name cannot hold \"/\": " + Shown(name));
   }
@@ -137,12 +174,9 @@ void CheckSiteName(std::string_view name) {
 void CheckSite(SiteRecord const& site) {
   CheckSiteName(site.name);
   if (site.url.size() > kMaximumValueLength) throw RecordError("a site's url is too long");
-  if (std::any_of(site.url.begin(), site.url.end(),
-                  [](char byte) { return IsControl(static_cast<unsigned char>(byte)); })) {
-    throw RecordError("a site's url cannot hold control characters: " + Shown(site.url));
-  }
-  CheckSettingValue(site.type);
-  CheckSettingValue(site.displayName);
+  CheckText("a site's url", site.url, false);
+  CheckText("a site's type", site.type, false);
+  CheckText("a site's shown name", site.displayName, false);
   if (site.displayName.size() >= 1024) throw RecordError("a site's shown name is too long");
   if (site.gatherOption > 3) {
     throw RecordError("a site's gather option is 0 to 3 (publisher, custom, manual, disabled), not " +

@@ -87,10 +87,11 @@ inline constexpr std::size_t kMaximumSiteNameLength = 255;
 inline constexpr std::size_t kMaximumVersions = 128;
 
 // Throw RecordError, naming the field, for input that no record may hold.
-// A setting's section and name: 1 to 1024 bytes, no control byte (NUL,
-// newline...). A value: at most 65536 bytes, no control byte but the tab. A
-// site's name: 1 to 255 bytes, no control byte, no "/", not starting with
-// ".". A site's gather option: 0 to 3; versions: at most 128.
+// Every text is UTF-8. A setting's section and name: 1 to 1024 bytes, no
+// control byte (NUL, newline...). A value: at most 65536 bytes, no control
+// byte but the tab. A site's name: 1 to 255 bytes, no control byte, no "/",
+// not starting with ".". A site's gather option: 0 to 3; versions: at most
+// 128.
 void CheckSettingName(std::string_view what, std::string_view name);
 void CheckSettingValue(std::string_view value);
 void CheckSiteName(std::string_view name);

@@ -5,6 +5,7 @@
 
 #include "survey/foundation/ascii.h"
 #include "survey/foundation/byte_set.h"
+#include "survey/foundation/percent_coding.h"
 #include "survey/foundation/time.h"
 #include "survey/frame/contexts.h"
 #include "survey/frame/table.h"
@@ -12,8 +13,9 @@
 namespace {
 
 // The bytes that a stored key and a written value keep as they are:
-// letters, digits, "_", the space and "-". Every other byte is written as
-// "%" and two upper-case hex digits.
+// letters, digits, "_", the space and "-". Every other byte is percent-
+// encoded. The one set serves the lookup of the client's settings and the
+// text form of a setting.
 ByteSet const& KeySafeBytes() {
   static ByteSet const safe = [] {
     ByteSet set = Ascii::Alphanumeric_();
@@ -22,38 +24,6 @@ ByteSet const& KeySafeBytes() {
     return set;
   }();
   return safe;
-}
-
-std::string Encoded(ConstData text, ByteSet const& safe) {
-  static char const kHex[] = "0123456789ABCDEF";
-  std::string encoded;
-  encoded.reserve(text.Length());
-  for (unsigned char const* at = text.begin; at != text.end; ++at) {
-    if (safe.Contains(*at)) {
-      encoded += static_cast<char>(*at);
-    } else {
-      encoded += '%';
-      encoded += kHex[*at >> 4];
-      encoded += kHex[*at & 15];
-    }
-  }
-  return encoded;
-}
-
-// "%" and two hex digits give one byte; any other "%" stays as it is.
-std::string Decoded(ConstData text) {
-  std::string decoded;
-  decoded.reserve(text.Length());
-  ByteSet const& hex = Ascii::HexDigits();
-  for (unsigned char const* at = text.begin; at != text.end; ++at) {
-    if (*at == '%' && text.end - at >= 3 && hex.Contains(at[1]) && hex.Contains(at[2])) {
-      decoded += static_cast<char>(Ascii::HexDigitValue(at[1]) * 16 + Ascii::HexDigitValue(at[2]));
-      at += 2;
-    } else {
-      decoded += static_cast<char>(*at);
-    }
-  }
-  return decoded;
 }
 
 ConstData View(std::string const& text) {
@@ -96,7 +66,7 @@ setting setting_of_section(SettingStore<UnixSettingIterator>& store, ConstData s
 }
 
 setting setting_of_client(unsigned char const* name, unsigned long length, client const&) {
-  std::string const key = Encoded(ConstData(name, length), KeySafeBytes());
+  std::string const key = PercentEncode(ConstData(name, length), KeySafeBytes());
   return setting_of_section(GetSettingStore(), TextView("Client"), View(key));
 }
 
@@ -132,7 +102,7 @@ setting setting_iterator::Next(Of, client const&) { return Next(); }
 // What a setting tells.
 
 surveyor_string name_of(setting const& value) {
-  return CopyToSurveyorMemory(Decoded(View(value.current.Name())));
+  return CopyToSurveyorMemory(PercentDecode(View(value.current.Name())));
 }
 
 surveyor_string value_of(setting const& value) {
@@ -162,7 +132,7 @@ moment customEffectiveDate(unsigned char const* name, unsigned long length) {
 surveyor_string AsString(setting const& value) {
   if (value.current.Deleted()) throw NoSuchObject();
   return CopyToSurveyorMemory(value.current.Name() + "=" +
-                              Encoded(View(value.current.Value()), KeySafeBytes()));
+                              PercentEncode(View(value.current.Value()), KeySafeBytes()));
 }
 
 // ---------------------------------------------------------------------------
