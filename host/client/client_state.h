@@ -17,6 +17,8 @@
 
 namespace survey::client {
 
+class SiteList;
+
 class ClientState {
  public:
   // The state over that client folder, which must outlive it; null for none.
@@ -36,6 +38,10 @@ class ClientState {
   // of kind kNotAvailable that tells why they cannot be opened.
   ClientRecords& Records();
 
+  // The sites as this evaluation sees them: built from the records on first
+  // use, then the same for the rest of the evaluation.
+  SiteList const& Sites();
+
   // The path of the running program, read on first use. Throws
   // NoSuchObject when it cannot be read.
   std::string const& ClientFile();
@@ -48,6 +54,7 @@ class ClientState {
   ClientFolder* folder_;
   std::string clientFile_;
   std::unique_ptr<ApplicationTable> applications_;
+  std::unique_ptr<SiteList> sites_;
 };
 
 // The part of the present evaluation's context that is a `Part`, found the

@@ -4,7 +4,8 @@ namespace survey::client {
 
 ClientContext::ClientContext(ClientFolder* folder)
     : ClientStateHolder(folder), StorageContext(state), ProcessTableContext(state),
-      SettingsContext(state) {}
+      SettingsContext(state),
+      SiteContext(state) {}
 
 ClientContext::~ClientContext() = default;
 

@@ -6,7 +6,8 @@
 //   network        network_context.h        the machine's DNS domain name;
 //   yield          yield_context.h          the time slice, and long walks;
 //   process table  process_table_context.h  the machine's applications;
-//   settings       settings_context.h       the client's and sites' settings.
+//   settings       settings_context.h       the client's and sites' settings;
+//   sites          site_context.h           the client's sites.
 //
 // The library finds each interface with a cast from `SurveyorContext`, so
 // the context must derive from every part it offers. Every other interface
@@ -20,6 +21,7 @@
 #include "host/client/network_context.h"
 #include "host/client/process_table_context.h"
 #include "host/client/settings_context.h"
+#include "host/client/site_context.h"
 #include "host/client/storage_context.h"
 #include "host/client/yield_context.h"
 #include "survey/frame/boundary.h"
@@ -40,7 +42,8 @@ class ClientContext : private ClientStateHolder,
                       public NetworkContext,
                       public YieldContext,
                       public ProcessTableContext,
-                      public SettingsContext {
+                      public SettingsContext,
+                      public SiteContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but

@@ -70,6 +70,13 @@ setting setting_of_client(unsigned char const* name, unsigned long length, clien
   return setting_of_section(GetSettingStore(), TextView("Client"), View(key));
 }
 
+setting setting_of_site(unsigned char const* name, unsigned long length, site const& owner) {
+  setting found =
+      setting_of_section(GetSitesStore(), owner.map->name.AsConstData(), ConstData(name, length));
+  if (found.current.Deleted()) throw NoSuchObject();
+  return found;
+}
+
 // ---------------------------------------------------------------------------
 // The streams.
 
@@ -97,6 +104,12 @@ setting setting_iterator::First(Of, client const&) {
 }
 
 setting setting_iterator::Next(Of, client const&) { return Next(); }
+
+setting setting_iterator::First(Of, site const& owner) {
+  return First(GetSitesStore(), owner.map->name.AsConstData());
+}
+
+setting setting_iterator::Next(Of, site const&) { return Next(); }
 
 // ---------------------------------------------------------------------------
 // What a setting tells.
@@ -142,12 +155,16 @@ surveyor_string AsString(setting const& value) {
 namespace {
 
 using ClientSettingStep = setting (setting_iterator::*)(Of, client const&);
+using SiteSettingStep = setting (setting_iterator::*)(Of, site const&);
 
 RegistrationTable table{
     TypeRow<setting>(),
     IteratedRow("setting", "settings", static_cast<ClientSettingStep>(&setting_iterator::First),
                 static_cast<ClientSettingStep>(&setting_iterator::Next)),
     IndexedRow("setting", "settings", &setting_of_client),
+    IteratedRow("setting", "settings", static_cast<SiteSettingStep>(&setting_iterator::First),
+                static_cast<SiteSettingStep>(&setting_iterator::Next)),
+    IndexedRow("setting", "settings", &setting_of_site),
     PropertyRow("name", "names", &name_of),
     PropertyRow("value", "values", &value_of),
     PropertyRow("effective date", "effective dates", &effective_date_of),

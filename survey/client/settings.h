@@ -10,6 +10,7 @@
 
 #include "survey/client/client_object.h"
 #include "survey/client/setting_store.h"
+#include "survey/client/sites.h"
 #include "survey/frame/adaptors.h"
 
 // "setting": a copy of a store's position at one setting. It owns its
@@ -30,6 +31,8 @@ class SURVEY_API setting_iterator {
 
   setting First(Of, client const& owner);
   setting Next(Of, client const& owner);
+  setting First(Of, site const& owner);
+  setting Next(Of, site const& owner);
 
   // The first setting of the section that exists and is not deleted.
   setting First(SettingStore<UnixSettingIterator>& store, ConstData section);
@@ -58,6 +61,11 @@ SURVEY_API setting setting_of_section(SettingStore<UnixSettingIterator>& store, 
 // or not.
 SURVEY_API setting setting_of_client(unsigned char const* name, unsigned long length,
                                      client const& owner);
+
+// A site's setting of that name, looked up as it stands; NoSuchObject for a
+// deleted one.
+SURVEY_API setting setting_of_site(unsigned char const* name, unsigned long length,
+                                   site const& owner);
 
 // "name": the key, percent-decoded, in evaluator memory.
 SURVEY_API surveyor_string name_of(setting const& value);
