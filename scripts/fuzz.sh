@@ -10,7 +10,8 @@
 # order of versions, and of strverscmp versions against the C library's),
 # proc_stat_fuzzer (the host's reading of a process's stat file) or
 # wildcard_fuzzer (the patterns of folder listings against fnmatch) or
-# url_fuzzer (the URL scanner against a second reading of its rules).
+# url_fuzzer (the URL scanner against a second reading of its rules) or
+# site_banner_fuzzer (a site's banner against a plain reading of its rules).
 # BUILD_DIR chooses another build folder; FUZZ_BUILD_ONLY=1 builds the targets
 # and runs none.
 #
@@ -45,10 +46,10 @@ fi
 for target in "${TARGETS[@]}"; do
   case "$target" in
     parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
-      wildcard_fuzzer | url_fuzzer) ;;
+      wildcard_fuzzer | url_fuzzer | site_banner_fuzzer) ;;
     *)
       echo "fuzz: unknown target $target (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer or url_fuzzer)" >&2
+        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer, url_fuzzer or site_banner_fuzzer)" >&2
       exit 2
       ;;
   esac
@@ -129,6 +130,13 @@ prepare_target() {
       "I../http://a/b/c/d;p?q" "Lg/./http://a/b/c/d;p?q" "file:///etc/passwd" \
       "mailto:a?b#c" "//h:/p" "ftp://me:pw@host:21/x;y?z"
     dictionary=fuzz/url.dict
+    max_len=256
+  elif [ "$TARGET" = site_banner_fuzzer ]; then
+    fresh_seeds literal ">Nudge Remote Site" ">Master Action Site" ">Custom Site:" \
+      ">Custom Site:tag" ">Operator Action Site:12:bob" ">Operator Action Site:12" \
+      ">Operator Action Site:x:bob" ">Operator Action Site:4294967194:a" \
+      ">Operator Action Site:5000000000:a" "http://h/a%20b/%zz#f"
+    dictionary=fuzz/site_banner.dict
     max_len=256
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \

@@ -1,6 +1,8 @@
 #include "survey/client/settings.h"
 
 #include <cstring>
+#include <exception>
+#include <new>
 #include <string>
 
 #include "survey/foundation/ascii.h"
@@ -56,11 +58,18 @@ SettingStore<UnixSettingIterator>& GetSitesStore() {
 
 setting setting_of_section(SettingStore<UnixSettingIterator>& store, ConstData section,
                            ConstData key) {
+  // Whatever fails on the way, the store's own failures included, means no
+  // such setting; only running out of memory and the host's interruption
+  // (which is no std::exception) go on as they are.
   try {
     setting found(store.Find(section, key));
     if (found.atEnd) throw NoSuchObject();
     return found;
-  } catch (...) {
+  } catch (DebuggableException const&) {
+    throw NoSuchObject();
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const&) {
     throw NoSuchObject();
   }
 }

@@ -53,7 +53,8 @@ SURVEY_API SettingStore<UnixSettingIterator>& GetSettingStore();
 SURVEY_API SettingStore<UnixSettingIterator>& GetSitesStore();
 
 // The setting of that key in a section of a store. Anything that goes wrong,
-// the store's own failures included, is NoSuchObject.
+// the store's own failures included, is NoSuchObject; only std::bad_alloc
+// and the host's interruption pass.
 SURVEY_API setting setting_of_section(SettingStore<UnixSettingIterator>& store, ConstData section,
                                       ConstData key);
 

@@ -168,6 +168,8 @@ TEST(ClientDatabaseTest, AFileThatIsNotADatabaseIsReportedAndLeftAlone) {
   EXPECT_NE(std::string::npos, run.output.find(client.Database())) << run.output;
   survey::testing::QueryAnswer const answer = client.Ask("settings of client");
   EXPECT_TRUE(answer.error.has_value());
+  // A lookup by name turns every failure of the store into no value.
+  EXPECT_TRUE(client.HasNoValue("setting \"k\" of client"));
   EXPECT_EQ(2, client.Client("setting set k v").status);
   EXPECT_EQ(sum, Output("sha1sum " + Quoted(client.Database())));
 }
