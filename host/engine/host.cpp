@@ -35,12 +35,7 @@ struct Host::OwnTypes {
   alignas(16) unsigned char booleanType[kTypeHostArea] = {};
   alignas(16) unsigned char time[kTypeHostArea] = {};
   alignas(16) unsigned char interval[kTypeHostArea] = {};
-  alignas(16) unsigned char siteVersionList[kTypeHostArea] = {};
 };
-
-// A site's 128 version numbers: the type is the host's, and the surveyor
-// library fills its values.
-constexpr unsigned long kSiteVersionListSize = 128 * 4;
 
 Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
   Registry::Scope scope(registry_);
@@ -54,8 +49,6 @@ Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
                 &FingerprintBytes<moment>);
   Register_Type(ownTypes_->interval, kTypeHostArea, "time interval", sizeof(time_interval),
                 &DestroyNothing, nullptr, &FingerprintBytes<time_interval>);
-  Register_Type(ownTypes_->siteVersionList, kTypeHostArea, "site version list",
-                kSiteVersionListSize, &DestroyNothing, nullptr, nullptr);
   // The host's types live as long as the host: their entries are kept.
   stringType_ = registry_.FindType("string");
   integerType_ = registry_.FindType("integer");
@@ -66,7 +59,6 @@ Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
 
 Host::~Host() {
   Unload();
-  Unregister_Type(ownTypes_->siteVersionList);
   Unregister_Type(ownTypes_->interval);
   Unregister_Type(ownTypes_->time);
   Unregister_Type(ownTypes_->booleanType);

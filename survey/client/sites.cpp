@@ -369,6 +369,7 @@ namespace {
 
 RegistrationTable table{
     FingerprintedTypeRow<site>(),
+    TypeRow<SiteVersionList>(),
     PropertyRow("current site", "current sites", &CurrentSite),
     IndexedRow("site", "sites", &NamedSite, &DependsOnSiteList),
     IteratedRow<site_iterator>("site", "sites", &DependsOnSiteList),
