@@ -22,7 +22,8 @@ FUZZ_TARGETS ?= \
   variable_file_fuzzer \
   processor_memory_fuzzer \
   keys_fuzzer \
-  mounts_fuzzer
+  mounts_fuzzer \
+  site_banner_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 SHELL   := /bin/bash

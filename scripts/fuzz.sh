@@ -155,6 +155,13 @@ prepare_target() {
     cp /proc/self/mounts "$seeds/seed-self"
     dictionary=fuzz/mounts.dict
     max_len=4096
+  elif [ "$TARGET" = site_banner_fuzzer ]; then
+    fresh_seeds literal ">Nudge Remote Site" ">Master Action Site" ">Custom Site:" \
+      ">Custom Site:tag" ">Operator Action Site:12:bob" ">Operator Action Site:12" \
+      ">Operator Action Site:x:bob" ">Operator Action Site:4294967194:a" \
+      ">Operator Action Site:5000000000:a" "http://h/a%20b/%zz#f"
+    dictionary=fuzz/site_banner.dict
+    max_len=256
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \

@@ -18,6 +18,7 @@ PACKAGES=(
   libbenchmark-dev    # micro-benchmarks of the evaluator
   libxxhash-dev       # fingerprints of cached results (used header-only)
   libsqlite3-dev      # the client folder's record stores
+  libsqlite3-0:i386   # the same, for the i386 preset (its headers are the native ones)
   libssl-dev          # file hashes: SHA-1, SHA-256, MD5
   libssl-dev:i386     # the same for the i386 preset
   libreadline-dev     # line editing and history at the interactive prompt
@@ -36,10 +37,12 @@ PACKAGES=(
 
 log() { printf 'install-deps: %s\n' "$*"; }
 
+# With a foreign architecture added, a package may have one line per
+# architecture: one installed line is enough.
 is_installed() {
   local status
-  status=$(dpkg-query -W -f='${Status}' "$1" 2>/dev/null) || return 1
-  [[ "$status" == "install ok installed" ]]
+  status=$(dpkg-query -W -f='${Status}\n' "$1" 2>/dev/null) || return 1
+  grep -qx "install ok installed" <<<"$status"
 }
 
 missing=()
@@ -69,6 +72,12 @@ if [[ $(id -u) -ne 0 ]]; then
 fi
 
 export DEBIAN_FRONTEND=noninteractive
+
+# The i386 preset links the 32-bit libraries of the machine.
+if ! dpkg --print-foreign-architectures | grep -qx i386; then
+  log "adding the i386 architecture"
+  "${SUDO[@]}" dpkg --add-architecture i386
+fi
 
 # A failing secondary index (for instance a foreign architecture's security
 # suite) makes apt-get update exit non-zero although the lists we need were

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <vector>
 
+#include "host/client/client_records.h"
+
 namespace survey::client {
 
 namespace {
@@ -79,6 +81,8 @@ void RequireWritable(std::string const& root, std::string const& folder) {
 
 ClientFolder::ClientFolder(std::string const& root) : root_(Trimmed(Absolute(root))) {}
 
+ClientFolder::~ClientFolder() = default;
+
 std::string ClientFolder::DefaultRoot() {
   char const* const state = std::getenv("XDG_STATE_HOME");
   if (state != nullptr && *state == '/') return Trimmed(state) + "/survey/client";
@@ -128,6 +132,16 @@ std::string ClientFolder::SiteFolder(std::string_view siteName) const {
 
 std::string ClientFolder::SiteDataFolder(std::string_view siteFolder) {
   return std::string(siteFolder);
+}
+
+std::string ClientFolder::DatabasePath() const { return Join(root_, ClientRecords::kFileName); }
+
+ClientRecords& ClientFolder::Records() {
+  if (records_ == nullptr) {
+    Prepare();
+    records_ = std::make_unique<ClientRecords>(DatabasePath());
+  }
+  return *records_;
 }
 
 }  // namespace survey::client

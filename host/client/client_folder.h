@@ -6,15 +6,20 @@
 //       UsageData/             statistics of watched applications
 //     __Global/                one folder per site, named after the site
 //       <site>/                the site's files, its masthead among them
+//     client.db                the client's records: settings and sites
+//                              (client_records.h)
 //
 // The folder and its sub-folders are made on first use.
 #pragma once
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace survey::client {
+
+class ClientRecords;
 
 // The folder cannot be made or used; the message says which and why.
 class ClientFolderError : public std::runtime_error {
@@ -26,12 +31,16 @@ class ClientFolderError : public std::runtime_error {
 inline constexpr char kStorageFolderName[] = "__QRVData";
 inline constexpr char kUsageFolderName[] = "UsageData";
 inline constexpr char kSitesFolderName[] = "__Global";
+inline constexpr char kSiteMastheadName[] = "Masthead";
 
 class ClientFolder {
  public:
   // A client folder at that path, made absolute against the working folder.
   // Nothing is created yet.
   explicit ClientFolder(std::string const& root);
+  ClientFolder(ClientFolder const&) = delete;
+  ClientFolder& operator=(ClientFolder const&) = delete;
+  ~ClientFolder();
 
   // The default client folder of the user: "survey/client" in
   // $XDG_STATE_HOME when that is an absolute path, else in
@@ -56,10 +65,18 @@ class ClientFolder {
   // The folder of a site's own data, for the site folder at that path: the
   // site folder itself.
   static std::string SiteDataFolder(std::string_view siteFolder);
+  // The path of the records' database.
+  std::string DatabasePath() const;
+
+  // The client's records, opened on first use in the prepared folder.
+  // Throws ClientFolderError when the folder cannot be made, and
+  // DatabaseError when the database cannot be opened.
+  ClientRecords& Records();
 
  private:
   std::string root_;
   bool prepared_ = false;
+  std::unique_ptr<ClientRecords> records_;
 };
 
 }  // namespace survey::client

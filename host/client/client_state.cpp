@@ -5,6 +5,7 @@
 #include <climits>
 #include <vector>
 
+#include "host/client/site_context.h"
 #include "host/engine/errors.h"
 
 namespace survey::client {
@@ -28,6 +29,29 @@ ClientFolder& ClientState::PreparedFolder() {
     throw EvaluationError(ErrorKind::kNotAvailable, error.what());
   }
   return *folder_;
+}
+
+ClientRecords& ClientState::Records() {
+  ClientFolder& folder = PreparedFolder();
+  try {
+    return folder.Records();
+  } catch (DatabaseError const& error) {
+    throw EvaluationError(ErrorKind::kNotAvailable, error.what());
+  }
+}
+
+SiteList const& ClientState::Sites() {
+  if (sites_ == nullptr) {
+    ClientRecords& records = Records();
+    try {
+      sites_ = std::make_unique<SiteList>(PreparedFolder(), records);
+    } catch (DatabaseError const& error) {
+      throw EvaluationError(ErrorKind::kNotAvailable, error.what());
+    } catch (ClientFolderError const& error) {
+      throw EvaluationError(ErrorKind::kNotAvailable, error.what());
+    }
+  }
+  return *sites_;
 }
 
 std::string const& ClientState::ClientFile() {

@@ -12,9 +12,12 @@
 
 #include "host/client/application_table.h"
 #include "host/client/client_folder.h"
+#include "host/client/client_records.h"
 #include "survey/frame/boundary.h"
 
 namespace survey::client {
+
+class SiteList;
 
 class ClientState {
  public:
@@ -31,6 +34,14 @@ class ClientState {
   // kNotAvailable that tells why it cannot be, or that there is none.
   ClientFolder& PreparedFolder();
 
+  // The client's records in the prepared folder. Throws an evaluation error
+  // of kind kNotAvailable that tells why they cannot be opened.
+  ClientRecords& Records();
+
+  // The sites as this evaluation sees them: built from the records on first
+  // use, then the same for the rest of the evaluation.
+  SiteList const& Sites();
+
   // The path of the running program, read on first use. Throws
   // NoSuchObject when it cannot be read.
   std::string const& ClientFile();
@@ -43,6 +54,7 @@ class ClientState {
   ClientFolder* folder_;
   std::string clientFile_;
   std::unique_ptr<ApplicationTable> applications_;
+  std::unique_ptr<SiteList> sites_;
 };
 
 // The part of the present evaluation's context that is a `Part`, found the

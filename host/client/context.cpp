@@ -3,7 +3,9 @@
 namespace survey::client {
 
 ClientContext::ClientContext(ClientFolder* folder)
-    : ClientStateHolder(folder), StorageContext(state), ProcessTableContext(state) {}
+    : ClientStateHolder(folder), StorageContext(state), ProcessTableContext(state),
+      SettingsContext(state),
+      SiteContext(state) {}
 
 ClientContext::~ClientContext() = default;
 

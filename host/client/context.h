@@ -6,7 +6,9 @@
 //   network        network_context.h        the machine's DNS domain name;
 //   yield          yield_context.h          the time slice, and long walks;
 //   process table  process_table_context.h  the machine's applications;
-//   crypto         crypto_context.h         the SHA-1 digests of files.
+//   crypto         crypto_context.h         the SHA-1 digests of files;
+//   settings       settings_context.h       the client's and sites' settings;
+//   sites          site_context.h           the client's sites.
 //
 // The library finds each interface with a cast from `SurveyorContext`, so
 // the context must derive from every part it offers. Every other interface
@@ -20,6 +22,8 @@
 #include "host/client/crypto_context.h"
 #include "host/client/network_context.h"
 #include "host/client/process_table_context.h"
+#include "host/client/settings_context.h"
+#include "host/client/site_context.h"
 #include "host/client/storage_context.h"
 #include "host/client/yield_context.h"
 #include "survey/frame/boundary.h"
@@ -40,7 +44,9 @@ class ClientContext : private ClientStateHolder,
                       public NetworkContext,
                       public YieldContext,
                       public ProcessTableContext,
-                      public CryptoContext {
+                      public CryptoContext,
+                      public SettingsContext,
+                      public SiteContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but

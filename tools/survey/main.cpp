@@ -34,6 +34,7 @@
 #include <vector>
 
 #include "host/session/session.h"
+#include "tools/survey/client_commands.h"
 
 namespace {
 
@@ -439,6 +440,7 @@ int main(int argc, char** argv) {
   // agent runs: the library reads the process's locale for the system
   // language. Numbers and times keep the "C" forms.
   std::setlocale(LC_CTYPE, "");
+  if (auto const status = survey::tools::RunClientCommandIfAsked(argc, argv)) return *status;
   Options options;
   CLI::App app{"survey: answers questions about this machine, asked in the query language."};
   app.set_version_flag("--version", std::string("survey ") + SURVEY_VERSION);
@@ -468,6 +470,7 @@ int main(int argc, char** argv) {
       "input, one per line (-f - does the same), or at a prompt on a terminal.\n"
       "Exit status: 0 when every query was answered, 1 when one ended with an error or the\n"
       "answers could not be written, 2 when the command line is wrong.");
+  app.footer(app.get_footer() + "\n\n" + survey::tools::ClientCommandsHelp());
   BracketedArguments bracketed(argc, argv);
   try {
     app.parse(bracketed.Count(), bracketed.Vector());

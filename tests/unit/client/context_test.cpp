@@ -257,7 +257,7 @@ TEST_F(ClientContextTest, WithoutAClientFolderTheFolderSlotsCannotAnswer) {
 // ---------------------------------------------------------------------------
 // The interfaces the context offers, and those it leaves out.
 
-TEST_F(ClientContextTest, OffersStorageNetworkYieldAndProcessTableOnly) {
+TEST_F(ClientContextTest, OffersStorageNetworkYieldProcessTableSettingsAndSitesOnly) {
   ClientFolder folder(scratch.Path() + "/client");
   ClientContext context(&folder);
   Within(&context, [&] {
@@ -265,16 +265,17 @@ TEST_F(ClientContextTest, OffersStorageNetworkYieldAndProcessTableOnly) {
     EXPECT_NE(nullptr, FindContextInterface<SurveyorNetworkContext>());
     EXPECT_NE(nullptr, FindContextInterface<SurveyorYieldContext>());
     EXPECT_NE(nullptr, FindContextInterface<SurveyorProcessTableContext>());
+    EXPECT_NE(nullptr, FindContextInterface<SurveyorSettingsContext>());
+    EXPECT_NE(nullptr, FindContextInterface<SurveyorSiteContext>());
     EXPECT_EQ(&context, ClientContext::Current());
     SurveyorActionData action{};
     EXPECT_THROW(CallContext<&SurveyorActionContext::GetCurrentAction>(&action), NoSurveyorContext);
-    EXPECT_THROW(CallContext<&SurveyorSiteContext::GetSiteListSerial>(), NoSurveyorContext);
     // The usage log is not kept by this host.
     EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::ReadNextExecution>(),
                  SurveyorProcessTableContextError);
     EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::GetApplicationUsageSummary>(),
                  SurveyorProcessTableContextError);
-    EXPECT_THROW(CallContext<&SurveyorSettingsContext::GetClientSettingStore>(), NoSurveyorContext);
+    EXPECT_THROW(ContextSlot<&SurveyorSettingsContext::unused3>(), SurveyorSettingsContextError);
     EXPECT_NE(nullptr, FindContextInterface<CryptoSurveyorContext>());
     EXPECT_THROW(ContextInterface<SurveyorServerContext>(), NoSurveyorContext);
     // The nodes over absent interfaces add nothing.

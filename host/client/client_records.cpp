@@ -1,0 +1,553 @@
+#include "host/client/client_records.h"
+
+#include <algorithm>
+
+namespace survey::client {
+
+namespace {
+
+// The steps that bring a schema from one version to the next: step k takes
+// version k to k + 1. A new version adds a step at the end and never
+// changes an earlier one.
+constexpr char const* kMigrations[] = {
+    // 0 -> 1: the two setting stores and the sites.
+    "CREATE TABLE settings("
+    "  scope INTEGER NOT NULL,"
+    "  section BLOB NOT NULL,"
+    "  name BLOB NOT NULL,"
+    "  value BLOB NOT NULL,"
+    "  date INTEGER,"
+    "  deleted INTEGER NOT NULL DEFAULT 0,"
+    "  PRIMARY KEY (scope, section, name)) WITHOUT ROWID;"
+    "CREATE TABLE sites("
+    "  name BLOB PRIMARY KEY,"
+    "  url BLOB NOT NULL,"
+    "  type BLOB NOT NULL,"
+    "  display_name BLOB NOT NULL DEFAULT x'',"
+    "  identity INTEGER NOT NULL DEFAULT 0,"
+    "  subscribe_time INTEGER NOT NULL DEFAULT 0,"
+    "  last_gather_time INTEGER NOT NULL DEFAULT 0,"
+    "  gather_option INTEGER NOT NULL DEFAULT 0,"
+    "  version INTEGER NOT NULL DEFAULT 0,"
+    "  versions BLOB NOT NULL DEFAULT x'',"
+    "  publisher_interval INTEGER NOT NULL DEFAULT 0,"
+    "  custom_interval INTEGER NOT NULL DEFAULT 0) WITHOUT ROWID;",
+    // 1 -> 2: the sites' computer groups, and the generation that tells a
+    // reader that something changed.
+    "CREATE TABLE site_groups("
+    "  site BLOB NOT NULL REFERENCES sites(name) ON DELETE CASCADE,"
+    "  id INTEGER NOT NULL,"
+    "  member INTEGER NOT NULL,"
+    "  PRIMARY KEY (site, id)) WITHOUT ROWID;"
+    "CREATE TABLE generation(only INTEGER PRIMARY KEY CHECK (only = 1), number INTEGER NOT NULL);"
+    "INSERT INTO generation VALUES (1, 1);",
+};
+static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
+
+bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
+
+// Whether the bytes are well-formed UTF-8: no stray continuation byte, no
+// sequence cut short, no overlong form, no surrogate, nothing past U+10FFFF.
+bool IsUtf8(std::string_view text) {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    unsigned char const lead = static_cast<unsigned char>(text[at]);
+    std::size_t length = 0;
+    std::uint32_t code = 0;
+    if (lead < 0x80) {
+      ++at;
+      continue;
+    } else if (lead >= 0xC2 && lead <= 0xDF) {
+      length = 2;
+      code = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      length = 3;
+      code = lead & 0x0F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      length = 4;
+      code = lead & 0x07;
+    } else {
+      return false;
+    }
+    if (text.size() - at < length) return false;
+    for (std::size_t k = 1; k < length; ++k) {
+      unsigned char const next = static_cast<unsigned char>(text[at + k]);
+      if ((next & 0xC0) != 0x80) return false;
+      code = (code << 6) | (next & 0x3F);
+    }
+    if ((length == 3 && (code < 0x800 || (code >= 0xD800 && code <= 0xDFFF))) ||
+        (length == 4 && (code < 0x10000 || code > 0x10FFFF))) {
+      return false;
+    }
+    at += length;
+  }
+  return true;
+}
+
+
+std::string Shown(std::string_view text) {
+  constexpr std::size_t kShown = 40;
+  std::string shown;
+  for (unsigned char const byte : text.substr(0, kShown)) {
+    if (IsControl(byte) || byte >= 0x80) {
+      static char const kHex[] = "0123456789abcdef";
+      shown += "\\x";
+      shown += kHex[byte >> 4];
+      shown += kHex[byte & 15];
+    } else {
+      shown += static_cast<char>(byte);
+    }
+  }
+  if (text.size() > kShown) shown += "...";
+  return shown;
+}
+
+void CheckText(std::string const& what, std::string_view text, bool tabAllowed) {
+  if (std::any_of(text.begin(), text.end(), [tabAllowed](char byte) {
+        return !(tabAllowed && byte == '\t') && IsControl(static_cast<unsigned char>(byte));
+      })) {
+    throw RecordError(what + " cannot hold control characters: " + Shown(text));
+  }
+  if (!IsUtf8(text)) throw RecordError(what + " is not UTF-8 text: " + Shown(text));
+}
+
+// The versions as stored: four bytes each, least significant first.
+std::string PackedVersions(std::vector<std::uint32_t> const& versions) {
+  std::string bytes;
+  for (std::uint32_t const version : versions) {
+    for (int shift = 0; shift < 32; shift += 8) {
+      bytes += static_cast<char>((version >> shift) & 0xFF);
+    }
+  }
+  return bytes;
+}
+
+std::vector<std::uint32_t> UnpackedVersions(std::string const& bytes) {
+  std::vector<std::uint32_t> versions;
+  for (std::size_t at = 0; at + 4 <= bytes.size() && versions.size() < kMaximumVersions; at += 4) {
+    std::uint32_t version = 0;
+    for (int k = 0; k < 4; ++k) {
+      version |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[at + k])) << (8 * k);
+    }
+    versions.push_back(version);
+  }
+  return versions;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Checks.
+
+void CheckSettingName(std::string_view what, std::string_view name) {
+  if (name.empty()) throw RecordError("a setting's " + std::string(what) + " cannot be empty");
+  if (name.size() > kMaximumNameLength) {
+    throw RecordError("a setting's " + std::string(what) + " is longer than " +
+                      std::to_string(kMaximumNameLength) + " bytes: " + Shown(name));
+  }
+  CheckText("a setting's " + std::string(what), name, false);
+}
+
+void CheckSettingValue(std::string_view value) {
+  if (value.size() > kMaximumValueLength) {
+    throw RecordError("a setting's value is longer than " + std::to_string(kMaximumValueLength) +
+                      " bytes");
+  }
+  CheckText("a setting's value", value, true);
+}
+
+void CheckSiteName(std::string_view name) {
+  if (name.empty()) throw RecordError("a site's name cannot be empty");
+  if (name.size() > kMaximumSiteNameLength) {
+    throw RecordError("a site's name is longer than " + std::to_string(kMaximumSiteNameLength) +
+                      " bytes: " + Shown(name));
+  }
+  CheckText("a site's name", name, false);
+  if (name.find('/') != std::string_view::npos) {
+    throw RecordError("a site's name cannot hold \"/\": " + Shown(name));
+  }
+  if (name.front() == '.') {
+    throw RecordError("a site's name cannot start with \".\": " + Shown(name));
+  }
+}
+
+void CheckSite(SiteRecord const& site) {
+  CheckSiteName(site.name);
+  if (site.url.size() > kMaximumValueLength) throw RecordError("a site's url is too long");
+  CheckText("a site's url", site.url, false);
+  CheckText("a site's type", site.type, false);
+  CheckText("a site's shown name", site.displayName, false);
+  if (site.displayName.size() >= 1024) throw RecordError("a site's shown name is too long");
+  if (site.gatherOption > 3) {
+    throw RecordError("a site's gather option is 0 to 3 (publisher, custom, manual, disabled), not " +
+                      std::to_string(site.gatherOption));
+  }
+  if (site.versions.size() > kMaximumVersions) {
+    throw RecordError("a site has at most " + std::to_string(kMaximumVersions) + " versions");
+  }
+}
+
+std::string EncodedClientKey(std::string_view name) {
+  static char const kHex[] = "0123456789ABCDEF";
+  std::string key;
+  for (unsigned char const byte : name) {
+    bool const kept = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+                      (byte >= '0' && byte <= '9') || byte == '_' || byte == ' ' || byte == '-';
+    if (kept) {
+      key += static_cast<char>(byte);
+    } else {
+      key += '%';
+      key += kHex[byte >> 4];
+      key += kHex[byte & 15];
+    }
+  }
+  return key;
+}
+
+// ---------------------------------------------------------------------------
+// The database.
+
+struct ClientRecords::Statements {
+  explicit Statements(Database& database)
+      : setSetting(database,
+                   "INSERT INTO settings (scope, section, name, value, date, deleted)"
+                   " VALUES (?1, ?2, ?3, ?4, ?5, ?6)"
+                   " ON CONFLICT (scope, section, name) DO UPDATE SET"
+                   " value = excluded.value, date = excluded.date, deleted = excluded.deleted"),
+        unsetSetting(database,
+                     "UPDATE settings SET deleted = 1, date = ?4"
+                     " WHERE scope = ?1 AND section = ?2 AND name = ?3"),
+        findSetting(database,
+                    "SELECT section, name, value, date, deleted FROM settings"
+                    " WHERE scope = ?1 AND section = ?2 AND name = ?3"),
+        firstSetting(database,
+                     "SELECT section, name, value, date, deleted FROM settings"
+                     " WHERE scope = ?1 AND section = ?2 ORDER BY name LIMIT 1"),
+        nextSetting(database,
+                    "SELECT section, name, value, date, deleted FROM settings"
+                    " WHERE scope = ?1 AND section = ?2 AND name > ?3 ORDER BY name LIMIT 1"),
+        scopeSettings(database,
+                      "SELECT section, name, value, date, deleted FROM settings"
+                      " WHERE scope = ?1 ORDER BY section, name"),
+        sectionSettings(database,
+                        "SELECT section, name, value, date, deleted FROM settings"
+                        " WHERE scope = ?1 AND section = ?2 ORDER BY name"),
+        allSettings(database,
+                    "SELECT section, name, value, date, deleted, scope FROM settings"
+                    " ORDER BY scope, section, name"),
+        insertSite(database,
+                   "INSERT INTO sites (name, url, type, display_name, identity, subscribe_time,"
+                   " last_gather_time, gather_option, version, versions, publisher_interval,"
+                   " custom_interval) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12)"),
+        insertGroup(database, "INSERT INTO site_groups (site, id, member) VALUES (?1, ?2, ?3)"),
+        removeSite(database, "DELETE FROM sites WHERE name = ?1"),
+        removeSiteSettings(database, "DELETE FROM settings WHERE scope = 1 AND section = ?1"),
+        findSite(database,
+                 "SELECT name, url, type, display_name, identity, subscribe_time,"
+                 " last_gather_time, gather_option, version, versions, publisher_interval,"
+                 " custom_interval FROM sites WHERE name = ?1"),
+        allSites(database,
+                 "SELECT name, url, type, display_name, identity, subscribe_time,"
+                 " last_gather_time, gather_option, version, versions, publisher_interval,"
+                 " custom_interval FROM sites ORDER BY name"),
+        siteGroups(database, "SELECT id, member FROM site_groups WHERE site = ?1 ORDER BY id"),
+        bump(database, "UPDATE generation SET number = number + 1"),
+        generation(database, "SELECT number FROM generation") {}
+
+  Statement setSetting;
+  Statement unsetSetting;
+  Statement findSetting;
+  Statement firstSetting;
+  Statement nextSetting;
+  Statement scopeSettings;
+  Statement sectionSettings;
+  Statement allSettings;
+  Statement insertSite;
+  Statement insertGroup;
+  Statement removeSite;
+  Statement removeSiteSettings;
+  Statement findSite;
+  Statement allSites;
+  Statement siteGroups;
+  Statement bump;
+  Statement generation;
+};
+
+namespace {
+
+SettingRecord ReadSetting(Statement& statement, SettingScope scope) {
+  SettingRecord setting;
+  setting.scope = scope;
+  setting.section = statement.Bytes(0);
+  setting.name = statement.Bytes(1);
+  setting.value = statement.Bytes(2);
+  if (!statement.IsNull(3)) setting.date = statement.Number(3);
+  setting.deleted = statement.Number(4) != 0;
+  return setting;
+}
+
+std::optional<SettingRecord> OneSetting(Statement& statement, SettingScope scope) {
+  if (!statement.Step()) return std::nullopt;
+  SettingRecord setting = ReadSetting(statement, scope);
+  statement.Reset();
+  return setting;
+}
+
+std::vector<SettingRecord> AllSettings(Statement& statement, SettingScope scope) {
+  std::vector<SettingRecord> settings;
+  while (statement.Step()) settings.push_back(ReadSetting(statement, scope));
+  return settings;
+}
+
+}  // namespace
+
+ClientRecords::ClientRecords(std::string const& path) : database_(path) {
+  Migrate();
+  statements_ = std::make_unique<Statements>(database_);
+}
+
+ClientRecords::~ClientRecords() = default;
+
+std::string const& ClientRecords::Path() const { return database_.Path(); }
+
+void ClientRecords::Migrate() {
+  // The version is read again inside the transaction, so that two
+  // processes that open a new database at once migrate it once.
+  if (database_.UserVersion() == kSchemaVersion) return;
+  Transaction transaction(database_);
+  int version = database_.UserVersion();
+  if (version > kSchemaVersion || version < 0) {
+    throw DatabaseError("the database " + database_.Path() + " has schema version " +
+                        std::to_string(version) + ", newer than this build knows (" +
+                        std::to_string(kSchemaVersion) + ")");
+  }
+  for (; version < kSchemaVersion; ++version) database_.Execute(kMigrations[version]);
+  database_.SetUserVersion(kSchemaVersion);
+  transaction.Commit();
+}
+
+void ClientRecords::InsertSetting(SettingRecord const& setting) {
+  CheckSettingName("section", setting.section);
+  CheckSettingName("name", setting.name);
+  CheckSettingValue(setting.value);
+  statements_->setSetting.Bind(1, static_cast<std::int64_t>(setting.scope))
+      .Bind(2, setting.section)
+      .Bind(3, setting.name)
+      .Bind(4, setting.value)
+      .Bind(5, setting.date)
+      .Bind(6, std::int64_t{setting.deleted ? 1 : 0})
+      .Run();
+}
+
+void ClientRecords::SetSetting(SettingRecord const& setting) {
+  Transaction transaction(database_);
+  if (setting.scope == SettingScope::kSites && !FindSite(setting.section)) {
+    throw RecordError("there is no site named " + Shown(setting.section));
+  }
+  InsertSetting(setting);
+  statements_->bump.Run();
+  transaction.Commit();
+}
+
+bool ClientRecords::UnsetSetting(SettingScope scope, std::string_view section,
+                                 std::string_view name, std::optional<std::int64_t> date) {
+  Transaction transaction(database_);
+  if (!FindSetting(scope, section, name)) return false;
+  statements_->unsetSetting.Bind(1, static_cast<std::int64_t>(scope))
+      .Bind(2, section)
+      .Bind(3, name)
+      .Bind(4, date)
+      .Run();
+  statements_->bump.Run();
+  transaction.Commit();
+  return true;
+}
+
+std::optional<SettingRecord> ClientRecords::FindSetting(SettingScope scope,
+                                                        std::string_view section,
+                                                        std::string_view name) {
+  Statement& statement = statements_->findSetting;
+  statement.Bind(1, static_cast<std::int64_t>(scope)).Bind(2, section).Bind(3, name);
+  return OneSetting(statement, scope);
+}
+
+std::optional<SettingRecord> ClientRecords::NextSetting(SettingScope scope,
+                                                        std::string_view section,
+                                                        std::optional<std::string_view> after) {
+  if (!after) {
+    Statement& statement = statements_->firstSetting;
+    statement.Bind(1, static_cast<std::int64_t>(scope)).Bind(2, section);
+    return OneSetting(statement, scope);
+  }
+  Statement& statement = statements_->nextSetting;
+  statement.Bind(1, static_cast<std::int64_t>(scope)).Bind(2, section).Bind(3, *after);
+  return OneSetting(statement, scope);
+}
+
+std::vector<SettingRecord> ClientRecords::Settings(SettingScope scope,
+                                                   std::optional<std::string_view> section) {
+  if (section) {
+    Statement& statement = statements_->sectionSettings;
+    statement.Bind(1, static_cast<std::int64_t>(scope)).Bind(2, *section);
+    return AllSettings(statement, scope);
+  }
+  Statement& statement = statements_->scopeSettings;
+  statement.Bind(1, static_cast<std::int64_t>(scope));
+  return AllSettings(statement, scope);
+}
+
+void ClientRecords::InsertSite(SiteRecord const& site) {
+  CheckSite(site);
+  statements_->insertSite.Bind(1, site.name)
+      .Bind(2, site.url)
+      .Bind(3, site.type)
+      .Bind(4, site.displayName)
+      .Bind(5, std::int64_t{site.identity})
+      .Bind(6, site.subscribeTime)
+      .Bind(7, site.lastGatherTime)
+      .Bind(8, std::int64_t{site.gatherOption})
+      .Bind(9, std::int64_t{site.version})
+      .Bind(10, PackedVersions(site.versions))
+      .Bind(11, std::int64_t{site.publisherInterval})
+      .Bind(12, std::int64_t{site.customInterval})
+      .Run();
+  for (SiteGroupRecord const& group : site.groups) {
+    statements_->insertGroup.Bind(1, site.name)
+        .Bind(2, static_cast<std::int64_t>(group.id))
+        .Bind(3, std::int64_t{group.member ? 1 : 0})
+        .Run();
+  }
+}
+
+void ClientRecords::AddSite(SiteRecord const& site) {
+  Transaction transaction(database_);
+  CheckSite(site);
+  if (FindSite(site.name)) throw RecordError("there is a site named " + Shown(site.name) + " already");
+  InsertSite(site);
+  statements_->bump.Run();
+  transaction.Commit();
+}
+
+bool ClientRecords::RemoveSite(std::string_view name) {
+  Transaction transaction(database_);
+  if (!FindSite(name)) return false;
+  statements_->removeSiteSettings.Bind(1, name).Run();
+  statements_->removeSite.Bind(1, name).Run();
+  statements_->bump.Run();
+  transaction.Commit();
+  return true;
+}
+
+namespace {
+
+SiteRecord SiteOfRow(Statement const& statement) {
+  SiteRecord site;
+  site.name = statement.Bytes(0);
+  site.url = statement.Bytes(1);
+  site.type = statement.Bytes(2);
+  site.displayName = statement.Bytes(3);
+  site.identity = static_cast<std::uint32_t>(statement.Number(4));
+  site.subscribeTime = statement.Number(5);
+  site.lastGatherTime = statement.Number(6);
+  site.gatherOption = static_cast<std::uint32_t>(statement.Number(7));
+  site.version = static_cast<std::uint32_t>(statement.Number(8));
+  site.versions = UnpackedVersions(statement.Bytes(9));
+  site.publisherInterval = static_cast<std::uint32_t>(statement.Number(10));
+  site.customInterval = static_cast<std::uint32_t>(statement.Number(11));
+  return site;
+}
+
+}  // namespace
+
+std::optional<SiteRecord> ClientRecords::FindSite(std::string_view name) {
+  Statement& statement = statements_->findSite;
+  statement.Bind(1, name);
+  if (!statement.Step()) return std::nullopt;
+  SiteRecord site = SiteOfRow(statement);
+  statement.Reset();
+  Statement& groups = statements_->siteGroups;
+  groups.Bind(1, site.name);
+  while (groups.Step()) {
+    site.groups.push_back(
+        SiteGroupRecord{static_cast<std::uint64_t>(groups.Number(0)), groups.Number(1) != 0});
+  }
+  return site;
+}
+
+std::vector<SiteRecord> ClientRecords::Sites() {
+  std::vector<SiteRecord> sites;
+  Statement& statement = statements_->allSites;
+  while (statement.Step()) sites.push_back(SiteOfRow(statement));
+  for (SiteRecord& site : sites) {
+    Statement& groups = statements_->siteGroups;
+    groups.Bind(1, site.name);
+    while (groups.Step()) {
+      site.groups.push_back(
+          SiteGroupRecord{static_cast<std::uint64_t>(groups.Number(0)), groups.Number(1) != 0});
+    }
+  }
+  return sites;
+}
+
+ClientRecordSet ClientRecords::Export() {
+  // One read transaction, so that the settings and the sites agree.
+  database_.Execute("BEGIN");
+  try {
+    ClientRecordSet records;
+    Statement& statement = statements_->allSettings;
+    while (statement.Step()) {
+      SettingScope const scope =
+          statement.Number(5) == 1 ? SettingScope::kSites : SettingScope::kClient;
+      records.settings.push_back(ReadSetting(statement, scope));
+    }
+    records.sites = Sites();
+    database_.Execute("COMMIT");
+    return records;
+  } catch (...) {
+    try {
+      database_.Execute("ROLLBACK");
+    } catch (DatabaseError const&) {
+    }
+    throw;
+  }
+}
+
+void ClientRecords::Replace(ClientRecordSet const& records) {
+  // Everything is checked before anything is written, so that a refused
+  // record says so without a transaction to undo.
+  for (SiteRecord const& site : records.sites) CheckSite(site);
+  for (SettingRecord const& setting : records.settings) {
+    CheckSettingName("section", setting.section);
+    CheckSettingName("name", setting.name);
+    CheckSettingValue(setting.value);
+  }
+  Transaction transaction(database_);
+  database_.Execute("DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
+  for (SiteRecord const& site : records.sites) {
+    if (FindSite(site.name)) throw RecordError("the site " + Shown(site.name) + " comes twice");
+    InsertSite(site);
+  }
+  for (SettingRecord const& setting : records.settings) {
+    if (setting.scope == SettingScope::kSites && !FindSite(setting.section)) {
+      throw RecordError("a setting names the site " + Shown(setting.section) +
+                        ", which is not among the sites");
+    }
+    if (FindSetting(setting.scope, setting.section, setting.name)) {
+      throw RecordError("the setting " + Shown(setting.name) + " of " + Shown(setting.section) +
+                        " comes twice");
+    }
+    InsertSetting(setting);
+  }
+  statements_->bump.Run();
+  transaction.Commit();
+}
+
+std::uint64_t ClientRecords::Generation() {
+  Statement& statement = statements_->generation;
+  std::uint64_t number = 0;
+  if (statement.Step()) number = static_cast<std::uint64_t>(statement.Number(0));
+  statement.Reset();
+  return number;
+}
+
+}  // namespace survey::client

@@ -1,0 +1,163 @@
+// The client's records: one SQLite database in the client folder, named
+// "client.db", that holds the client's setting store, the sites' setting
+// store and the sites.
+//
+// Every change is one transaction; a change that is refused (RecordError)
+// or that fails (DatabaseError) leaves the database as it was. Readers see
+// the last committed state: a setting set by another process is seen by the
+// next read here.
+//
+// The schema carries its version in PRAGMA user_version, and an older
+// database is brought forward step by step when it is opened.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/client/sqlite_database.h"
+
+namespace survey::client {
+
+// A record that the client does not take: the message says what and why.
+class RecordError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The two setting stores.
+enum class SettingScope : int { kClient = 0, kSites = 1 };
+
+// The section of the client's own settings, and that of custom site
+// subscriptions, in the client's store.
+inline constexpr char kClientSection[] = "Client";
+inline constexpr char kCustomSitesSection[] = "CustomSites";
+
+struct SettingRecord {
+  SettingScope scope = SettingScope::kClient;
+  std::string section;
+  std::string name;  // the key as stored
+  std::string value;
+  std::optional<std::int64_t> date;  // microseconds since 1970 in UTC
+  bool deleted = false;
+
+  bool operator==(SettingRecord const&) const = default;
+};
+
+struct SiteGroupRecord {
+  std::uint64_t id = 0;
+  bool member = false;
+
+  bool operator==(SiteGroupRecord const&) const = default;
+};
+
+struct SiteRecord {
+  std::string name;
+  std::string url;
+  std::string type = ">Nudge Remote Site";  // the site's banner
+  std::string displayName;                  // a custom site's shown name
+  std::uint32_t identity = 0;
+  std::int64_t subscribeTime = 0;   // microseconds since 1970 in UTC
+  std::int64_t lastGatherTime = 0;  // microseconds since 1970 in UTC
+  std::uint32_t gatherOption = 0;   // 0 publisher, 1 custom, 2 manual, 3 disabled
+  std::uint32_t version = 0;
+  std::vector<std::uint32_t> versions;  // at most 128
+  std::uint32_t publisherInterval = 0;  // seconds
+  std::uint32_t customInterval = 0;     // seconds
+  std::vector<SiteGroupRecord> groups;
+
+  bool operator==(SiteRecord const&) const = default;
+};
+
+// Everything in the database, as export gives it and import takes it.
+struct ClientRecordSet {
+  std::vector<SettingRecord> settings;
+  std::vector<SiteRecord> sites;
+};
+
+// Limits of what a record holds. Longer or odder input is refused with a
+// RecordError rather than stored.
+inline constexpr std::size_t kMaximumNameLength = 1024;
+inline constexpr std::size_t kMaximumValueLength = 65536;
+inline constexpr std::size_t kMaximumSiteNameLength = 255;
+inline constexpr std::size_t kMaximumVersions = 128;
+
+// Throw RecordError, naming the field, for input that no record may hold.
+// Every text is UTF-8. A setting's section and name: 1 to 1024 bytes, no
+// control byte (NUL, newline...). A value: at most 65536 bytes, no control
+// byte but the tab. A site's name: 1 to 255 bytes, no control byte, no "/",
+// not starting with ".". A site's gather option: 0 to 3; versions: at most
+// 128.
+void CheckSettingName(std::string_view what, std::string_view name);
+void CheckSettingValue(std::string_view value);
+void CheckSiteName(std::string_view name);
+void CheckSite(SiteRecord const& site);
+
+// The client's own keys are stored percent-encoded: letters, digits, "_",
+// the space and "-" stay, every other byte is written as "%" and two
+// upper-case hex digits. A site's keys are stored as they are.
+std::string EncodedClientKey(std::string_view name);
+
+class ClientRecords {
+ public:
+  // The schema version this build writes.
+  static constexpr int kSchemaVersion = 2;
+  static constexpr char kFileName[] = "client.db";
+
+  // Opens the database at that path, making it if missing and bringing its
+  // schema forward. Throws DatabaseError when the file cannot be opened, is
+  // not a database, or holds a schema newer than this build knows.
+  explicit ClientRecords(std::string const& path);
+  ClientRecords(ClientRecords const&) = delete;
+  ClientRecords& operator=(ClientRecords const&) = delete;
+  ~ClientRecords();
+
+  std::string const& Path() const;
+
+  // Settings. `Set` writes the value and date and clears the deleted flag;
+  // `Unset` keeps the setting, marked deleted, with the new date, and
+  // returns false when there is no such setting.
+  void SetSetting(SettingRecord const& setting);
+  bool UnsetSetting(SettingScope scope, std::string_view section, std::string_view name,
+                    std::optional<std::int64_t> date);
+  std::optional<SettingRecord> FindSetting(SettingScope scope, std::string_view section,
+                                           std::string_view name);
+  // The first setting of the section whose key comes after `after` (from
+  // the first with none), in the order of the keys' bytes.
+  std::optional<SettingRecord> NextSetting(SettingScope scope, std::string_view section,
+                                           std::optional<std::string_view> after);
+  // Every setting of the scope, of one section or of all.
+  std::vector<SettingRecord> Settings(SettingScope scope,
+                                      std::optional<std::string_view> section = std::nullopt);
+
+  // Sites. `AddSite` refuses a name that is taken; `RemoveSite` takes the
+  // site's settings with it and returns false when there is no such site.
+  void AddSite(SiteRecord const& site);
+  bool RemoveSite(std::string_view name);
+  std::optional<SiteRecord> FindSite(std::string_view name);
+  std::vector<SiteRecord> Sites();
+
+  // The whole state; `Replace` puts another in its place, in one
+  // transaction.
+  ClientRecordSet Export();
+  void Replace(ClientRecordSet const& records);
+
+  // A number that changes whenever the database changes, from this or any
+  // other connection.
+  std::uint64_t Generation();
+
+ private:
+  struct Statements;
+  void Migrate();
+  void InsertSite(SiteRecord const& site);
+  void InsertSetting(SettingRecord const& setting);
+
+  Database database_;
+  std::unique_ptr<Statements> statements_;
+};
+
+}  // namespace survey::client

@@ -1,0 +1,186 @@
+#include "host/client/sqlite_database.h"
+
+#include <sqlite3.h>
+
+namespace survey::client {
+
+namespace {
+
+// How long a command waits for another that holds the database.
+constexpr int kBusyTimeoutMilliseconds = 30000;
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Database.
+
+Database::Database(std::string const& path) : path_(path) {
+  int const code = sqlite3_open_v2(path.c_str(), &handle_,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE |
+                                       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+                                   nullptr);
+  if (code != SQLITE_OK) {
+    std::string const message =
+        handle_ != nullptr ? Message("cannot open") : "cannot open the database " + path;
+    sqlite3_close(handle_);
+    handle_ = nullptr;
+    throw DatabaseError(message);
+  }
+  sqlite3_busy_timeout(handle_, kBusyTimeoutMilliseconds);
+  sqlite3_extended_result_codes(handle_, 1);
+  try {
+    // Reading the journal mode is the first read of the file: a file that is
+    // not a database fails here.
+    Execute("PRAGMA journal_mode=WAL");
+    Execute("PRAGMA synchronous=FULL");
+    Execute("PRAGMA foreign_keys=ON");
+  } catch (...) {
+    sqlite3_close(handle_);
+    handle_ = nullptr;
+    throw;
+  }
+}
+
+Database::~Database() {
+  // Every statement is finalised by its owner before the database goes.
+  sqlite3_close(handle_);
+}
+
+std::string Database::Message(std::string_view what) const {
+  std::string text(what);
+  text += " the database ";
+  text += path_;
+  text += ": ";
+  text += handle_ != nullptr ? sqlite3_errmsg(handle_) : "out of memory";
+  return text;
+}
+
+void Database::Execute(std::string_view sql) {
+  std::string const text(sql);
+  char* error = nullptr;
+  int const code = sqlite3_exec(handle_, text.c_str(), nullptr, nullptr, &error);
+  if (code != SQLITE_OK) {
+    std::string message = "cannot use the database " + path_ + ": ";
+    message += error != nullptr ? error : sqlite3_errstr(code);
+    sqlite3_free(error);
+    throw DatabaseError(message);
+  }
+}
+
+int Database::UserVersion() {
+  Statement statement(*this, "PRAGMA user_version");
+  int version = 0;
+  if (statement.Step()) version = static_cast<int>(statement.Number(0));
+  statement.Reset();
+  return version;
+}
+
+void Database::SetUserVersion(int version) {
+  Execute("PRAGMA user_version=" + std::to_string(version));
+}
+
+// ---------------------------------------------------------------------------
+// Statement.
+
+Statement::Statement(Database& database, std::string_view sql) : database_(database) {
+  int const code = sqlite3_prepare_v3(database.Handle(), sql.data(), static_cast<int>(sql.size()),
+                                      SQLITE_PREPARE_PERSISTENT, &statement_, nullptr);
+  if (code != SQLITE_OK) {
+    sqlite3_finalize(statement_);
+    statement_ = nullptr;
+    throw DatabaseError(database.Message("cannot prepare a statement for"));
+  }
+}
+
+Statement::~Statement() { sqlite3_finalize(statement_); }
+
+void Statement::Fail(int) {
+  std::string const message = database_.Message("cannot use");
+  Reset();
+  throw DatabaseError(message);
+}
+
+Statement& Statement::Bind(int position, std::string_view bytes) {
+  // A blob keeps every byte, NUL included; an empty view binds an empty
+  // blob, not a null.
+  static char const kEmpty[1] = {};
+  int const code =
+      sqlite3_bind_blob64(statement_, position, bytes.empty() ? kEmpty : bytes.data(),
+                          static_cast<sqlite3_uint64>(bytes.size()), SQLITE_TRANSIENT);
+  if (code != SQLITE_OK) Fail(code);
+  return *this;
+}
+
+Statement& Statement::Bind(int position, std::int64_t number) {
+  int const code = sqlite3_bind_int64(statement_, position, number);
+  if (code != SQLITE_OK) Fail(code);
+  return *this;
+}
+
+Statement& Statement::BindNull(int position) {
+  int const code = sqlite3_bind_null(statement_, position);
+  if (code != SQLITE_OK) Fail(code);
+  return *this;
+}
+
+Statement& Statement::Bind(int position, std::optional<std::int64_t> number) {
+  return number ? Bind(position, *number) : BindNull(position);
+}
+
+bool Statement::Step() {
+  int const code = sqlite3_step(statement_);
+  if (code == SQLITE_ROW) return true;
+  if (code == SQLITE_DONE) {
+    Reset();
+    return false;
+  }
+  Fail(code);
+}
+
+void Statement::Run() {
+  while (Step()) {
+  }
+}
+
+void Statement::Reset() {
+  sqlite3_reset(statement_);
+  sqlite3_clear_bindings(statement_);
+}
+
+std::string Statement::Bytes(int column) const {
+  void const* const data = sqlite3_column_blob(statement_, column);
+  int const size = sqlite3_column_bytes(statement_, column);
+  if (data == nullptr || size <= 0) return std::string();
+  return std::string(static_cast<char const*>(data), static_cast<std::size_t>(size));
+}
+
+std::int64_t Statement::Number(int column) const {
+  return sqlite3_column_int64(statement_, column);
+}
+
+bool Statement::IsNull(int column) const {
+  return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
+// ---------------------------------------------------------------------------
+// Transaction.
+
+Transaction::Transaction(Database& database) : database_(database) {
+  database_.Execute("BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+  if (done_) return;
+  try {
+    database_.Execute("ROLLBACK");
+  } catch (DatabaseError const&) {
+    // A failed statement may have rolled back already; nothing is left.
+  }
+}
+
+void Transaction::Commit() {
+  database_.Execute("COMMIT");
+  done_ = true;
+}
+
+}  // namespace survey::client

@@ -1,0 +1,630 @@
+#include "tools/survey/client_commands.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/client/client_folder.h"
+#include "host/client/client_records.h"
+
+namespace survey::tools {
+
+namespace {
+
+using client::ClientFolder;
+using client::ClientFolderError;
+using client::ClientRecords;
+using client::ClientRecordSet;
+using client::DatabaseError;
+using client::RecordError;
+using client::SettingRecord;
+using client::SettingScope;
+using client::SiteGroupRecord;
+using client::SiteRecord;
+using Json = nlohmann::ordered_json;
+
+// Input that the command refuses before it reaches the records.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+constexpr char const* kCommandWords[] = {"setting", "site",  "import", "export",
+                                         "show",    "--help", "-h"};
+
+constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
+
+std::int64_t NowMicroseconds() {
+  return std::chrono::duration_cast<std::chrono::microseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+// The stored key of a setting given on the command line: the client's keys
+// are stored encoded, a site's as they are.
+std::string StoredKey(std::string const& site, std::string const& name) {
+  return site.empty() ? client::EncodedClientKey(name) : name;
+}
+
+SettingScope ScopeOf(std::string const& site) {
+  return site.empty() ? SettingScope::kClient : SettingScope::kSites;
+}
+
+std::string SectionOf(std::string const& site) {
+  return site.empty() ? std::string(client::kClientSection) : site;
+}
+
+// Writes a file whole under a temporary name beside it, then renames it into
+// place, so that a reader sees the old file or the new one, never a part.
+void WriteFileAtomically(std::string const& path, std::string const& bytes) {
+  std::string const temporary = path + ".new." + std::to_string(getpid());
+  {
+    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    out.flush();
+    if (!out) {
+      std::remove(temporary.c_str());
+      throw UsageError("cannot write " + path + ": " + std::strerror(errno));
+    }
+  }
+  if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+    int const error = errno;
+    std::remove(temporary.c_str());
+    throw UsageError("cannot write " + path + ": " + std::strerror(error));
+  }
+}
+
+// Makes the folder of each site that lacks one.
+void MakeSiteFolders(ClientFolder& folder, std::vector<SiteRecord> const& sites) {
+  for (SiteRecord const& site : sites) {
+    std::string const path = folder.SiteFolder(site.name);
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+      throw UsageError("cannot make the folder of the site " + site.name + ": " +
+                       std::strerror(errno));
+    }
+  }
+}
+
+void WriteMasthead(ClientFolder& folder, std::string const& site, std::string const& text) {
+  WriteFileAtomically(folder.SiteFolder(site) + "/" + client::kSiteMastheadName, text);
+}
+
+// ---------------------------------------------------------------------------
+// JSON.
+
+std::uint32_t Unsigned32(Json const& value, std::string const& what) {
+  if (!value.is_number_unsigned() || value.get<std::uint64_t>() > 0xFFFFFFFFull) {
+    throw UsageError(what + " must be a whole number from 0 to 4294967295");
+  }
+  return static_cast<std::uint32_t>(value.get<std::uint64_t>());
+}
+
+std::int64_t Time(Json const& value, std::string const& what) {
+  if (!value.is_number_integer()) {
+    throw UsageError(what + " must be a whole number of microseconds since 1970 (UTC)");
+  }
+  return value.get<std::int64_t>();
+}
+
+std::string Text(Json const& value, std::string const& what) {
+  if (!value.is_string()) throw UsageError(what + " must be a text");
+  return value.get<std::string>();
+}
+
+std::uint32_t GatherOption(Json const& value) {
+  if (value.is_string()) {
+    std::string const text = value.get<std::string>();
+    for (std::uint32_t option = 0; option < std::size(kGatherOptions); ++option) {
+      if (text == kGatherOptions[option]) return option;
+    }
+    throw UsageError("a site's \"gather\" is publisher, custom, manual or disabled, not " + text);
+  }
+  return Unsigned32(value, "a site's \"gather\"");
+}
+
+void RefuseUnknownKeys(Json const& object, std::set<std::string> const& known,
+                       std::string const& where) {
+  for (auto const& [key, value] : object.items()) {
+    if (known.count(key) == 0) throw UsageError("unknown key \"" + key + "\" in " + where);
+  }
+}
+
+// One setting: a text is its value, an object gives value, date, deleted.
+SettingRecord SettingOfJson(SettingScope scope, std::string const& section,
+                            std::string const& name, Json const& value) {
+  SettingRecord setting;
+  setting.scope = scope;
+  setting.section = section;
+  setting.name = name;
+  std::string const where = "the setting \"" + name + "\" of " + section;
+  if (value.is_string()) {
+    setting.value = value.get<std::string>();
+    return setting;
+  }
+  if (!value.is_object()) throw UsageError(where + " must be a text or an object");
+  RefuseUnknownKeys(value, {"value", "date", "deleted"}, where);
+  if (value.contains("value")) setting.value = Text(value["value"], where + ": \"value\"");
+  if (value.contains("date") && !value["date"].is_null()) {
+    setting.date = Time(value["date"], where + ": \"date\"");
+  }
+  if (value.contains("deleted")) {
+    if (!value["deleted"].is_boolean()) throw UsageError(where + ": \"deleted\" must be true or false");
+    setting.deleted = value["deleted"].get<bool>();
+  }
+  return setting;
+}
+
+Json JsonOfSetting(SettingRecord const& setting) {
+  Json entry = Json::object();
+  entry["value"] = setting.value;
+  entry["date"] = setting.date ? Json(*setting.date) : Json(nullptr);
+  entry["deleted"] = setting.deleted;
+  return entry;
+}
+
+void SettingsOfJson(SettingScope scope, std::string const& section, Json const& object,
+                    std::vector<SettingRecord>& settings) {
+  if (!object.is_object()) throw UsageError("the settings of " + section + " must be an object");
+  for (auto const& [name, value] : object.items()) {
+    settings.push_back(SettingOfJson(scope, section, name, value));
+  }
+}
+
+SiteRecord SiteOfJson(Json const& entry, std::vector<SettingRecord>& settings,
+                      std::vector<std::pair<std::string, std::string>>& mastheads) {
+  if (!entry.is_object()) throw UsageError("each site must be an object");
+  if (!entry.contains("name")) throw UsageError("a site has no \"name\"");
+  SiteRecord site;
+  site.name = Text(entry["name"], "a site's \"name\"");
+  std::string const where = "the site \"" + site.name + "\"";
+  RefuseUnknownKeys(entry,
+                    {"name", "url", "type", "display name", "identity", "subscribe time",
+                     "last gather time", "gather", "version", "versions", "publisher interval",
+                     "custom interval", "groups", "settings", "masthead"},
+                    where);
+  if (entry.contains("url")) site.url = Text(entry["url"], where + ": \"url\"");
+  if (entry.contains("type")) site.type = Text(entry["type"], where + ": \"type\"");
+  if (entry.contains("display name")) {
+    site.displayName = Text(entry["display name"], where + ": \"display name\"");
+  }
+  if (entry.contains("identity")) site.identity = Unsigned32(entry["identity"], where + ": \"identity\"");
+  if (entry.contains("subscribe time")) {
+    site.subscribeTime = Time(entry["subscribe time"], where + ": \"subscribe time\"");
+  }
+  if (entry.contains("last gather time")) {
+    site.lastGatherTime = Time(entry["last gather time"], where + ": \"last gather time\"");
+  }
+  if (entry.contains("gather")) site.gatherOption = GatherOption(entry["gather"]);
+  if (entry.contains("version")) site.version = Unsigned32(entry["version"], where + ": \"version\"");
+  if (entry.contains("versions")) {
+    Json const& versions = entry["versions"];
+    if (!versions.is_array()) throw UsageError(where + ": \"versions\" must be a list");
+    for (Json const& version : versions) {
+      site.versions.push_back(Unsigned32(version, where + ": a version"));
+    }
+  }
+  if (entry.contains("publisher interval")) {
+    site.publisherInterval = Unsigned32(entry["publisher interval"], where + ": \"publisher interval\"");
+  }
+  if (entry.contains("custom interval")) {
+    site.customInterval = Unsigned32(entry["custom interval"], where + ": \"custom interval\"");
+  }
+  if (entry.contains("groups")) {
+    Json const& groups = entry["groups"];
+    if (!groups.is_array()) throw UsageError(where + ": \"groups\" must be a list");
+    for (Json const& group : groups) {
+      if (!group.is_object() || !group.contains("id")) {
+        throw UsageError(where + ": each group is an object with an \"id\"");
+      }
+      RefuseUnknownKeys(group, {"id", "member"}, where + ": a group");
+      if (!group["id"].is_number_unsigned()) throw UsageError(where + ": a group's \"id\" must be a whole number");
+      SiteGroupRecord record;
+      record.id = group["id"].get<std::uint64_t>();
+      if (group.contains("member")) {
+        if (!group["member"].is_boolean()) throw UsageError(where + ": \"member\" must be true or false");
+        record.member = group["member"].get<bool>();
+      }
+      site.groups.push_back(record);
+    }
+  }
+  if (entry.contains("settings")) {
+    SettingsOfJson(SettingScope::kSites, site.name, entry["settings"], settings);
+  }
+  if (entry.contains("masthead")) {
+    mastheads.emplace_back(site.name, Text(entry["masthead"], where + ": \"masthead\""));
+  }
+  return site;
+}
+
+Json JsonOfSite(SiteRecord const& site, std::vector<SettingRecord> const& settings) {
+  Json entry = Json::object();
+  entry["name"] = site.name;
+  entry["url"] = site.url;
+  entry["type"] = site.type;
+  entry["display name"] = site.displayName;
+  entry["identity"] = site.identity;
+  entry["subscribe time"] = site.subscribeTime;
+  entry["last gather time"] = site.lastGatherTime;
+  entry["gather"] = site.gatherOption < std::size(kGatherOptions)
+                        ? Json(kGatherOptions[site.gatherOption])
+                        : Json(site.gatherOption);
+  entry["version"] = site.version;
+  entry["versions"] = site.versions;
+  entry["publisher interval"] = site.publisherInterval;
+  entry["custom interval"] = site.customInterval;
+  Json groups = Json::array();
+  for (SiteGroupRecord const& group : site.groups) {
+    groups.push_back(Json{{"id", group.id}, {"member", group.member}});
+  }
+  entry["groups"] = groups;
+  Json own = Json::object();
+  for (SettingRecord const& setting : settings) {
+    if (setting.scope == SettingScope::kSites && setting.section == site.name) {
+      own[setting.name] = JsonOfSetting(setting);
+    }
+  }
+  entry["settings"] = own;
+  return entry;
+}
+
+// The whole state of a fixture file:
+//   { "settings": { SECTION: { KEY: VALUE or {"value", "date", "deleted"} } },
+//     "sites": [ { "name", "url", ..., "settings": { KEY: ... } } ] }
+ClientRecordSet RecordsOfJson(Json const& document,
+                              std::vector<std::pair<std::string, std::string>>& mastheads) {
+  if (!document.is_object()) throw UsageError("the file must hold one JSON object");
+  RefuseUnknownKeys(document, {"settings", "sites"}, "the file");
+  ClientRecordSet records;
+  if (document.contains("settings")) {
+    Json const& sections = document["settings"];
+    if (!sections.is_object()) throw UsageError("\"settings\" must be an object of sections");
+    for (auto const& [section, settings] : sections.items()) {
+      SettingsOfJson(SettingScope::kClient, section, settings, records.settings);
+    }
+  }
+  if (document.contains("sites")) {
+    Json const& sites = document["sites"];
+    if (!sites.is_array()) throw UsageError("\"sites\" must be a list");
+    for (Json const& site : sites) records.sites.push_back(SiteOfJson(site, records.settings, mastheads));
+  }
+  return records;
+}
+
+Json JsonOfRecords(ClientRecordSet const& records) {
+  Json document = Json::object();
+  Json sections = Json::object();
+  for (SettingRecord const& setting : records.settings) {
+    if (setting.scope == SettingScope::kClient) {
+      sections[setting.section][setting.name] = JsonOfSetting(setting);
+    }
+  }
+  document["settings"] = sections;
+  Json sites = Json::array();
+  for (SiteRecord const& site : records.sites) sites.push_back(JsonOfSite(site, records.settings));
+  document["sites"] = sites;
+  return document;
+}
+
+std::string ReadWholeFile(std::string const& path) {
+  if (path == "-") {
+    return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  }
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) throw UsageError("cannot read " + path + ": a folder");
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw UsageError("cannot read " + path + ": " + std::strerror(errno));
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  if (in.bad()) throw UsageError("cannot read " + path);
+  return bytes.str();
+}
+
+// ---------------------------------------------------------------------------
+// The commands.
+
+struct Arguments {
+  std::string clientRoot;
+  std::string site;
+  std::string name;
+  std::string value;
+  std::string file;
+  std::string url;
+  std::string type;
+  std::string displayName;
+  std::string masthead;
+  std::string gather;
+  std::uint32_t identity = 0;
+  std::uint32_t version = 0;
+  std::vector<std::uint32_t> versions;
+  std::uint32_t publisherInterval = 0;
+  std::uint32_t customInterval = 0;
+  std::int64_t subscribeTime = -1;
+  std::int64_t lastGatherTime = 0;
+};
+
+void PrintSetting(SettingRecord const& setting) {
+  std::printf("%s=%s%s\n", setting.name.c_str(), setting.value.c_str(),
+              setting.deleted ? "  (deleted)" : "");
+}
+
+int SettingSet(ClientRecords& records, Arguments const& arguments) {
+  SettingRecord setting;
+  setting.scope = ScopeOf(arguments.site);
+  setting.section = SectionOf(arguments.site);
+  setting.name = StoredKey(arguments.site, arguments.name);
+  setting.value = arguments.value;
+  setting.date = NowMicroseconds();
+  records.SetSetting(setting);
+  return 0;
+}
+
+void RequireSite(ClientRecords& records, std::string const& site) {
+  if (!site.empty() && !records.FindSite(site)) throw RecordError("there is no site named " + site);
+}
+
+int SettingGet(ClientRecords& records, Arguments const& arguments) {
+  RequireSite(records, arguments.site);
+  std::optional<SettingRecord> const setting =
+      records.FindSetting(ScopeOf(arguments.site), SectionOf(arguments.site),
+                          StoredKey(arguments.site, arguments.name));
+  if (!setting) {
+    std::fprintf(stderr, "survey client: there is no setting %s\n", arguments.name.c_str());
+    return 1;
+  }
+  if (setting->deleted) {
+    std::fprintf(stderr, "survey client: the setting %s is deleted\n", arguments.name.c_str());
+    return 1;
+  }
+  std::printf("%s\n", setting->value.c_str());
+  return 0;
+}
+
+int SettingUnset(ClientRecords& records, Arguments const& arguments) {
+  RequireSite(records, arguments.site);
+  if (!records.UnsetSetting(ScopeOf(arguments.site), SectionOf(arguments.site),
+                            StoredKey(arguments.site, arguments.name), NowMicroseconds())) {
+    throw RecordError("there is no setting " + arguments.name);
+  }
+  return 0;
+}
+
+int SettingList(ClientRecords& records, Arguments const& arguments) {
+  RequireSite(records, arguments.site);
+  for (SettingRecord const& setting :
+       records.Settings(ScopeOf(arguments.site), SectionOf(arguments.site))) {
+    PrintSetting(setting);
+  }
+  return 0;
+}
+
+int SiteAdd(ClientFolder& folder, ClientRecords& records, Arguments const& arguments) {
+  SiteRecord site;
+  site.name = arguments.name;
+  site.url = arguments.url;
+  if (!arguments.type.empty()) site.type = arguments.type;
+  site.displayName = arguments.displayName;
+  site.identity = arguments.identity;
+  site.subscribeTime = arguments.subscribeTime >= 0 ? arguments.subscribeTime : NowMicroseconds();
+  site.lastGatherTime = arguments.lastGatherTime;
+  if (!arguments.gather.empty()) site.gatherOption = GatherOption(Json(arguments.gather));
+  site.version = arguments.version;
+  site.versions = arguments.versions;
+  site.publisherInterval = arguments.publisherInterval;
+  site.customInterval = arguments.customInterval;
+  client::CheckSite(site);
+  std::string masthead;
+  if (!arguments.masthead.empty()) masthead = ReadWholeFile(arguments.masthead);
+  records.AddSite(site);
+  MakeSiteFolders(folder, {site});
+  if (!arguments.masthead.empty()) WriteMasthead(folder, site.name, masthead);
+  return 0;
+}
+
+int SiteRemove(ClientFolder& folder, ClientRecords& records, Arguments const& arguments) {
+  client::CheckSiteName(arguments.name);
+  if (!records.RemoveSite(arguments.name)) throw RecordError("there is no site named " + arguments.name);
+  // The record is gone; its folder follows. A folder that cannot be removed
+  // is only reported: the site is no longer the client's either way.
+  std::error_code error;
+  std::filesystem::remove_all(folder.SiteFolder(arguments.name), error);
+  if (error) {
+    std::fprintf(stderr, "survey client: the folder of the site %s stays: %s\n",
+                 arguments.name.c_str(), error.message().c_str());
+  }
+  return 0;
+}
+
+int SiteList(ClientRecords& records) {
+  for (SiteRecord const& site : records.Sites()) {
+    std::printf("%s\t%s\t%s\n", site.name.c_str(), site.url.c_str(), site.type.c_str());
+  }
+  return 0;
+}
+
+int Import(ClientFolder& folder, ClientRecords& records, Arguments const& arguments) {
+  std::string const text = ReadWholeFile(arguments.file);
+  Json document;
+  try {
+    document = Json::parse(text);
+  } catch (Json::parse_error const& error) {
+    throw UsageError("cannot read " + arguments.file + " as JSON: " + error.what());
+  }
+  std::vector<std::pair<std::string, std::string>> mastheads;
+  ClientRecordSet const imported = RecordsOfJson(document, mastheads);
+  records.Replace(imported);
+  MakeSiteFolders(folder, imported.sites);
+  for (auto const& [site, text] : mastheads) WriteMasthead(folder, site, text);
+  return 0;
+}
+
+int Export(ClientRecords& records) {
+  std::string const text = JsonOfRecords(records.Export()).dump(2);
+  std::printf("%s\n", text.c_str());
+  return 0;
+}
+
+int Show(ClientFolder& folder, ClientRecords& records) {
+  ClientRecordSet const all = records.Export();
+  std::size_t clientSettings = 0;
+  std::size_t deleted = 0;
+  std::size_t siteSettings = 0;
+  for (SettingRecord const& setting : all.settings) {
+    (setting.scope == SettingScope::kClient ? clientSettings : siteSettings) += 1;
+    if (setting.deleted) ++deleted;
+  }
+  std::printf("client folder: %s\n", folder.Root().c_str());
+  std::printf("database: %s (schema version %d)\n", records.Path().c_str(),
+              ClientRecords::kSchemaVersion);
+  std::printf("client settings: %zu\n", clientSettings);
+  std::printf("sites: %zu\n", all.sites.size());
+  std::printf("site settings: %zu\n", siteSettings);
+  std::printf("deleted settings: %zu\n", deleted);
+  return 0;
+}
+
+// Where the words of a client command start: behind "client", which is the
+// first argument or follows --client DIR (or --client=DIR). Zero when the
+// arguments are not a client command.
+int ClientWordAt(int argc, char** argv, std::string& root) {
+  int at = 1;
+  if (at < argc && std::strcmp(argv[at], "--client") == 0 && at + 1 < argc) {
+    root = argv[at + 1];
+    at += 2;
+  } else if (at < argc && std::strncmp(argv[at], "--client=", 9) == 0) {
+    root = argv[at] + 9;
+    at += 1;
+  }
+  if (at + 1 >= argc || std::strcmp(argv[at], "client") != 0) return 0;
+  for (char const* word : kCommandWords) {
+    if (std::strcmp(argv[at + 1], word) == 0) return at;
+  }
+  if (std::strcmp(argv[at + 1], "--client") == 0 || std::strncmp(argv[at + 1], "--client=", 9) == 0) {
+    return at;
+  }
+  return 0;
+}
+
+}  // namespace
+
+char const* ClientCommandsHelp() {
+  return "Client folder commands (see survey client --help):\n"
+         "  survey client setting set|get|unset|list [--site SITE] NAME [VALUE]\n"
+         "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
+         "  survey client import FILE.json | export | show";
+}
+
+std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
+  std::string root;
+  int const at = ClientWordAt(argc, argv, root);
+  if (at == 0) return std::nullopt;
+
+  Arguments arguments;
+  arguments.clientRoot = root;
+  CLI::App app{"survey client: fills and inspects a client folder. Each change is one "
+               "transaction: refused input leaves the folder as it was (exit status 2).",
+               "survey client"};
+  app.require_subcommand(1);
+  app.add_option("--client", arguments.clientRoot,
+                 "the client folder (default: survey/client in the user's state folder)");
+
+  CLI::App* const setting = app.add_subcommand("setting", "the client's and the sites' settings");
+  setting->require_subcommand(1);
+  CLI::App* const set = setting->add_subcommand("set", "sets a setting, dated now");
+  CLI::App* const get = setting->add_subcommand("get", "prints a setting's value");
+  CLI::App* const unset = setting->add_subcommand("unset", "marks a setting deleted, dated now");
+  CLI::App* const list = setting->add_subcommand("list", "lists the settings: KEY=VALUE");
+  for (CLI::App* command : {set, get, unset, list}) {
+    command->add_option("--site", arguments.site, "a site's settings rather than the client's");
+  }
+  for (CLI::App* command : {set, get, unset}) {
+    command->add_option("name", arguments.name,
+                        "the setting's name (the client's are stored percent-encoded)")
+        ->required();
+  }
+  set->add_option("value", arguments.value, "the setting's value")->required();
+
+  CLI::App* const site = app.add_subcommand("site", "the client's sites");
+  site->require_subcommand(1);
+  CLI::App* const add = site->add_subcommand("add", "adds a site and makes its folder");
+  CLI::App* const remove = site->add_subcommand("remove", "removes a site, its settings and folder");
+  CLI::App* const sites = site->add_subcommand("list", "lists the sites: NAME, URL, TYPE");
+  for (CLI::App* command : {add, remove}) {
+    command->add_option("name", arguments.name, "the site's name")->required();
+  }
+  add->add_option("--url", arguments.url, "the site's URL")->required();
+  add->add_option("--type", arguments.type,
+                  "the site's banner: \">Nudge Remote Site\" (the default), \">Master Action "
+                  "Site\", \">Custom Site:TAG\" or \">Operator Action Site:N:NAME\"");
+  add->add_option("--display-name", arguments.displayName, "the name a custom site shows");
+  add->add_option("--masthead", arguments.masthead, "a masthead file to copy into the site");
+  add->add_option("--gather", arguments.gather, "publisher, custom, manual or disabled");
+  add->add_option("--publisher-interval", arguments.publisherInterval, "seconds");
+  add->add_option("--custom-interval", arguments.customInterval, "seconds");
+  add->add_option("--version", arguments.version, "the site's version");
+  add->add_option("--versions", arguments.versions, "the site's version list")->delimiter(',');
+  add->add_option("--identity", arguments.identity, "the site's identity number");
+  add->add_option("--subscribe-time", arguments.subscribeTime,
+                  "microseconds since 1970 (UTC); default: now");
+  add->add_option("--last-gather-time", arguments.lastGatherTime, "microseconds since 1970 (UTC)");
+
+  CLI::App* const import = app.add_subcommand("import", "replaces the whole state with a JSON file");
+  import->add_option("file", arguments.file, "the JSON file; - for standard input")->required();
+  CLI::App* const exported = app.add_subcommand("export", "prints the whole state as JSON");
+  CLI::App* const show = app.add_subcommand("show", "prints the folder, its database and counts");
+
+  try {
+    app.parse(argc - at, argv + at);
+  } catch (CLI::ParseError const& error) {
+    int const code = app.exit(error);
+    return error.get_exit_code() == 0 ? code : 2;
+  }
+
+  std::string const folderRoot =
+      arguments.clientRoot.empty() ? ClientFolder::DefaultRoot() : arguments.clientRoot;
+  try {
+    ClientFolder folder(folderRoot);
+    ClientRecords& records = folder.Records();
+    if (*set) return SettingSet(records, arguments);
+    if (*get) return SettingGet(records, arguments);
+    if (*unset) return SettingUnset(records, arguments);
+    if (*list) return SettingList(records, arguments);
+    if (*add) return SiteAdd(folder, records, arguments);
+    if (*remove) return SiteRemove(folder, records, arguments);
+    if (*sites) return SiteList(records);
+    if (*import) return Import(folder, records, arguments);
+    if (*exported) return Export(records);
+    if (*show) return Show(folder, records);
+  } catch (UsageError const& error) {
+    std::fprintf(stderr, "survey client: %s\n", error.what());
+    return 2;
+  } catch (RecordError const& error) {
+    std::fprintf(stderr, "survey client: %s\n", error.what());
+    return 2;
+  } catch (DatabaseError const& error) {
+    std::fprintf(stderr, "survey client: %s\n", error.what());
+    return 2;
+  } catch (ClientFolderError const& error) {
+    std::fprintf(stderr, "survey client: %s\n", error.what());
+    return 2;
+  } catch (std::exception const& error) {
+    std::fprintf(stderr, "survey client: %s\n", error.what());
+    return 2;
+  }
+  return 2;
+}
+
+}  // namespace survey::tools

@@ -1,0 +1,33 @@
+// The commands that fill and inspect a client folder:
+//
+//   survey client [--client DIR] setting set [--site SITE] NAME VALUE
+//   survey client [--client DIR] setting get [--site SITE] NAME
+//   survey client [--client DIR] setting unset [--site SITE] NAME
+//   survey client [--client DIR] setting list [--site SITE]
+//   survey client [--client DIR] site add NAME --url URL [...]
+//   survey client [--client DIR] site remove NAME
+//   survey client [--client DIR] site list
+//   survey client [--client DIR] import FILE.json
+//   survey client [--client DIR] export
+//   survey client [--client DIR] show
+//
+// Each change is one transaction of the client's records: input that is
+// refused gives a message on standard error, exit status 2, and leaves the
+// records as they were.
+#pragma once
+
+#include <optional>
+
+namespace survey::tools {
+
+// The status of the client command that the arguments ask for, after
+// running it; nothing when they ask for something else (queries). The
+// arguments ask for a client command when "client" is followed by one of
+// the command words above or by --help, as the first argument or after
+// --client DIR.
+std::optional<int> RunClientCommandIfAsked(int argc, char** argv);
+
+// A paragraph for the command's own help, naming the client commands.
+char const* ClientCommandsHelp();
+
+}  // namespace survey::tools
