@@ -190,9 +190,11 @@ std::vector<std::string> Completions(std::vector<std::string> const& phrases,
     words += c;
   }
   std::size_t const partialStart = words.rfind(' ') == std::string::npos ? 0 : words.rfind(' ') + 1;
-  // Each suffix of the run that starts at a word: the phrase may begin
-  // there.
-  for (std::size_t start = 0; start <= partialStart;) {
+  // Each suffix of the run that starts at a word, longest first: the phrase
+  // may begin there. The phrases that take in the most of the words typed
+  // are the ones offered: after "lines contai", "containing" and not the
+  // keyword "contains".
+  for (std::size_t start = 0; start <= partialStart && found.empty();) {
     std::string_view const typed = std::string_view(words).substr(start);
     for (std::string const& phrase : phrases) {
       if (phrase.size() < typed.size() || phrase.compare(0, typed.size(), typed) != 0) continue;

@@ -40,7 +40,8 @@ std::string IndexLiteral(Registry const& registry, std::string const& type, int 
 }
 
 std::string ValueOf(Registry const& registry, std::string const& type, int depth) {
-  if (type == "string" || type == "substring") return "\"text\"";
+  if (type == "string") return "\"text\"";
+  if (type == "substring") return "first 2 of \"text\"";
   if (type == "integer") return "1";
   if (type == "boolean") return "true";
   if (type == "time") return "now";
