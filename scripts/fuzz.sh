@@ -8,8 +8,9 @@
 # readers against the standard library's conversions), ipv4_fuzzer (the
 # reading of IPv4 addresses against the C library's), versions_fuzzer (the
 # order of versions, and of strverscmp versions against the C library's),
-# proc_stat_fuzzer (the host's reading of a process's stat file) or
-# wildcard_fuzzer (the patterns of folder listings against fnmatch).
+# proc_stat_fuzzer (the host's reading of a process's stat file),
+# wildcard_fuzzer (the patterns of folder listings against fnmatch) or
+# command_input_fuzzer (the command's sizes, CSV fields and prompt lines).
 # BUILD_DIR chooses another build folder; FUZZ_BUILD_ONLY=1 builds the targets
 # and runs none.
 #
@@ -44,10 +45,10 @@ fi
 for target in "${TARGETS[@]}"; do
   case "$target" in
     parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
-      wildcard_fuzzer) ;;
+      wildcard_fuzzer | command_input_fuzzer) ;;
     *)
       echo "fuzz: unknown target $target (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-        "versions_fuzzer, proc_stat_fuzzer or wildcard_fuzzer)" >&2
+        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer or command_input_fuzzer)" >&2
       exit 2
       ;;
   esac
@@ -122,6 +123,13 @@ prepare_target() {
       "\x00?" "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"
     dictionary=fuzz/wildcard.dict
     max_len=128
+  elif [ "$TARGET" = command_input_fuzzer ]; then
+    # The first byte: 0 a size, 1 a CSV field, 2 a line typed at the prompt.
+    fresh_seeds escaped "\x00512M" "\x000" "\x0018446744073709551615" "\x0016EiB" "\x01a,b" \
+      "\x01say \"hi\"" "\x01two\nlines" "\x02(1;\n2)" "\x02\"a(\" // (" "\x02lines contai" \
+      "\x02number of unique v"
+    dictionary=fuzz/command_input.dict
+    max_len=256
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \

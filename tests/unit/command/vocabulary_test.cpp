@@ -164,5 +164,14 @@ TEST_F(VocabularyTest, TheMarkdownPageHasATableForEachSection) {
   }
 }
 
+TEST_F(VocabularyTest, TheHelpTellsTheNewOptions) {
+  Outcome const run = Survey("--help");
+  EXPECT_EQ(0, run.status);
+  for (char const* option : {"--csv", "--json", "--list", "--markdown", "--describe PHRASE",
+                             "Tab completes phrases and keywords", "help and quit"}) {
+    EXPECT_NE(std::string::npos, run.out.find(option)) << option;
+  }
+}
+
 }  // namespace
 }  // namespace survey::command_test
