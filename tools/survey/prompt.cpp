@@ -77,14 +77,27 @@ char* NextMatch(char const*, int state) {
   return strdup(gMatches[next++].c_str());
 }
 
-char** Complete(char const* text, int start, int end) {
-  (void)text;
-  (void)end;
-  std::string_view const before(rl_line_buffer, static_cast<std::size_t>(start));
-  // Inside a quoted text, the file names that readline completes itself.
-  std::size_t const quotes = static_cast<std::size_t>(std::count(before.begin(), before.end(), '"'));
-  if (quotes % 2 == 1) return nullptr;
+// Whether the cursor is inside a quoted text.
+bool InQuotes() {
+  std::string_view const before(rl_line_buffer, static_cast<std::size_t>(rl_point));
+  return std::count(before.begin(), before.end(), '"') % 2 == 1;
+}
+
+// Where the word to complete starts: after punctuation or a blank, or,
+// inside a quoted text, after the quote, so that a whole path is completed.
+char* WordBreaks() {
+  static char inQuotes[] = "\"";
+  static char outside[] = " \t\n(),;&+-*/=<>!\"";
+  return InQuotes() ? inQuotes : outside;
+}
+
+char** Complete(char const* text, int, int) {
   rl_attempted_completion_over = 1;
+  if (InQuotes()) {
+    // A file name, the quote closed after a whole one.
+    rl_completion_append_character = '"';
+    return rl_completion_matches(text, &rl_filename_completion_function);
+  }
   gMatches = Completions(*gPhrases, std::string_view(rl_line_buffer, static_cast<std::size_t>(rl_point)));
   if (gMatches.empty()) return nullptr;
   // A phrase of several words is completed as a whole, blanks included.
@@ -95,9 +108,7 @@ void SetUpEditing(std::vector<std::string> const& phrases) {
   gPhrases = &phrases;
   rl_readline_name = "survey";
   rl_attempted_completion_function = &Complete;
-  // Words end at punctuation and blanks; a quote starts a file name.
-  rl_basic_word_break_characters = const_cast<char*>(" \t\n(),;&+-*/=<>!");
-  rl_completer_quote_characters = const_cast<char*>("\"");
+  rl_completion_word_break_hook = &WordBreaks;
 }
 #else
 // Without line editing: a plain prompt and line, and the history kept all

@@ -41,7 +41,10 @@ TEST_F(PromptTest, ASessionAtTheTerminal) {
   // in the most of the words before it agree.
   std::string const length = "\"abcd\" as uppercas\t& \"e\"\r";
   std::string const lines = "number of lines contai\t \"root\" of file \"/etc/passwd\"\r";
+  // Inside quotes, a file name; the quote is closed after a whole one.
+  std::string const sized = "size of file \"" + scratch + "/only-fi\t\r";
 #else
+  std::string const sized = "size of file \"" + scratch + "/only-file\"\r";
   std::string const length = "\"abcd\" as uppercase & \"e\"\r";
   std::string const lines = "number of lines containing \"root\" of file \"/etc/passwd\"\r";
 #endif
@@ -49,9 +52,13 @@ TEST_F(PromptTest, ASessionAtTheTerminal) {
       "number of unique values of (((1;2;3;4;5;6;7;8;9;10), (1;2;3;4;5;6;7;8;9;10), "
       "(1;2;3;4;5;6;7;8;9;10), (1;2;3;4;5;6;7;8;9;10), (1;2;3;4;5;6;7;8;9;10), "
       "(1;2;3;4;5;6;7;8;9;10)) as string)\r";
+  WriteFile(scratch + "/only-file", std::string(4321, 'q'));
+  std::string const size = survey::testing::Output("stat -c %s " + Quote(scratch + "/only-file"));
+  ASSERT_EQ("4321\n", size);
   std::string const transcript =
       Session(command,
               {{length, "survey> "},
+               {sized, "survey> "},
                {lines, "survey> "},
                {"(1;\r", "...> "},
                {"2)\r", "survey> "},
@@ -67,6 +74,8 @@ TEST_F(PromptTest, ASessionAtTheTerminal) {
       << transcript;
   EXPECT_NE(std::string::npos, transcript.find("\"abcd\" as uppercase & \"e\"")) << transcript;
   EXPECT_NE(std::string::npos, transcript.find("\r\nABCDe\r\n")) << transcript;
+  EXPECT_NE(std::string::npos, transcript.find("size of file \"" + scratch + "/only-file\"\r\n4321\r\n"))
+      << transcript;
   EXPECT_NE(std::string::npos,
             transcript.find("number of lines containing \"root\" of file \"/etc/passwd\""))
       << transcript;
