@@ -102,6 +102,7 @@ bool OpenByAnotherReading(std::string_view text) {
       left += text[at++];
     }
   }
+  if (quoted) return true;
   long depth = 0;
   for (char const c : left) depth += c == '(' ? 1 : c == ')' ? -1 : 0;
   return depth > 0;
