@@ -7,6 +7,7 @@
 #   make fuzz    run each fuzz target for FUZZ_SECONDS (default 15)
 #   make build   configure and build the default preset
 #   make test    build and test the default preset
+#   make vocabulary  write docs/vocabulary.md anew from the registry
 #   make format  reformat the C and C++ sources with clang-format
 #   make clean   remove build/
 
@@ -23,12 +24,13 @@ FUZZ_TARGETS ?= \
   processor_memory_fuzzer \
   keys_fuzzer \
   mounts_fuzzer \
-  site_banner_fuzzer
+  site_banner_fuzzer \
+  command_input_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 SHELL   := /bin/bash
 
-.PHONY: all run check build test deps demo fuzz format format-check clean
+.PHONY: all run check build test deps demo fuzz format format-check clean vocabulary
 
 all: build
 
@@ -85,6 +87,12 @@ test: build
 
 demo:
 	bash scripts/demo.sh
+
+# The vocabulary page of the documents, as the built command lists it.
+vocabulary:
+	cmake --preset default
+	cmake --build --preset default -j$(JOBS) --target vocabulary_page
+	cp build/default/docs/vocabulary.md docs/vocabulary.md
 
 FORMAT_FILES = git ls-files -- '*.c' '*.cc' '*.cpp' '*.h' '*.hpp'
 

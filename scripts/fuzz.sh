@@ -161,6 +161,12 @@ prepare_target() {
       ">Operator Action Site:x:bob" ">Operator Action Site:4294967194:a" \
       ">Operator Action Site:5000000000:a" "http://h/a%20b/%zz#f"
     dictionary=fuzz/site_banner.dict
+  elif [ "$TARGET" = command_input_fuzzer ]; then
+    # The first byte: 0 a size, 1 a CSV field, 2 a line typed at the prompt.
+    fresh_seeds escaped "\x00512M" "\x000" "\x0018446744073709551615" "\x0016EiB" "\x01a,b" \
+      "\x01say \"hi\"" "\x01two\nlines" "\x02(1;\n2)" "\x02\"a(\" // (" "\x02lines contai" \
+      "\x02number of unique v"
+    dictionary=fuzz/command_input.dict
     max_len=256
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \

@@ -176,7 +176,14 @@ std::string Host::Text(Value const& value) const {
   if (registry_.IsA(type, "boolean")) return value.As<boolean>().value == 1 ? "True" : "False";
   if (registry_.IsA(type, "time")) return TimeText(value.As<moment>().ticks);
   if (registry_.IsA(type, "time interval")) return IntervalText(value.As<time_interval>().ticks);
-  if (registry_.FindCast("string", type) != nullptr) return Text(Cast("string", value));
+  // A value whose cast gives no text ("no such object") has none.
+  if (registry_.FindCast("string", type) != nullptr) {
+    try {
+      return Text(Cast("string", value));
+    } catch (EvaluationError const& error) {
+      if (error.Kind() != ErrorKind::kNoValue) throw;
+    }
+  }
   return "<" + type->name + ">";
 }
 

@@ -644,6 +644,11 @@ Value Evaluator::CastOf(Step& step, Value const& value) {
   host::CastEntry const* const cast = host_.GetRegistry().FindCast(node.text, value.Type());
   TypeEntry const* const target =
       cast == nullptr ? nullptr : host_.GetRegistry().FindType(cast->target);
+  // A tuple has a text form, its items' joined by ", ", but no record: the
+  // tuple types are made as queries meet them.
+  if (cast == nullptr && node.text == "string" && !TupleElements(value.Type()).empty()) {
+    return host_.MakeString(Text(value));
+  }
   // Without a record, the host's Cast reports the error with its details.
   if (cast == nullptr || target == nullptr) return host_.Cast(node.text, value);
   step.casts.push_back(Step::Cast{value.Type(), cast, target});

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <map>
 #include <stdexcept>
 #include <string>
 
@@ -336,6 +337,169 @@ int JoinFinal(void* r, void const*, void const*, void* s, void const*) {
 }
 int JoinEnd(void*, void const*, void const*, void*, void const*) { throw NoSuchObject(); }
 
+// --- Aggregates of the host's ordered types: sums, extremes and unique
+// values. An aggregator holds what it keeps in its own state, which the
+// values it delivers keep alive, so its answers may point into it.
+
+// How an aggregator holds a value of each ordered type, and gives it back.
+struct IntegerOrder {
+  using Held = long long;
+  using Given = integer;
+  static Held Read(void const* value) { return Int(value); }
+  static Given Give(Held const& held) { return integer{held}; }
+};
+struct TimeOrder {
+  using Held = long long;
+  using Given = moment;
+  static Held Read(void const* value) { return Ticks(value); }
+  static Given Give(Held const& held) { return moment{held}; }
+};
+struct IntervalOrder {
+  using Held = long long;
+  using Given = time_interval;
+  static Held Read(void const* value) { return Ticks(value); }
+  static Given Give(Held const& held) { return time_interval{held}; }
+};
+// A string's bytes are copied: the aggregator outlives the values it took.
+struct StringOrder {
+  using Held = std::string;
+  using Given = surveyor_string;
+  static Held Read(void const* value) {
+    surveyor_string const& text = Str(value);
+    return text.length == 0 ? std::string()
+                            : std::string(reinterpret_cast<char const*>(text.data), text.length);
+  }
+  static Given Give(Held const& held) {
+    return surveyor_string{reinterpret_cast<unsigned char const*>(held.data()),
+                           static_cast<unsigned long>(held.size())};
+  }
+};
+
+template <class State>
+void ConstructState(void* state) {
+  ::new (state) State();
+}
+template <class State>
+void DestroyState(void const* state) {
+  static_cast<State const*>(state)->~State();
+}
+// A phase that takes or gives nothing.
+int Pass(void*, void const*, void const*, void*, void const*) { return 0; }
+// A final phase after the one answer.
+int NoMore(void*, void const*, void const*, void*, void const*) { throw NoSuchObject(); }
+
+// The least and the greatest value seen; the first of equal values stays.
+template <class Order>
+struct Extremes {
+  typename Order::Held least{};
+  typename Order::Held greatest{};
+  bool seen = false;
+  typename Order::Given given[2] = {};  // what the extrema's tuple points at
+};
+template <class Order>
+int TakeExtreme(void*, void const*, void const* o, void* s, void const*) {
+  Extremes<Order>& state = *static_cast<Extremes<Order>*>(s);
+  typename Order::Held value = Order::Read(o);
+  if (!state.seen) {
+    state.least = value;
+    state.greatest = std::move(value);
+    state.seen = true;
+  } else if (value < state.least) {
+    state.least = std::move(value);
+  } else if (state.greatest < value) {
+    state.greatest = std::move(value);
+  }
+  return 0;
+}
+template <class Order>
+int Least(void* r, void const*, void const*, void* s, void const*) {
+  Extremes<Order> const& state = *static_cast<Extremes<Order> const*>(s);
+  if (!state.seen) throw NoSuchObject();
+  Put(r, Order::Give(state.least));
+  return 1;
+}
+template <class Order>
+int Greatest(void* r, void const*, void const*, void* s, void const*) {
+  Extremes<Order> const& state = *static_cast<Extremes<Order> const*>(s);
+  if (!state.seen) throw NoSuchObject();
+  Put(r, Order::Give(state.greatest));
+  return 1;
+}
+// The pair of the least and the greatest, as a tuple of two nodes that
+// point into the state.
+template <class Order>
+int BothExtremes(void* r, void const*, void const*, void* s, void const*) {
+  Extremes<Order>& state = *static_cast<Extremes<Order>*>(s);
+  if (!state.seen) throw NoSuchObject();
+  state.given[0] = Order::Give(state.least);
+  state.given[1] = Order::Give(state.greatest);
+  if (r != nullptr) {
+    TupleNode* const nodes = static_cast<TupleNode*>(r);
+    nodes[1] = TupleNode{&state.given[1], nullptr};
+    nodes[0] = TupleNode{&state.given[0], &nodes[1]};
+  }
+  return 1;
+}
+
+// A unique value with the number of times it occurred; the value comes
+// first, so that it stands wherever a value of its type is asked for.
+template <class Order>
+struct Counted {
+  typename Order::Given value;
+  unsigned long long multiplicity;
+};
+// Every distinct value with its count, given in ascending order.
+template <class Order>
+struct Uniques {
+  std::map<typename Order::Held, unsigned long long> counts;
+  typename std::map<typename Order::Held, unsigned long long>::const_iterator cursor;
+};
+template <class Order>
+int TakeUnique(void*, void const*, void const* o, void* s, void const*) {
+  ++static_cast<Uniques<Order>*>(s)->counts[Order::Read(o)];
+  return 0;
+}
+template <class Order>
+int GiveUnique(void* r, Uniques<Order> const& state) {
+  if (state.cursor == state.counts.end()) throw NoSuchObject();
+  Put(r, Counted<Order>{Order::Give(state.cursor->first), state.cursor->second});
+  return 1;
+}
+template <class Order>
+int FirstUnique(void* r, void const*, void const*, void* s, void const*) {
+  Uniques<Order>& state = *static_cast<Uniques<Order>*>(s);
+  state.cursor = state.counts.begin();
+  return GiveUnique(r, state);
+}
+template <class Order>
+int NextUnique(void* r, void const*, void const*, void* s, void const*) {
+  Uniques<Order>& state = *static_cast<Uniques<Order>*>(s);
+  if (state.cursor == state.counts.end()) throw NoSuchObject();
+  ++state.cursor;
+  return GiveUnique(r, state);
+}
+template <class Order>
+int MultiplicityOf(void* r, void const*, void const* o, void*, void const*) {
+  Put(r, integer{static_cast<long long>(static_cast<Counted<Order> const*>(o)->multiplicity)});
+  return 1;
+}
+
+// The sum of integers or of time intervals, both 64-bit counts; a sum that
+// does not fit is an error, as it is for "+". Of nothing, it is zero.
+struct Total {
+  long long sum = 0;
+};
+int AddToTotal(void*, void const*, void const* o, void* s, void const*) {
+  Total& total = *static_cast<Total*>(s);
+  total.sum = Add(total.sum, Int(o));
+  return 0;
+}
+template <class Order>
+int GiveTotal(void* r, void const*, void const*, void* s, void const*) {
+  Put(r, Order::Give(static_cast<Total const*>(s)->sum));
+  return 1;
+}
+
 void NoDestroy(void const*) {}
 void FingerprintInteger(Fingerprinter& fingerprinter, void const* value) {
   Fingerprint_Byte_Range(fingerprinter, value, static_cast<integer const*>(value) + 1);
@@ -468,6 +632,58 @@ HostWords::HostWords(host::Registry& registry) : registry_(registry) {
                                 "string", "string", sizeof(Joiner), &ConstructJoiner,
                                 &DestroyJoiner, &JoinNothing, &JoinNothing, &JoinOne,
                                 &JoinNothing, &JoinFinal, &JoinEnd, nullptr, &DependsOnNothing);
+  }
+
+  // Sums, extremes and unique values of the host's ordered types. The
+  // library registers these phrases for its own types only.
+  Register_Aggregate_Property(Next(Kind::kProperty), kRecordHostArea, "sum", "sums", "", "integer",
+                              "integer", sizeof(Total), &ConstructState<Total>,
+                              &DestroyState<Total>, &Pass, &Pass, &AddToTotal, &Pass,
+                              &GiveTotal<IntegerOrder>, &NoMore, nullptr, &DependsOnNothing);
+  Register_Aggregate_Property(Next(Kind::kProperty), kRecordHostArea, "sum", "sums", "",
+                              "time interval", "time interval", sizeof(Total),
+                              &ConstructState<Total>, &DestroyState<Total>, &Pass, &Pass,
+                              &AddToTotal, &Pass, &GiveTotal<IntervalOrder>, &NoMore, nullptr,
+                              &DependsOnNothing);
+  RegisterOrdered<IntegerOrder>("integer");
+  RegisterOrdered<StringOrder>("string");
+  RegisterOrdered<TimeOrder>("time");
+  RegisterOrdered<IntervalOrder>("time interval");
+}
+
+template <class Order>
+void HostWords::RegisterOrdered(char const* type) {
+  std::string const name(type);
+  std::string const counted = name + " with multiplicity";
+  std::string const pair = "( " + name + ", " + name + " )";
+  Register_Type(Next(Kind::kType), kTypeHostArea, counted.c_str(), sizeof(Counted<Order>),
+                &NoDestroy, type, nullptr);
+  using E = Extremes<Order>;
+  using U = Uniques<Order>;
+  Register_Aggregate_Property(Next(Kind::kProperty), kRecordHostArea, "unique value",
+                              "unique values", "", type, counted.c_str(), sizeof(U),
+                              &ConstructState<U>, &DestroyState<U>, &Pass, &Pass,
+                              &TakeUnique<Order>, &Pass, &FirstUnique<Order>, &NextUnique<Order>,
+                              nullptr, &DependsOnNothing);
+  Register_Property(Next(Kind::kProperty), kRecordHostArea, "multiplicity", "multiplicities", "",
+                    counted.c_str(), "integer", &MultiplicityOf<Order>, nullptr,
+                    &DependsOnNothing);
+  struct ExtremeRow {
+    char const* singular;
+    char const* plural;
+    char const* result;
+    SurveyorGetter final;
+  };
+  ExtremeRow const extremes[] = {
+      {"minimum", "minima", type, &Least<Order>},
+      {"maximum", "maxima", type, &Greatest<Order>},
+      {"extrema", "extremas", pair.c_str(), &BothExtremes<Order>},
+  };
+  for (ExtremeRow const& row : extremes) {
+    Register_Aggregate_Property(Next(Kind::kProperty), kRecordHostArea, row.singular, row.plural,
+                                "", type, row.result, sizeof(E), &ConstructState<E>,
+                                &DestroyState<E>, &Pass, &Pass, &TakeExtreme<Order>, &Pass,
+                                row.final, &NoMore, nullptr, &DependsOnNothing);
   }
 }
 

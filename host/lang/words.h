@@ -26,6 +26,10 @@ class HostWords {
   // A fresh zeroed record for the next registration.
   void* Next(Kind kind);
   static void DependsOnNothing(Fingerprinter&);
+  // Unique values with their multiplicity, minimum, maximum and extrema of
+  // an ordered type of the host.
+  template <class Order>
+  void RegisterOrdered(char const* type);
 
   host::Registry& registry_;
   std::deque<Record> records_;

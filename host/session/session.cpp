@@ -24,6 +24,25 @@ std::string InterruptCause(std::chrono::microseconds timeLimit) {
 
 Session::Session() : words_(host_.GetRegistry()), evaluator_(host_) {}
 
+AnswerValue Session::Describe(host::Value const& value) {
+  AnswerValue shown;
+  shown.text = evaluator_.Text(value);
+  shown.type = lang::Evaluator::TypeName(value);
+  if (value.Empty()) return shown;
+  host::Registry const& registry = host_.GetRegistry();
+  if (!evaluator_.TupleElements(value.Type()).empty()) {
+    shown.form = AnswerValue::Form::kTuple;
+    for (host::Value const& item : evaluator_.Items(value)) shown.items.push_back(Describe(item));
+  } else if (registry.IsA(value.Type(), "integer")) {
+    shown.form = AnswerValue::Form::kInteger;
+    shown.number = value.As<integer>().value;
+  } else if (registry.IsA(value.Type(), "boolean")) {
+    shown.form = AnswerValue::Form::kBoolean;
+    shown.number = value.As<boolean>().value == 1 ? 1 : 0;
+  }
+  return shown;
+}
+
 Session::~Session() = default;
 
 void Session::Load(std::string const& libraryPath) { host_.Load(libraryPath); }
@@ -43,7 +62,7 @@ Answer Session::Evaluate(std::string_view query,
       std::unique_ptr<host::Stream> values = evaluator_.Open(*tree, host::Value());
       host::Value value;
       while (values->Next(value)) {
-        AnswerValue shown{evaluator_.Text(value), lang::Evaluator::TypeName(value)};
+        AnswerValue shown = Describe(value);
         if (each) each(shown);
         if (keep) answer.values.push_back(std::move(shown));
         value = host::Value();

@@ -23,10 +23,16 @@
 
 namespace survey::session {
 
-// One value of an answer: its text form and the name of its type.
+// One value of an answer: its text form and the name of its type, and for
+// machine-readable output what it is: an integer or a boolean with its
+// number, a tuple with its items, or else text alone.
 struct AnswerValue {
+  enum class Form { kText, kInteger, kBoolean, kTuple };
   std::string text;
   std::string type;
+  Form form = Form::kText;
+  long long number = 0;            // kInteger: the integer; kBoolean: 0 or 1
+  std::vector<AnswerValue> items;  // kTuple: the items, in order
 };
 
 // What a query gave: its values, in order, up to the first error if any.
@@ -54,6 +60,7 @@ class Session {
                   std::function<void(AnswerValue const&)> const& each = nullptr, bool keep = true);
 
   host::Host& GetHost() { return host_; }
+  host::Host const& GetHost() const { return host_; }
 
   // The client folder that each query's context serves; none by default.
   void SetClientFolder(std::shared_ptr<client::ClientFolder> folder) {
@@ -62,6 +69,8 @@ class Session {
   client::ClientFolder* GetClientFolder() const { return clientFolder_.get(); }
 
  private:
+  AnswerValue Describe(host::Value const& value);
+
   host::Host host_;
   lang::HostWords words_;
   lang::Evaluator evaluator_;

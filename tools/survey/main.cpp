@@ -5,10 +5,6 @@
 //   survey -f queries.txt --json
 //   survey            (a prompt, when standard input is a terminal)
 
-#if SURVEY_USE_READLINE
-#include <readline/history.h>
-#include <readline/readline.h>
-#endif
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,6 +31,10 @@
 
 #include "host/session/session.h"
 #include "tools/survey/client_commands.h"
+#include "tools/survey/memory.h"
+#include "tools/survey/output.h"
+#include "tools/survey/prompt.h"
+#include "tools/survey/vocabulary.h"
 
 namespace {
 
@@ -56,8 +56,13 @@ struct Options {
   bool types = false;
   bool time = false;
   bool json = false;
+  bool csv = false;
   bool list = false;
+  bool markdown = false;
+  std::vector<std::string> describe;
   std::string timeout;  // as given; see TimeLimit
+  std::string maxMemory;  // as given; see ParseSize
+  std::size_t memoryBudget = survey::command::kDefaultMaxMemory;
 };
 
 // The argument parser reads an argument written as "[a,b]" as a list of
@@ -151,12 +156,6 @@ std::string StateFolder() {
   if (state != nullptr && *state != '\0') return std::string(state) + "/survey";
   char const* const home = std::getenv("HOME");
   return std::string(home != nullptr ? home : ".") + "/.local/state/survey";
-}
-
-void MakeFolders(std::string const& path) {
-  for (std::size_t at = 1; at <= path.size(); ++at) {
-    if (at == path.size() || path[at] == '/') mkdir(path.substr(0, at).c_str(), 0700);
-  }
 }
 
 // Reads a query file: one query per line, blank lines and // comments skipped.
@@ -258,23 +257,6 @@ void PrintError(std::string const& query, EvaluationError const& error) {
                static_cast<int>(columns[position - begin]), "");
 }
 
-nlohmann::json ToJson(std::string const& query, Answer const& answer) {
-  nlohmann::json values = nlohmann::json::array();
-  for (AnswerValue const& value : answer.values) {
-    values.push_back({{"type", value.type}, {"text", value.text}});
-  }
-  nlohmann::json object = {
-      {"query", query}, {"values", values}, {"elapsed_us", answer.elapsed.count()}};
-  if (answer.error) {
-    object["error"] = {{"kind", ErrorKindName(answer.error->Kind())},
-                       {"message", answer.error->what()},
-                       {"position", answer.error->Position()}};
-  } else {
-    object["error"] = nullptr;
-  }
-  return object;
-}
-
 // The reason the first write to standard output that failed gave, or 0.
 int gWriteError = 0;
 
@@ -298,31 +280,57 @@ bool OutputWritten() {
   return false;
 }
 
+// The error of a query that ran into its memory bound, in place of the
+// allocator's failure that the evaluation reports.
+void NameMemoryLimit(Answer& answer, Options const& options) {
+  if (!answer.error) return;
+  answer.error = EvaluationError(
+      survey::host::ErrorKind::kInterrupted,
+      "memory limit of " + survey::command::SizeText(options.memoryBudget) + " reached",
+      answer.error->Position());
+}
+
 // Runs one query and prints its answer. False when it failed.
 bool RunQuery(Session& session, Options const& options, std::string const& query, bool heading) {
   if (options.json) {
-    Answer const answer = session.Evaluate(query);
+    Answer answer;
+    {
+      survey::command::MemoryLimit const limit(options.memoryBudget);
+      answer = session.Evaluate(query);
+      if (limit.Reached()) NameMemoryLimit(answer, options);
+    }
     // Invalid bytes in values are replaced rather than failing the output.
-    std::cout
-        << ToJson(query, answer).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
-        << '\n';
+    std::cout << survey::command::JsonAnswer(query, answer)
+                     .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
+              << '\n';
     if (std::fflush(stdout) != 0) NoteWriteError();
     return !answer.error;
   }
-  if (heading) std::printf("%s\n", Shown(query, 0, nullptr).c_str());
-  Answer const answer = session.Evaluate(
-      query,
-      [&](AnswerValue const& value) {
-        if (heading) std::fputs("  ", stdout);
-        if (options.types) {
-          std::printf("%s: %s\n", value.type.c_str(), value.text.c_str());
-        } else {
-          std::fwrite(value.text.data(), 1, value.text.size(), stdout);
-          std::fputc('\n', stdout);
-        }
-        NoteWriteError();
-      },
-      /*keep=*/false);
+  if (heading && !options.csv) std::printf("%s\n", Shown(query, 0, nullptr).c_str());
+  Answer answer;
+  {
+    survey::command::MemoryLimit const limit(options.memoryBudget);
+    answer = session.Evaluate(
+        query,
+        [&](AnswerValue const& value) {
+          if (options.csv) {
+            std::string const row = survey::command::CsvRow(value);
+            std::fwrite(row.data(), 1, row.size(), stdout);
+            NoteWriteError();
+            return;
+          }
+          if (heading) std::fputs("  ", stdout);
+          if (options.types) {
+            std::printf("%s: %s\n", value.type.c_str(), value.text.c_str());
+          } else {
+            std::fwrite(value.text.data(), 1, value.text.size(), stdout);
+            std::fputc('\n', stdout);
+          }
+          NoteWriteError();
+        },
+        /*keep=*/false);
+    if (limit.Reached()) NameMemoryLimit(answer, options);
+  }
   if (std::fflush(stdout) != 0) NoteWriteError();
   if (answer.error) PrintError(query, *answer.error);
   if (options.time) {
@@ -331,107 +339,48 @@ bool RunQuery(Session& session, Options const& options, std::string const& query
   return !answer.error;
 }
 
-// The vocabulary: every property, cast and type, optionally only those
-// whose phrase contains one of the given words.
+// The vocabulary: every type, property, cast and operator, or those whose
+// phrase or name contains one of the given words; as text, JSON or the
+// Markdown page of the documents.
 int ListVocabulary(Session& session, Options const& options) {
   auto const& registry = session.GetHost().GetRegistry();
-  auto matches = [&](std::string const& text) {
-    if (options.queries.empty()) return true;
-    for (std::string const& word : options.queries) {
-      if (text.find(word) != std::string::npos) return true;
-    }
-    return false;
-  };
-  nlohmann::json list = nlohmann::json::array();
-  for (auto const* entry : registry.Properties()) {
-    if (!matches(entry->singular) && !matches(entry->plural)) continue;
-    char const* const kind = entry->kind == survey::host::PropertyKind::kSimple     ? "property"
-                             : entry->kind == survey::host::PropertyKind::kIterated ? "iterated"
-                                                                                    : "aggregate";
-    if (options.json) {
-      list.push_back({{"singular", entry->singular},
-                      {"plural", entry->plural},
-                      {"kind", kind},
-                      {"index", entry->index},
-                      {"object", entry->object},
-                      {"result", entry->result}});
-    } else {
-      std::printf("%s / %s  (%s)%s%s of %s -> %s\n", entry->singular.c_str(), entry->plural.c_str(),
-                  kind, entry->index.empty() ? "" : " with ", entry->index.c_str(),
-                  entry->object.empty() ? "world" : entry->object.c_str(), entry->result.c_str());
-    }
+  survey::command::VocabularyFilter const filter{options.queries};
+  if (options.markdown) {
+    std::fputs(survey::command::VocabularyMarkdown(registry).c_str(), stdout);
+  } else if (options.json) {
+    std::cout << survey::command::VocabularyJson(registry, filter).dump(1) << '\n';
+  } else {
+    std::fputs(survey::command::VocabularyText(registry, filter).c_str(), stdout);
   }
-  for (auto const* entry : registry.Casts()) {
-    if (!matches(entry->phrase)) continue;
-    if (options.json) {
-      list.push_back({{"singular", entry->phrase},
-                      {"plural", entry->phrase},
-                      {"kind", "cast"},
-                      {"index", ""},
-                      {"object", entry->source},
-                      {"result", entry->target}});
-    } else {
-      std::printf("as %s  (cast) of %s -> %s\n", entry->phrase.c_str(), entry->source.c_str(),
-                  entry->target.c_str());
-    }
-  }
-  if (options.json) std::cout << list.dump(1) << '\n';
   NoteWriteError();
   return 0;
 }
 
-void OnInterrupt(int) { survey::host::Evaluation::RequestInterrupt(); }
-
-#if !SURVEY_USE_READLINE
-// Without line editing: a plain prompt and line.
-char* readline(char const* prompt) {
-  std::fputs(prompt, stdout);
-  std::fflush(stdout);
-  std::string line;
-  if (!std::getline(std::cin, line)) return nullptr;
-  return strdup(line.c_str());
-}
-// The history is kept all the same, for a prompt with line editing to read.
-std::string gLastLine;
-void add_history(char const* line) { gLastLine = line; }
-int read_history(char const*) { return 0; }
-int append_history(int, char const* path) {
-  std::ofstream out(path, std::ios::app);
-  out << gLastLine << '\n';
-  return out ? 0 : errno;
-}
-#endif
-
-// Makes the history file, and the folders above it, when it does not exist
-// yet: lines are only ever appended to a file that exists.
-void MakeHistoryFile(std::string const& path) {
-  MakeFolders(path.substr(0, path.rfind('/')));
-  int const descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-  if (descriptor >= 0) close(descriptor);
-}
-
-int Prompt(Session& session, Options const& options) {
-  std::string const history = StateFolder() + "/history";
-  MakeHistoryFile(history);
-  read_history(history.c_str());
-  // Ctrl-C abandons the running query; at the prompt readline clears the line.
-  struct sigaction action {};
-  action.sa_handler = &OnInterrupt;
-  sigaction(SIGINT, &action, nullptr);
-  bool allGood = true;
-  while (char* line = readline("survey> ")) {
-    std::string const query = line;
-    std::free(line);
-    if (query.find_first_not_of(" \t") == std::string::npos) continue;
-    add_history(query.c_str());
-    append_history(1, history.c_str());
-    allGood = RunQuery(session, options, query, false) && allGood;
-    if (!OutputWritten()) return 1;
+// Every form of each phrase asked for. Exit status 1 when one is no phrase.
+int DescribePhrases(Session& session, Options const& options) {
+  auto const& registry = session.GetHost().GetRegistry();
+  int status = 0;
+  for (std::string const& phrase : options.describe) {
+    if (options.json) {
+      nlohmann::json const forms = survey::command::DescribeJson(registry, phrase);
+      std::cout << forms.dump(1) << '\n';
+      if (forms["forms"].empty()) status = 1;
+      continue;
+    }
+    std::string const text = survey::command::DescribeText(registry, phrase);
+    if (text.empty()) {
+      std::fprintf(stderr, "survey: no phrase \"%s\"; survey --list shows every phrase\n",
+                   phrase.c_str());
+      status = 1;
+      continue;
+    }
+    std::fputs(text.c_str(), stdout);
   }
-  std::printf("\n");
-  if (!OutputWritten()) return 1;
-  return allGood ? 0 : 1;
+  NoteWriteError();
+  return status;
 }
+
+void OnInterrupt(int) { survey::host::Evaluation::RequestInterrupt(); }
 
 }  // namespace
 
@@ -455,11 +404,29 @@ int main(int argc, char** argv) {
                  "a file of queries, one per line (// comments and blank lines skipped)");
   app.add_flag("--types", options.types, "print each value's type before it");
   app.add_flag("--time", options.time, "print the time each query took");
-  app.add_flag("--json", options.json, "print one JSON object per query");
-  app.add_flag("--list", options.list, "print the vocabulary (phrases containing WORDS)");
+  CLI::Option* const json = app.add_flag(
+      "--json", options.json,
+      "print one JSON object per query: each value with its type, its text and its value "
+      "(integers and booleans as JSON numbers and booleans, tuples as arrays)");
+  app.add_flag("--csv", options.csv,
+               "print one CSV row per value (RFC 4180), a tuple's items as its columns")
+      ->excludes(json);
+  app.add_flag("--list", options.list,
+               "print the vocabulary: types, properties, iterated and aggregate properties, "
+               "casts and operators (those containing WORDS); with --json as JSON");
+  app.add_flag("--markdown", options.markdown,
+               "with --list: the whole vocabulary as the Markdown page docs/vocabulary.md");
+  app.add_option("--describe", options.describe,
+                 "print every form of a phrase, with an example of each (repeatable)")
+      ->type_name("PHRASE")
+      ->allow_extra_args(false);
   app.add_option("--timeout", options.timeout,
                  "give up a query after this many seconds (0, the default: no limit)")
       ->type_name("SECONDS");
+  app.add_option("--max-memory", options.maxMemory,
+                 "end a query that takes more memory than this: bytes, or with K, M, G "
+                 "(default 512M; 0: no limit)")
+      ->type_name("SIZE");
   app.add_option("--library", options.library, "the surveyor library to load");
   app.add_option("--client", options.client,
                  "the client folder (made if missing; default: survey/client in the user's "
@@ -468,8 +435,14 @@ int main(int argc, char** argv) {
       "Options end at --: every argument after it is a query, even one that starts with -,\n"
       "as in: survey -- '-1 + 2'. With no query and no file, queries are read from standard\n"
       "input, one per line (-f - does the same), or at a prompt on a terminal.\n"
+      "At the prompt, Tab completes phrases and keywords, a query goes on over several lines\n"
+      "while a parenthesis or a quote is open, and help and quit do what they say.\n"
+      "Each query may take --max-memory (512M unless given) more than the command held\n"
+      "before it; a query that needs more ends with \"memory limit of 512 MiB reached\" and\n"
+      "the next one runs.\n"
       "Exit status: 0 when every query was answered, 1 when one ended with an error or the\n"
-      "answers could not be written, 2 when the command line is wrong.");
+      "answers could not be written (or --describe named no phrase), 2 when the command\n"
+      "line is wrong.");
   app.footer(app.get_footer() + "\n\n" + survey::tools::ClientCommandsHelp());
   BracketedArguments bracketed(argc, argv);
   try {
@@ -484,6 +457,18 @@ int main(int argc, char** argv) {
   bracketed.Restore(options.library);
   bracketed.Restore(options.client);
   bracketed.Restore(options.timeout);
+  bracketed.Restore(options.maxMemory);
+  bracketed.Restore(options.describe);
+  if (app.count("--max-memory") > 0) {
+    std::string problem;
+    std::optional<std::size_t> const budget = survey::command::ParseSize(options.maxMemory, problem);
+    if (!budget) {
+      std::fprintf(stderr, "survey: --max-memory: \"%s\" %s\n", options.maxMemory.c_str(),
+                   problem.c_str());
+      return 2;
+    }
+    options.memoryBudget = *budget;
+  }
   std::chrono::microseconds timeLimit{0};
   if (!options.timeout.empty() || app.count("--timeout") > 0) {
     std::optional<std::chrono::microseconds> const limit = TimeLimit(options.timeout);
@@ -526,6 +511,10 @@ int main(int argc, char** argv) {
     int const status = ListVocabulary(session, options);
     return OutputWritten() ? status : 1;
   }
+  if (!options.describe.empty()) {
+    int const status = DescribePhrases(session, options);
+    return OutputWritten() ? status : 1;
+  }
 
   std::vector<std::string> queries = options.queries;
   for (std::string const& file : options.files) {
@@ -558,7 +547,17 @@ int main(int argc, char** argv) {
     for (std::string& query : read) queries.push_back(std::move(query));
   }
   if (queries.empty() && options.files.empty()) {
-    if (isatty(STDIN_FILENO)) return Prompt(session, options);
+    if (isatty(STDIN_FILENO)) {
+      survey::command::PromptSetting setting;
+      setting.version = SURVEY_VERSION;
+      setting.clientFolder = client->Root();
+      setting.historyFile = StateFolder() + "/history";
+      setting.run = [&](std::string const& query) {
+        return RunQuery(session, options, query, false);
+      };
+      setting.written = [] { return OutputWritten(); };
+      return survey::command::Prompt(session.GetHost().GetRegistry(), setting);
+    }
     queries = ReadQueries(std::cin);
   }
   // Ctrl-C abandons the running query and moves on.
