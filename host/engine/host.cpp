@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include "host/engine/fingerprint.h"
@@ -25,6 +26,14 @@ void FingerprintString(Fingerprinter& fingerprinter, void const* value) {
   fingerprinter << *static_cast<surveyor_string const*>(value);
 }
 
+void FingerprintSubstring(Fingerprinter& fingerprinter, void const* value) {
+  fingerprinter << static_cast<substring const*>(value)->part;
+}
+
+// A site's 128 version numbers: the library fills the values, the type is
+// the host's.
+constexpr unsigned long kSiteVersionListSize = sizeof(std::uint32_t[128]);
+
 }  // namespace
 
 // The records of the host's own types, registered through the same
@@ -35,6 +44,10 @@ struct Host::OwnTypes {
   alignas(16) unsigned char booleanType[kTypeHostArea] = {};
   alignas(16) unsigned char time[kTypeHostArea] = {};
   alignas(16) unsigned char interval[kTypeHostArea] = {};
+  // Types that the library's records name without registering them.
+  alignas(16) unsigned char substringType[kTypeHostArea] = {};
+  alignas(16) unsigned char hertz[kTypeHostArea] = {};
+  alignas(16) unsigned char siteVersionList[kTypeHostArea] = {};
 };
 
 Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
@@ -49,6 +62,17 @@ Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
                 &FingerprintBytes<moment>);
   Register_Type(ownTypes_->interval, kTypeHostArea, "time interval", sizeof(time_interval),
                 &DestroyNothing, nullptr, &FingerprintBytes<time_interval>);
+  // The library names these in its records and registers none of them: a
+  // part of a text, a processor's speed as a 64-bit count of hertz, and a
+  // site's version numbers. The host's words give the first two their
+  // phrases, casts and operators.
+  Register_Type(ownTypes_->substringType, kTypeHostArea, "substring", sizeof(substring),
+                &DestroyNothing, "string", &FingerprintSubstring);
+  Register_Type(ownTypes_->hertz, kTypeHostArea, "hertz", sizeof(integer), &DestroyNothing,
+                nullptr, &FingerprintBytes<integer>);
+  Register_Type(ownTypes_->siteVersionList, kTypeHostArea, "site version list",
+                kSiteVersionListSize, &DestroyNothing, nullptr,
+                &FingerprintBytes<std::uint32_t[128]>);
   // The host's types live as long as the host: their entries are kept.
   stringType_ = registry_.FindType("string");
   integerType_ = registry_.FindType("integer");
@@ -59,6 +83,9 @@ Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
 
 Host::~Host() {
   Unload();
+  Unregister_Type(ownTypes_->siteVersionList);
+  Unregister_Type(ownTypes_->hertz);
+  Unregister_Type(ownTypes_->substringType);
   Unregister_Type(ownTypes_->interval);
   Unregister_Type(ownTypes_->time);
   Unregister_Type(ownTypes_->booleanType);

@@ -369,7 +369,6 @@ namespace {
 
 RegistrationTable table{
     FingerprintedTypeRow<site>(),
-    TypeRow<SiteVersionList>(),
     PropertyRow("current site", "current sites", &CurrentSite),
     IndexedRow("site", "sites", &NamedSite, &DependsOnSiteList),
     IteratedRow<site_iterator>("site", "sites", &DependsOnSiteList),

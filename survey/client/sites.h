@@ -70,8 +70,8 @@ struct ConstManyVersionRef {
   std::uint32_t const* end;
 };
 
-// "site version list": the 128 version numbers of a site. The library
-// registers the type with the site's own, so that a host need not.
+// "site version list": the 128 version numbers of a site. The type is the
+// host's; the library fills the value.
 struct SURVEY_API SiteVersionList {
   static constexpr char const* TypeName() { return "site version list"; }
 

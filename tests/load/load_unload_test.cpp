@@ -23,8 +23,8 @@ using survey::host::Value;
 using survey::load_test::IsMapped;
 using survey::load_test::LibraryPath;
 
-// The host registers its own five types first.
-constexpr std::size_t kHostTypes = 5;
+// The host registers its own eight types first.
+constexpr std::size_t kHostTypes = 8;
 
 struct Entry {
   RecordKind kind;
