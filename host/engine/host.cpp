@@ -35,6 +35,7 @@ struct Host::OwnTypes {
   alignas(16) unsigned char booleanType[kTypeHostArea] = {};
   alignas(16) unsigned char time[kTypeHostArea] = {};
   alignas(16) unsigned char interval[kTypeHostArea] = {};
+  alignas(16) unsigned char hertz[kTypeHostArea] = {};
 };
 
 Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
@@ -49,6 +50,10 @@ Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
                 &FingerprintBytes<moment>);
   Register_Type(ownTypes_->interval, kTypeHostArea, "time interval", sizeof(time_interval),
                 &DestroyNothing, nullptr, &FingerprintBytes<time_interval>);
+  // A processor's speed, which the library names without registering it: a
+  // 64-bit count of hertz, laid out as an integer.
+  Register_Type(ownTypes_->hertz, kTypeHostArea, "hertz", sizeof(integer), &DestroyNothing, nullptr,
+                &FingerprintBytes<integer>);
   // The host's types live as long as the host: their entries are kept.
   stringType_ = registry_.FindType("string");
   integerType_ = registry_.FindType("integer");
@@ -59,6 +64,7 @@ Host::Host() : ownTypes_(std::make_unique<OwnTypes>()) {
 
 Host::~Host() {
   Unload();
+  Unregister_Type(ownTypes_->hertz);
   Unregister_Type(ownTypes_->interval);
   Unregister_Type(ownTypes_->time);
   Unregister_Type(ownTypes_->booleanType);

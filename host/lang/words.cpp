@@ -337,9 +337,6 @@ int JoinFinal(void* r, void const*, void const*, void* s, void const*) {
 int JoinEnd(void*, void const*, void const*, void*, void const*) { throw NoSuchObject(); }
 
 void NoDestroy(void const*) {}
-void FingerprintInteger(Fingerprinter& fingerprinter, void const* value) {
-  Fingerprint_Byte_Range(fingerprinter, value, static_cast<integer const*>(value) + 1);
-}
 void FingerprintSubstring(Fingerprinter& fingerprinter, void const* value) {
   fingerprinter << static_cast<substring const*>(value)->part;
 }
@@ -350,9 +347,6 @@ HostWords::HostWords(host::Registry& registry) : registry_(registry) {
   host::Registry::Scope scope(registry_);
   Register_Type(Next(Kind::kType), kTypeHostArea, "substring", sizeof(substring), &NoDestroy, "string",
                 &FingerprintSubstring);
-  // A processor's speed: a 64-bit count of hertz.
-  Register_Type(Next(Kind::kType), kTypeHostArea, "hertz", sizeof(integer), &NoDestroy, nullptr,
-                &FingerprintInteger);
 
   struct OperatorRow {
     int code;

@@ -21,7 +21,7 @@
 namespace survey::load_test {
 
 // The types a bare host registers of its own, before any library.
-constexpr std::size_t kHostTypes = 5;
+constexpr std::size_t kHostTypes = 6;
 
 // The load error of a library, or a failure of the test if it loads.
 inline host::EvaluationError LoadError(host::Host& host, std::string const& path) {

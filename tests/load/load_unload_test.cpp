@@ -23,8 +23,8 @@ using survey::host::Value;
 using survey::load_test::IsMapped;
 using survey::load_test::LibraryPath;
 
-// The host registers its own five types first.
-constexpr std::size_t kHostTypes = 5;
+// The host registers its own six types first.
+constexpr std::size_t kHostTypes = 6;
 
 struct Entry {
   RecordKind kind;
@@ -42,8 +42,9 @@ void ExpectOnlyHostTypes(Registry const& registry) {
   EXPECT_EQ(kHostTypes, registry.RecordCount());
   std::vector<std::string> names;
   for (auto const* type : registry.Types()) names.push_back(type->name);
-  EXPECT_EQ((std::vector<std::string>{"string", "integer", "boolean", "time", "time interval"}),
-            names);
+  EXPECT_EQ(
+      (std::vector<std::string>{"string", "integer", "boolean", "time", "time interval", "hertz"}),
+      names);
   EXPECT_TRUE(registry.Properties().empty());
   EXPECT_TRUE(registry.Casts().empty());
   EXPECT_TRUE(registry.Operators().empty());
@@ -63,7 +64,7 @@ void AskSomething(Host const& host) {
   while (variables->Next(variable)) host.Text(variable);
 }
 
-TEST(LoadUnloadTest, HostAloneHasItsFiveTypes) {
+TEST(LoadUnloadTest, HostAloneHasItsSixTypes) {
   Host host;
   ExpectOnlyHostTypes(host.GetRegistry());
   EXPECT_FALSE(host.Loaded());
