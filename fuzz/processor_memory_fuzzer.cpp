@@ -62,9 +62,9 @@ void ReadProcessor(char* block, std::size_t size, long number) {
     Try([&] { Model_of_processor(info); });
     Try([&] { Stepping_of_processor(info); });
     Try([&] { Cpuid_of_processor(info); });
-    for (auto flag : {&FdivBug_of_processor, &HltBug_of_processor, &SepBug_of_processor,
-                      &F00fBug_of_processor, &ComaBug_of_processor, &Fpu_of_processor,
-                      &FpuException_of_processor, &Wp_of_processor}) {
+    for (auto flag :
+         {&FdivBug_of_processor, &HltBug_of_processor, &SepBug_of_processor, &F00fBug_of_processor,
+          &ComaBug_of_processor, &Fpu_of_processor, &FpuException_of_processor, &Wp_of_processor}) {
       Try([&] {
         if (flag(info).value > 1) Fail("a boolean that is neither 0 nor 1");
       });

@@ -1,11 +1,12 @@
 #include "survey/system/memory.h"
 
+#include <strings.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <memory>
 #include <string>
-#include <strings.h>
 
 #include "survey/foundation/file_errors.h"
 #include "survey/frame/table.h"
@@ -116,9 +117,9 @@ void ram_info::Init(std::FILE* file) {
   while (std::fgets(line, kLineBufferSize, file) != nullptr) {
     if (StartsWithKey(line, "mem:")) {
       // The older table: six amounts in bytes, and nothing more to do.
-      long long ram_info::*const fields[] = {&ram_info::total,  &ram_info::used,
-                                              &ram_info::free,   &ram_info::shared,
-                                              &ram_info::buffered, &ram_info::cached};
+      long long ram_info::*const fields[] = {&ram_info::total,    &ram_info::used,
+                                             &ram_info::free,     &ram_info::shared,
+                                             &ram_info::buffered, &ram_info::cached};
       char const* cursor = line + 4;
       for (long long ram_info::*field : fields) {
         long long number;

@@ -1,12 +1,13 @@
 #include "survey/system/processor.h"
 
+#include <strings.h>
+
 #include <cfloat>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
-#include <strings.h>
 
 #include "survey/foundation/file_errors.h"
 #include "survey/frame/table.h"
@@ -439,15 +440,13 @@ namespace {
 
 RegistrationTable table{
     TypeRow<processor_info>(),
-    PropertyRow("main processor", "main processors", &Processor_of_world,
-                &DependsOnlyOnParameters),
+    PropertyRow("main processor", "main processors", &Processor_of_world, &DependsOnlyOnParameters),
     IteratedRow<processor_iterator>("processor", "processors", &DependsOnlyOnParameters),
     IndexedRow("processor", "processors", &Numbered_processor_of_world, &DependsOnlyOnParameters),
     PropertyRow("index", "indexes", &Number_of_processor, &DependsOnlyOnParameters),
     PropertyRow("family", "families", &Family_of_processor, &DependsOnlyOnParameters),
     PropertyRow("model", "models", &Model_of_processor, &DependsOnlyOnParameters),
-    PropertyRow("family name", "family names", &Family_name_of_processor,
-                &DependsOnlyOnParameters),
+    PropertyRow("family name", "family names", &Family_name_of_processor, &DependsOnlyOnParameters),
     PropertyRow("stepping", "steppings", &Stepping_of_processor, &DependsOnlyOnParameters),
     PropertyRow("cpuid level", "cpuid levels", &Cpuid_of_processor, &DependsOnlyOnParameters),
     PropertyRow("fdiv bug", "fdiv bugs", &FdivBug_of_processor, &DependsOnlyOnParameters),
@@ -461,8 +460,7 @@ RegistrationTable table{
     PropertyRow("wp", "wps", &Wp_of_processor, &DependsOnlyOnParameters),
     PropertyRow("speed", "speeds", &Speed_of_processor, &DependsOnlyOnParameters),
     PropertyRow("bogomips", "bogomipses", &BogoMips_of_processor, &DependsOnlyOnParameters),
-    PropertyRow("vendor name", "vendor names", &Vendor_name_of_processor,
-                &DependsOnlyOnParameters),
+    PropertyRow("vendor name", "vendor names", &Vendor_name_of_processor, &DependsOnlyOnParameters),
     PropertyRow("model name", "model names", &Model_name_of_processor, &DependsOnlyOnParameters),
     PropertyRow("flag list", "flag lists", &Flags_of_processor, &DependsOnlyOnParameters),
 };

@@ -73,7 +73,9 @@ class UtmpWalk {
   ~UtmpWalk() { endutent(); }
   UtmpWalk(UtmpWalk const&) = delete;
   UtmpWalk& operator=(UtmpWalk const&) = delete;
-  struct utmp const* Next() { return getutent(); }
+  struct utmp const* Next() {
+    return getutent();
+  }
 };
 
 }  // namespace

@@ -42,22 +42,24 @@ long long Number(std::string const& text) {
 // blind) in `file`, times `scale`, as python3 reads it; "" when there is no
 // such line.
 std::string PythonAmount(std::string const& file, std::string const& key, int scale) {
-  return Output("python3 -c 'import re,sys\n"
-                "for line in open(sys.argv[1]):\n"
-                "    if line.lower().startswith(sys.argv[2].lower()):\n"
-                "        print(int(re.search(\"[0-9]+\", line).group()) * int(sys.argv[3]))\n"
-                "        break' '" +
-                file + "' '" + key + "' " + std::to_string(scale));
+  return Output(
+      "python3 -c 'import re,sys\n"
+      "for line in open(sys.argv[1]):\n"
+      "    if line.lower().startswith(sys.argv[2].lower()):\n"
+      "        print(int(re.search(\"[0-9]+\", line).group()) * int(sys.argv[3]))\n"
+      "        break' '" +
+      file + "' '" + key + "' " + std::to_string(scale));
 }
 
 // The `n`th number (from 0) of the line that starts with `key`, by python3.
 std::string PythonTableAmount(std::string const& file, std::string const& key, int n) {
-  return Output("python3 -c 'import re,sys\n"
-                "for line in open(sys.argv[1]):\n"
-                "    if line.startswith(sys.argv[2]):\n"
-                "        print(re.findall(\"[0-9]+\", line)[int(sys.argv[3])])\n"
-                "        break' '" +
-                file + "' '" + key + "' " + std::to_string(n));
+  return Output(
+      "python3 -c 'import re,sys\n"
+      "for line in open(sys.argv[1]):\n"
+      "    if line.startswith(sys.argv[2]):\n"
+      "        print(re.findall(\"[0-9]+\", line)[int(sys.argv[3])])\n"
+      "        break' '" +
+      file + "' '" + key + "' " + std::to_string(n));
 }
 
 class MemoryFileTest : public ::testing::Test {
@@ -109,9 +111,8 @@ TEST_F(MemoryFileTest, NewerListIsInKilobytes) {
 TEST_F(MemoryFileTest, OlderTableIsInBytesWithoutShift) {
   UseFixture("linux-2.4-table.txt");
   ram_info const ram = Ram_of_world();
-  integer (*const amounts[])(ram_info const&) = {&Total_of_ram,  &Used_of_ram,
-                                                  &Free_of_ram,   &Shared_of_ram,
-                                                  &Buffered_of_ram, &Cached_of_ram};
+  integer (*const amounts[])(ram_info const&) = {&Total_of_ram,  &Used_of_ram,     &Free_of_ram,
+                                                 &Shared_of_ram, &Buffered_of_ram, &Cached_of_ram};
   for (int n = 0; n < 6; ++n) {
     SCOPED_TRACE(n);
     EXPECT_EQ(Number(PythonTableAmount(path_, "Mem:", n)), amounts[n](ram).value);
@@ -222,8 +223,9 @@ TEST_F(MemoryFileTest, FirstLineOfAKeyCountsAndKeysIgnoreCase) {
 }
 
 TEST_F(MemoryFileTest, NumbersAreFoundPastJunkAndStopAtTheLargest) {
-  UseText("MemTotal: about 12kB or so\nMemFree: 99999999999999999999 kB\n"
-          "Buffers: 9007199254740991 kB\n");
+  UseText(
+      "MemTotal: about 12kB or so\nMemFree: 99999999999999999999 kB\n"
+      "Buffers: 9007199254740991 kB\n");
   ram_info const ram = Ram_of_world();
   EXPECT_EQ(12 * 1024, Total_of_ram(ram).value);
   // The largest 64-bit number shifted by ten loses its top bits.
@@ -322,11 +324,11 @@ TEST(MemoryMachineTest, ChangingAmountsAgreeWithFreeAndPythonWithinATolerance) {
 }
 
 TEST(MemoryMachineTest, SharedAndSwapAsTheKernelsReportKindAllows) {
-  std::string const kind =
-      Output("python3 -c 'import sys\n"
-             "lines = [l.lower() for l in open(\"/proc/meminfo\")]\n"
-             "print(\"table\" if any(l.startswith(\"mem:\") for l in lines) else \"list\")\n"
-             "print(\"swap\" if any(l.startswith(\"swap:\") for l in lines) else \"none\")'");
+  std::string const kind = Output(
+      "python3 -c 'import sys\n"
+      "lines = [l.lower() for l in open(\"/proc/meminfo\")]\n"
+      "print(\"table\" if any(l.startswith(\"mem:\") for l in lines) else \"list\")\n"
+      "print(\"swap\" if any(l.startswith(\"swap:\") for l in lines) else \"none\")'");
   if (kind.rfind("list", 0) == 0) {
     EXPECT_EQ("no value", AskCommand("shared amount of ram").error);
   }
@@ -341,8 +343,8 @@ TEST(MemoryMachineTest, SharedAndSwapAsTheKernelsReportKindAllows) {
 TEST(MemoryRegistrationTest, RegistersTypesAndPhrasesInTableOrder) {
   SurveyorDependency const parameters = &DependsOnlyOnParameters;
   auto const amount = [&](char const* singular, char const* plural, char const* object) {
-    return RegisteredRow{RecordKind::kProperty, singular, plural, "", object, "integer",
-                         parameters};
+    return RegisteredRow{
+        RecordKind::kProperty, singular, plural, "", object, "integer", parameters};
   };
   std::vector<RegisteredRow> const expected = {
       {RecordKind::kType, "ram", "", "", "", "", nullptr},

@@ -257,9 +257,8 @@ INSTANTIATE_TEST_SUITE_P(
                      3460699951, "GenuineIntel", "Intel(R) Pentium(R) M processor 1.73GHz"},
         FixtureFacts{"intel-pentium4-ht-linux-2.6.txt", 2, "Pentium 4", 15, 2, 9, 2793000000,
                      5586000000, "GenuineIntel", "Intel(R) Pentium(R) 4 CPU 2.80GHz"},
-        FixtureFacts{"intel-core2-duo-linux-2.6.txt", 2, "Core 2", 6, 15, 6, 2394000000,
-                     4791020019, "GenuineIntel",
-                     "Intel(R) Core(TM)2 CPU          6600  @ 2.40GHz"},
+        FixtureFacts{"intel-core2-duo-linux-2.6.txt", 2, "Core 2", 6, 15, 6, 2394000000, 4791020019,
+                     "GenuineIntel", "Intel(R) Core(TM)2 CPU          6600  @ 2.40GHz"},
         FixtureFacts{"intel-xeon-gold-2-sockets-linux-5.10.txt", 8, "GenuineIntel", 6, 85, 4,
                      2100000000, 4200000000, "GenuineIntel",
                      "Intel(R) Xeon(R) Gold 6130 CPU @ 2.10GHz"},
@@ -273,8 +272,8 @@ INSTANTIATE_TEST_SUITE_P(
                      "AuthenticAMD", "AMD Athlon(tm) XP 2400+"},
         FixtureFacts{"amd-sempron-linux-2.6.txt", 1, "Sempron", 6, 10, 1, 2000076049, 3971479980,
                      "AuthenticAMD", "AMD Sempron(tm)   2800+"},
-        FixtureFacts{"amd-family-6-without-model-name.txt", 1, "AuthenticAMD", 6, 8, 1,
-                     2000076049, 3971479980, "AuthenticAMD", nullptr},
+        FixtureFacts{"amd-family-6-without-model-name.txt", 1, "AuthenticAMD", 6, 8, 1, 2000076049,
+                     3971479980, "AuthenticAMD", nullptr},
         FixtureFacts{"amd-opteron-2-sockets-linux-2.6.txt", 4, "AuthenticAMD", 15, 33, 2,
                      2193704101, 4390410156, "AuthenticAMD",
                      "Dual Core AMD Opteron(tm) Processor 275"},
@@ -594,8 +593,9 @@ TEST_F(ProcessorFileTest, FirstMissingNumberEndsTheWalk) {
 TEST_F(ProcessorFileTest, LinesBeforeAnyBlockAndRepeatedNumbers) {
   // Lines before the first "processor" line belong to no block; a number
   // seen again continues its block.
-  UseText("model : 99\nprocessor : 0\nmodel : 1\nprocessor : 1\nmodel : 2\nprocessor : 0\n"
-          "stepping : 4\n");
+  UseText(
+      "model : 99\nprocessor : 0\nmodel : 1\nprocessor : 1\nmodel : 2\nprocessor : 0\n"
+      "stepping : 4\n");
   processor_info const info = Processor_of_world();
   EXPECT_EQ(1, Model_of_processor(info).value);
   EXPECT_EQ(4, Stepping_of_processor(info).value);
@@ -721,8 +721,8 @@ TEST(ProcessorRegistrationTest, RegistersTypeAndPhrasesInTableOrder) {
   SurveyorDependency const parameters = &DependsOnlyOnParameters;
   auto const property = [&](char const* singular, char const* plural, char const* index,
                             char const* object, char const* result) {
-    return RegisteredRow{RecordKind::kProperty, singular, plural, index, object, result,
-                         parameters};
+    return RegisteredRow{
+        RecordKind::kProperty, singular, plural, index, object, result, parameters};
   };
   std::vector<RegisteredRow> const expected = {
       {RecordKind::kType, "processor", "", "", "", "", nullptr},

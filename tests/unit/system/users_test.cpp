@@ -73,13 +73,16 @@ std::string DumpLine(Record const& record) {
 // A run level record: the level in the low byte of the process number, the
 // one before in the byte above.
 Record RunLevel(char current, char previous, std::string const& time) {
-  return Record{RUN_LVL, (static_cast<unsigned char>(previous) << 8) | static_cast<unsigned char>(current),
-                "~~", "runlevel", "~", "6.1.0", time};
+  return Record{
+      RUN_LVL, (static_cast<unsigned char>(previous) << 8) | static_cast<unsigned char>(current),
+      "~~",    "runlevel",
+      "~",     "6.1.0",
+      time};
 }
 
 Record UserProcess(std::string const& user, std::string const& line, std::string const& host = "") {
-  return Record{USER_PROCESS, 1000, line.size() > 4 ? line.substr(line.size() - 4) : line, user,
-                line, host};
+  return Record{USER_PROCESS, 1000, line.size() > 4 ? line.substr(line.size() - 4) : line,
+                user,         line, host};
 }
 
 // A utmp file of the test's own, which the process's utmp functions read
@@ -99,9 +102,9 @@ class UtmpFileTest : public ::testing::Test {
     std::ofstream out(text, std::ios::binary | std::ios::trunc);
     for (Record const& record : records) out << DumpLine(record);
     out.close();
-    ASSERT_EQ(0, survey::testing::RunShell("utmpdump -r < '" + text + "' > '" + file_ +
-                                           "' 2>/dev/null")
-                     .status);
+    ASSERT_EQ(
+        0, survey::testing::RunShell("utmpdump -r < '" + text + "' > '" + file_ + "' 2>/dev/null")
+               .status);
     ASSERT_EQ(0, utmpname(file_.c_str()));
   }
 
@@ -130,8 +133,7 @@ class UtmpFileTest : public ::testing::Test {
 
   std::vector<std::string> TtysOfName(std::string const& name) const {
     std::vector<std::string> ttys;
-    surveyor_string const wanted{reinterpret_cast<unsigned char const*>(name.data()),
-                                 name.size()};
+    surveyor_string const wanted{reinterpret_cast<unsigned char const*>(name.data()), name.size()};
     nameduser_iterator walk;
     try {
       for (user found = walk.First(wanted);; found = walk.Next(wanted)) {
@@ -195,11 +197,13 @@ class UtmpFileTest : public ::testing::Test {
 // Logged-in users.
 
 TEST_F(UtmpFileTest, UsersAreTheUserProcessesWhoShows) {
-  Write({Record{BOOT_TIME, 0, "~~", "reboot", "~", "6.1.0"}, RunLevel('5', 'N', "2024-03-01T10:00:05,000000+00:00"),
+  Write({Record{BOOT_TIME, 0, "~~", "reboot", "~", "6.1.0"},
+         RunLevel('5', 'N', "2024-03-01T10:00:05,000000+00:00"),
          Record{INIT_PROCESS, 600, "1", "", "tty1", ""},
-         Record{LOGIN_PROCESS, 601, "2", "LOGIN", "tty2", ""}, UserProcess("alice", "pts/1", "10.0.0.1"),
-         UserProcess("root", "tty1"), Record{DEAD_PROCESS, 700, "ts/3", "", "pts/3", ""},
-         UserProcess("bob", "pts/2", ":0"), UserProcess("alice", "pts/4")});
+         Record{LOGIN_PROCESS, 601, "2", "LOGIN", "tty2", ""},
+         UserProcess("alice", "pts/1", "10.0.0.1"), UserProcess("root", "tty1"),
+         Record{DEAD_PROCESS, 700, "ts/3", "", "pts/3", ""}, UserProcess("bob", "pts/2", ":0"),
+         UserProcess("alice", "pts/4")});
   std::vector<std::pair<std::string, std::string>> const who = Who();
   ASSERT_EQ(4u, who.size());
   EXPECT_EQ(who, Users());
@@ -227,7 +231,8 @@ TEST_F(UtmpFileTest, NamesAndLinesOfThirtyTwoBytesAreWhole) {
 }
 
 TEST_F(UtmpFileTest, FileCutInTheMiddleOfARecordGivesTheWholeRecordsBeforeIt) {
-  Write({UserProcess("alice", "pts/1"), UserProcess("bob", "pts/2"), UserProcess("carol", "pts/3")});
+  Write(
+      {UserProcess("alice", "pts/1"), UserProcess("bob", "pts/2"), UserProcess("carol", "pts/3")});
   ASSERT_EQ(0, truncate(file_.c_str(), 2 * sizeof(struct utmp) + 100));
   EXPECT_EQ(Who(), Users());
   EXPECT_EQ(2u, Users().size());
@@ -469,8 +474,7 @@ TEST(UsersRegistrationTest, RegistersTypesAndPhrasesInTableOrder) {
       {RecordKind::kProperty, "value", "values", "", "runlevel", "string", nullptr},
       {RecordKind::kProperty, "previous value", "previous values", "", "runlevel", "string",
        nullptr},
-      {RecordKind::kProperty, "effective time", "effective times", "", "runlevel", "time",
-       nullptr},
+      {RecordKind::kProperty, "effective time", "effective times", "", "runlevel", "time", nullptr},
       {RecordKind::kCast, "string", "", "", "runlevel", "string", parameters},
   };
   survey::testing::ExpectRows(expected, survey::testing::RegisteredFrom("user", expected.size()));
