@@ -1,7 +1,15 @@
 #include "survey/values/regular_expressions.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <climits>
 #include <cstring>
+#include <unordered_set>
 #include <utility>
 
 #include "survey/foundation/ascii.h"
@@ -32,11 +40,129 @@ bool SameBytes(Stringy const& stored, surveyor_string const& text) {
 // ---------------------------------------------------------------------------
 // The C library's functions.
 
+namespace {
+
+// Patterns with back-references, by their compiled program, which stays
+// where regcomp put it while the buffer that holds it is copied. The C
+// library matches them by backtracking, which may take longer than any
+// query may wait; the evaluator is single-threaded, and so is this set.
+std::unordered_set<void const*>& BacktrackingPrograms() {
+  static std::unordered_set<void const*> programs;
+  return programs;
+}
+
+// Whether a pattern text holds a back-reference, a backslash and a digit
+// from 1 to 9 (inside a bracket expression too, which only costs a search
+// in a child process).
+bool HasBackReference(char const* pattern) {
+  for (char const* p = pattern; *p != '\0'; ++p) {
+    if (*p != '\\') continue;
+    if (p[1] >= '1' && p[1] <= '9') return true;
+    if (p[1] == '\0') break;
+    ++p;
+  }
+  return false;
+}
+
+bool MayRunLong(re_pattern_buffer const& pattern, unsigned long length) {
+  return length > kLongestSearchInProcess ||
+         (pattern.buffer != nullptr && BacktrackingPrograms().count(pattern.buffer) != 0);
+}
+
+// Reads exactly `size` bytes; false at an early end.
+bool ReadAll(int descriptor, void* into, std::size_t size) {
+  auto* bytes = static_cast<unsigned char*>(into);
+  while (size > 0) {
+    ssize_t const got = read(descriptor, bytes, size);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    bytes += got;
+    size -= static_cast<std::size_t>(got);
+  }
+  return true;
+}
+
+void WriteAll(int descriptor, void const* from, std::size_t size) {
+  auto const* bytes = static_cast<unsigned char const*>(from);
+  while (size > 0) {
+    ssize_t const put = write(descriptor, bytes, size);
+    if (put < 0 && errno == EINTR) continue;
+    if (put <= 0) return;
+    bytes += put;
+    size -= static_cast<std::size_t>(put);
+  }
+}
+
+// Runs regexec in a child process, which has the pattern and the text as
+// this process has them, and waits for its answer in short slices, asking
+// the host between them whether to give up; when the host interrupts, the
+// child is killed and the interruption goes on.
+int SearchInChild(re_pattern_buffer const& pattern, char const* text, int eflags, unsigned nmatch,
+                  regmatch_t* pmatch) {
+  int channel[2];
+  if (pipe2(channel, O_CLOEXEC) != 0) throw RegExec_Failed(REG_ESPACE);
+  pid_t const child = fork();
+  if (child < 0) {
+    close(channel[0]);
+    close(channel[1]);
+    throw RegExec_Failed(REG_ESPACE);
+  }
+  if (child == 0) {
+    close(channel[0]);
+    int const result = regexec(&pattern, text, nmatch, pmatch, eflags);
+    WriteAll(channel[1], &result, sizeof result);
+    if (result == 0 && nmatch != 0) WriteAll(channel[1], pmatch, nmatch * sizeof(regmatch_t));
+    _exit(0);
+  }
+  close(channel[1]);
+  auto finish = [&](bool kill) {
+    if (kill) ::kill(child, SIGKILL);
+    close(channel[0]);
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
+  };
+  try {
+    while (true) {
+      pollfd ready{channel[0], POLLIN, 0};
+      int const polled = poll(&ready, 1, kSearchSliceMilliseconds);
+      if (polled > 0) break;
+      if (polled < 0 && errno != EINTR) throw RegExec_Failed(REG_ESPACE);
+      Check_For_Surveyor_Interruption();
+    }
+  } catch (...) {
+    finish(true);
+    throw;
+  }
+  int result = REG_ESPACE;
+  // A child that ended without an answer ran out of something.
+  if (!ReadAll(channel[0], &result, sizeof result)) result = REG_ESPACE;
+  if (result == 0 && nmatch != 0 && !ReadAll(channel[0], pmatch, nmatch * sizeof(regmatch_t))) {
+    result = REG_ESPACE;
+  }
+  finish(false);
+  return result;
+}
+
+}  // namespace
+
+void RegFree(re_pattern_buffer& pattern) {
+  if (pattern.buffer != nullptr) BacktrackingPrograms().erase(pattern.buffer);
+  regfree(&pattern);
+}
+
 CompiledRegularExpression RegComp(char const* pattern, int flags) {
   CompiledRegularExpression compiled{};
   int const result = regcomp(&compiled.buffer, pattern, flags);
   if (result != 0) throw RegComp_Failed(result);
   compiled.owned = true;
+  if (HasBackReference(pattern)) {
+    try {
+      BacktrackingPrograms().insert(compiled.buffer.buffer);
+    } catch (...) {
+      regfree(&compiled.buffer);
+      throw;
+    }
+  }
   return compiled;
 }
 
@@ -47,7 +173,12 @@ CompiledRegularExpression RegComp(char const* first, char const* last, int flags
 
 bool RegExec(re_pattern_buffer const& pattern, char const* text, int eflags, unsigned nmatch,
              regmatch_t* pmatch) {
-  int const result = regexec(&pattern, text, nmatch, pmatch, eflags);
+  unsigned long const length = (eflags & REG_STARTEND) != 0
+                                   ? static_cast<unsigned long>(pmatch[0].rm_eo - pmatch[0].rm_so)
+                                   : std::strlen(text);
+  int const result = MayRunLong(pattern, length)
+                         ? SearchInChild(pattern, text, eflags, nmatch, pmatch)
+                         : regexec(&pattern, text, nmatch, pmatch, eflags);
   if (result == 0) return true;
   if (result == REG_NOMATCH) return false;
   throw RegExec_Failed(result);
@@ -106,7 +237,7 @@ regular_expression_iterator::regular_expression_iterator()
     : buffer_(), owned_(false), text_(), flags_(0) {}
 
 regular_expression_iterator::~regular_expression_iterator() {
-  if (owned_) regfree(&buffer_);
+  if (owned_) RegFree(buffer_);
 }
 
 regular_expression regular_expression_iterator::Compiled(surveyor_string const& pattern,
@@ -120,7 +251,7 @@ regular_expression regular_expression_iterator::Compiled(surveyor_string const& 
   Stringy text(pattern.data, pattern.length);
   CompiledRegularExpression compiled = RegComp(text.CString(), flags);
   // Only a successful compile replaces what the state holds.
-  if (owned_) regfree(&buffer_);
+  if (owned_) RegFree(buffer_);
   buffer_ = compiled.buffer;
   owned_ = true;
   text_ = std::move(text);

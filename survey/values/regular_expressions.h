@@ -25,11 +25,21 @@ struct SURVEY_API CompiledRegularExpression {
   bool owned;
 };
 
+// Searches that may run long are made in a child process that the query's
+// time limit can stop, the host being asked between slices of this length
+// whether to give up: a pattern with back-references, which the C library
+// matches by backtracking, and any text longer than a line of a file.
+constexpr unsigned long kLongestSearchInProcess = 4096;
+constexpr int kSearchSliceMilliseconds = 20;
+
 // Compiles a NUL-terminated pattern; a non-zero result of regcomp throws
 // RegComp_Failed with it. The range form first makes a string of the range,
 // so that the pattern ends at its first NUL.
 SURVEY_API CompiledRegularExpression RegComp(char const* pattern, int flags);
 SURVEY_API CompiledRegularExpression RegComp(char const* first, char const* last, int flags);
+
+// Frees a compiled pattern.
+SURVEY_API void RegFree(re_pattern_buffer& pattern);
 
 // Searches a NUL-terminated text: true on a match, false on none, and
 // RegExec_Failed for any other result of regexec.
