@@ -12,7 +12,7 @@
 
 PRESETS ?= default i386 asan
 FUZZ_TARGETS ?= parse_fuzzer numeral_fuzzer ipv4_fuzzer versions_fuzzer proc_stat_fuzzer \
-                wildcard_fuzzer
+                wildcard_fuzzer regular_expressions_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 SHELL   := /bin/bash

@@ -8,8 +8,9 @@
 # readers against the standard library's conversions), ipv4_fuzzer (the
 # reading of IPv4 addresses against the C library's), versions_fuzzer (the
 # order of versions, and of strverscmp versions against the C library's),
-# proc_stat_fuzzer (the host's reading of a process's stat file) or
-# wildcard_fuzzer (the patterns of folder listings against fnmatch).
+# proc_stat_fuzzer (the host's reading of a process's stat file),
+# wildcard_fuzzer (the patterns of folder listings against fnmatch) or
+# regular_expressions_fuzzer (patterns and subjects handed to the C library).
 # BUILD_DIR chooses another build folder; FUZZ_BUILD_ONLY=1 builds the targets
 # and runs none.
 #
@@ -44,10 +45,10 @@ fi
 for target in "${TARGETS[@]}"; do
   case "$target" in
     parse_fuzzer | numeral_fuzzer | ipv4_fuzzer | versions_fuzzer | proc_stat_fuzzer | \
-      wildcard_fuzzer) ;;
+      wildcard_fuzzer | regular_expressions_fuzzer) ;;
     *)
       echo "fuzz: unknown target $target (parse_fuzzer, numeral_fuzzer, ipv4_fuzzer," \
-        "versions_fuzzer, proc_stat_fuzzer or wildcard_fuzzer)" >&2
+        "versions_fuzzer, proc_stat_fuzzer, wildcard_fuzzer or regular_expressions_fuzzer)" >&2
       exit 2
       ;;
   esac
@@ -122,6 +123,12 @@ prepare_target() {
       "\x00?" "\x06abcdef*b*d*f" "\x03abc?b?" "\x0aaaaaaaaaab*a*a*a*a*c" "\x02ab*****"
     dictionary=fuzz/wildcard.dict
     max_len=128
+  elif [ "$TARGET" = regular_expressions_fuzzer ]; then
+    # The first byte: twice the pattern's length, plus one to ignore case.
+    fresh_seeds escaped "\x04aaaa" "\x06(a)bab" "\x0a[a-c]+abcx" "\x0a(a)\\\\1aa" "\x02(x" \
+      "\x0ca*(b|c)?a b a c" "\x0a^a|b\$ab" "\x00" "\x02.\x00a" "\x0e((a*)*)*aaaab"
+    dictionary=fuzz/regular_expressions.dict
+    max_len=512
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \
