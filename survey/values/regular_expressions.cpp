@@ -190,7 +190,13 @@ bool RegExec(re_pattern_buffer const& pattern, char const* base, char const* fro
   regmatch_t* const range = nmatch == 0 ? &local : pmatch;
   range[0].rm_so = static_cast<regoff_t>(from - base);
   range[0].rm_eo = static_cast<regoff_t>(to - base);
-  return RegExec(pattern, base, eflags | REG_STARTEND, nmatch, range);
+  // regexec reads no further than the range's end, but a checked build's
+  // wrapper of it measures the text up to a NUL first; so the search runs
+  // on a terminated copy, whose offsets are those of the text.
+  static std::vector<char> terminated;
+  terminated.assign(base, to);
+  terminated.push_back('\0');
+  return RegExec(pattern, terminated.data(), eflags | REG_STARTEND, nmatch, range);
 }
 
 namespace {
