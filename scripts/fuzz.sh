@@ -168,6 +168,12 @@ prepare_target() {
       "\x02number of unique v"
     dictionary=fuzz/command_input.dict
     max_len=256
+  elif [ "$TARGET" = regular_expressions_fuzzer ]; then
+    # The first byte: twice the pattern's length, plus one to ignore case.
+    fresh_seeds escaped "\x04aaaa" "\x06(a)bab" "\x0a[a-c]+abcx" "\x0a(a)\\\\1aa" "\x02(x" \
+      "\x0ca*(b|c)?a b a c" "\x0a^a|b\$ab" "\x00" "\x02.\x00a" "\x0e((a*)*)*aaaab"
+    dictionary=fuzz/regular_expressions.dict
+    max_len=512
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \

@@ -1,6 +1,7 @@
 #include "host/engine/calls.h"
 
 #include <cxxabi.h>
+#include <regex.h>
 
 #include <cstdlib>
 #include <new>
@@ -21,6 +22,17 @@ std::string ReadableName(DebuggableException const& error) {
   std::string name = status == 0 && plain != nullptr ? plain : error.what();
   std::free(plain);
   return name;
+}
+
+// What a failed call of the C library's regular expressions says, in the
+// C library's own words for its code.
+std::string RegularExpressionWords(RegularExpressionFailure const& error) {
+  char words[256];
+  regerror(error.Code(), nullptr, words, sizeof words);
+  bool const compiling = dynamic_cast<RegComp_Failed const*>(&error) != nullptr;
+  return std::string(compiling ? "the regular expression does not compile: "
+                               : "the regular expression search failed: ") +
+         words;
 }
 
 // Rethrows the exception in flight, other than NoSuchObject, as an
@@ -45,6 +57,8 @@ std::string ReadableName(DebuggableException const& error) {
                               ? std::string()
                               : std::string(reinterpret_cast<char const*>(message.data),
                                             message.length));
+  } catch (RegularExpressionFailure const& error) {
+    throw EvaluationError(ErrorKind::kMessage, what + " failed: " + RegularExpressionWords(error));
   } catch (DebuggableException const& error) {
     throw EvaluationError(ErrorKind::kMessage,
                           what + " failed: " + LibraryErrorWords(ReadableName(error)));
@@ -139,7 +153,7 @@ class IteratedStream final : public Stream {
     if (finished_) return false;
     CheckInterruption();
     if (!state_) {
-      state_ = std::make_unique<State>(*property_.entry);
+      state_ = std::make_shared<State>(*property_.entry);
       state_->Construct(what_);
     }
     SurveyorGetter const step = started_ ? property_.entry->next : property_.entry->first;
@@ -156,13 +170,17 @@ class IteratedStream final : public Stream {
                       property_.entry->context) != 0;
     });
     if (!answered || !produced) {
-      // The end of the stream: the state goes at once.
+      // The end of the stream: the stream lets go of the state, which goes
+      // with the last value it gave.
       Finish();
       return false;
     }
     if (evaluation != nullptr) builder.OwnArenaRegion(before, evaluation->GetArena().Mark());
     builder.DependOn(index_);
     builder.DependOn(object_);
+    // A value may point into the iterator's state (a compiled pattern, the
+    // groups of a match): the state lives as long as the values it gave.
+    builder.KeepAlive(state_);
     out = builder.Finish();
     return true;
   }
@@ -177,7 +195,7 @@ class IteratedStream final : public Stream {
   Value index_;
   Value object_;
   std::string what_;
-  std::unique_ptr<State> state_;
+  std::shared_ptr<State> state_;
   bool started_ = false;
   bool finished_ = false;
 };

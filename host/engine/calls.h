@@ -61,7 +61,8 @@ std::optional<Value> CallSimple(BoundProperty const& property, Value const& inde
 
 // The values of an iterated property, lazily. The iterator's state lives
 // from the first pull until the end of the stream or the stream's
-// destruction, whichever comes first.
+// destruction, whichever comes first, and beyond that for as long as a value
+// it gave is held, since a value may point into it.
 std::unique_ptr<Stream> OpenIterated(BoundProperty const& property, Value index, Value object);
 
 // The values of an aggregate property over the stream of its elements,

@@ -356,8 +356,9 @@ class PropertyStream final : public Stream {
 
   // Evaluates the index and opens the objects, and takes the first object
   // to decide whether the phrase is an aggregate here. With no object at
-  // all, an aggregate record of the phrase, if it has one, answers for the
-  // empty stream. Of the world, no aggregate applies: it takes a stream.
+  // all, an aggregate record of the phrase for the index given, if it has
+  // one, answers for the empty stream. Of the world, no aggregate applies:
+  // it takes a stream.
   void Start() {
     started_ = true;
     if (step_.index) index_ = evaluator_.One(*step_.index, it_);
@@ -368,12 +369,18 @@ class PropertyStream final : public Stream {
       if (property.entry->kind == host::PropertyKind::kAggregate) aggregate_ = property;
       return;
     }
+    // Of the aggregate records, the first that takes the index's type, or
+    // else the first of all, which then reports the index it does not take.
+    host::PropertyEntry const* fallback = nullptr;
     for (auto const* entry : Registry().PropertiesNamed(node_.text)) {
-      if (entry->kind == host::PropertyKind::kAggregate) {
+      if (entry->kind != host::PropertyKind::kAggregate) continue;
+      if (Registry().IsA(index_.Type(), entry->index)) {
         aggregate_ = evaluator_.Bind(*entry);
         return;
       }
+      if (fallback == nullptr) fallback = entry;
     }
+    if (fallback != nullptr) aggregate_ = evaluator_.Bind(*fallback);
   }
 
   // The record for the operand types, found once per pair of types.

@@ -147,6 +147,25 @@ class SurveyorProcessTableContextError : public SurveyorContextError {};
 // The question is valid but cannot be answered at this moment.
 class CannotEvaluateNow : public DebuggableException {};
 
+// A call of the C library's POSIX regular expressions failed: `Code()` is
+// what regcomp or regexec returned, which regerror puts into words.
+class RegularExpressionFailure : public DebuggableException {
+ public:
+  explicit RegularExpressionFailure(int code) : code_(code) {}
+  int Code() const { return code_; }
+
+ private:
+  int code_;
+};
+class RegComp_Failed : public RegularExpressionFailure {
+ public:
+  using RegularExpressionFailure::RegularExpressionFailure;
+};
+class RegExec_Failed : public RegularExpressionFailure {
+ public:
+  using RegularExpressionFailure::RegularExpressionFailure;
+};
+
 // A surveyor with something to tell the reader of the evaluation.
 class SurveyorDefinedError : public DebuggableException {
  public:

@@ -1,0 +1,152 @@
+// Fuzz target for regular-expression text handed to the C library: a
+// hostile pattern and a hostile subject, each in a heap block of exactly its
+// size so that a read past either is caught. The first byte says where the
+// rest is cut in two, and whether the pattern ignores case.
+//
+// A pattern that does not compile must fail with a code that regerror puts
+// into words, and leave the state able to compile another. One that compiles
+// must give relations that agree with each other (a whole match starts the
+// text, a start or an end is contained, containing is having a first match),
+// matches inside the text, each starting after the one before, with
+// parenthesized parts inside the text, the same by number as in turn; and the
+// trims of the subject must be views of it that follow their rules. A search
+// that runs long is stopped by the evaluation's time limit, as in a query.
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "host/engine/errors.h"
+#include "host/engine/evaluation.h"
+#include "host/engine/registry.h"
+#include "survey/foundation/ascii.h"
+#include "survey/values/regular_expressions.h"
+
+namespace {
+
+[[noreturn]] void Fail(std::string const& what) {
+  std::fprintf(stderr, "%s\n", what.c_str());
+  std::abort();
+}
+
+bool Inside(surveyor_string const& part, surveyor_string const& whole) {
+  if (part.length == 0) return part.data >= whole.data && part.data <= whole.data + whole.length;
+  return part.data >= whole.data && part.length <= whole.length &&
+         part.data + part.length <= whole.data + whole.length;
+}
+
+void CheckTrims(surveyor_string const& text) {
+  ByteSet const& white = Ascii::WhiteSpace();
+  surveyor_string const left = LeftTrimmedString(text);
+  if (!Inside(left, text) || left.data + left.length != text.data + text.length) {
+    Fail("left trim is no tail of the text");
+  }
+  if (left.length != 0 && white.Contains(left.data[0])) Fail("left trim starts with white");
+  surveyor_string const right = RightTrimmedString(text);
+  if (right.data != text.data || right.length > text.length) Fail("right trim is no head");
+  if (text.length != 0 && right.length == 0) Fail("right trim lost the first byte");
+  if (right.length > 1 && white.Contains(right.data[right.length - 1])) {
+    Fail("right trim ends with white");
+  }
+  surveyor_string const both = TrimmedString(text);
+  surveyor_string const again = RightTrimmedString(left);
+  if (both.data != again.data || both.length != again.length) Fail("trim is not right of left");
+}
+
+void CheckMatches(regular_expression const& pattern, surveyor_string const& text) {
+  bool const contains = Contains(text, pattern).value == 1;
+  bool const starts = StartsWith(text, pattern).value == 1;
+  bool const equals = (text == pattern).value == 1;
+  if ((pattern == text).value != (text == pattern).value) Fail("= is not symmetric");
+  bool const ends = EndsWith(text, pattern).value == 1;
+  if (equals && !starts) Fail("a whole match does not start the text");
+  if ((starts || ends) && !contains) Fail("a start or an end that is not contained");
+
+  regular_expression_match_iterator matches;
+  bool found = false;
+  long previous = -1;
+  try {
+    regular_expression_match match = matches.First(pattern, 0, text);
+    found = true;
+    for (int count = 0; count < 64; ++count) {
+      if (!Inside(match.match.part, text)) Fail("a match outside the text");
+      long const start = match.match.part.data - text.data;
+      if (start <= previous) Fail("a match that does not start after the one before");
+      previous = start;
+      unsigned long const groups = match.parts->size() - 1;
+      regular_expression_match_part_iterator parts;
+      unsigned long number = 0;
+      try {
+        substring part = parts.First(0, match);
+        while (true) {
+          ++number;
+          if (!Inside(part.part, text)) Fail("a part outside the text");
+          substring const byNumber = MatchPart(number, match);
+          if (byNumber.part.data != part.part.data || byNumber.part.length != part.part.length) {
+            Fail("a part differs by number");
+          }
+          part = parts.Next(0, match);
+        }
+      } catch (NoSuchObject const&) {
+      }
+      if (number != groups) Fail("parts in turn are not the groups");
+      try {
+        MatchPart(0, match);
+        Fail("part 0 has a value");
+      } catch (NoSuchObject const&) {
+      }
+      match = matches.Next(pattern, 0, text);
+    }
+  } catch (NoSuchObject const&) {
+  }
+  if (found != contains) Fail("a first match and containing disagree");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+  if (size == 0) return 0;
+  survey::host::Registry& registry = survey::host::Registry::Default();
+  survey::host::Evaluation evaluation(registry);
+  evaluation.SetTimeLimit(std::chrono::milliseconds(100));
+  survey::host::Evaluation::Scope scope(evaluation);
+
+  std::size_t const rest = size - 1;
+  std::size_t const cut = rest == 0 ? 0 : (data[0] >> 1) % (rest + 1);
+  bool const folded = (data[0] & 1) != 0;
+  std::unique_ptr<unsigned char[]> const patternBlock(new unsigned char[cut == 0 ? 1 : cut]);
+  std::unique_ptr<unsigned char[]> const textBlock(new unsigned char[rest - cut == 0 ? 1 : rest - cut]);
+  if (cut != 0) std::memcpy(patternBlock.get(), data + 1, cut);
+  if (rest - cut != 0) std::memcpy(textBlock.get(), data + 1 + cut, rest - cut);
+  surveyor_string const patternText{patternBlock.get(), static_cast<unsigned long>(cut)};
+  surveyor_string const text{textBlock.get(), static_cast<unsigned long>(rest - cut)};
+
+  CheckTrims(text);
+
+  regular_expression_iterator state;
+  try {
+    regular_expression const pattern =
+        folded ? state.FirstCaseInsensitive(patternText) : state.First(patternText);
+    regular_expression const again =
+        folded ? state.FirstCaseInsensitive(patternText) : state.First(patternText);
+    if (again.pattern != pattern.pattern) Fail("the state did not keep its pattern");
+    CheckMatches(pattern, text);
+  } catch (RegComp_Failed const& failure) {
+    if (failure.Code() == 0) Fail("a failed compile with code 0");
+    if (RegError(failure.Code()).IsEmpty()) Fail("a code without words");
+    // The state is as it was: it still compiles a plain pattern.
+    static unsigned char const kPlain[] = "a";
+    regular_expression const plain = state.First(surveyor_string{kPlain, 1});
+    if (!RegExec(*plain.pattern, "xa", 0, 0, nullptr)) Fail("the state broke");
+  } catch (RegExec_Failed const&) {
+    // The C library ran out of room for this pattern: an answer, not a fault.
+  } catch (survey::host::InterruptedEvaluation const&) {
+    // The time limit stopped a long search.
+  }
+  return 0;
+}

@@ -1,0 +1,474 @@
+#include "survey/values/regular_expressions.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <unordered_set>
+#include <utility>
+
+#include "survey/foundation/ascii.h"
+#include "survey/frame/table.h"
+
+namespace {
+
+// The text of a string value as the C library takes it: never null, so that
+// an empty value still names a place.
+char const* BaseOf(surveyor_string const& text) {
+  static char const kEmpty[] = "";
+  return text.data == nullptr ? kEmpty : reinterpret_cast<char const*>(text.data);
+}
+
+// Offsets travel in regoff_t, an int: a longer text cannot be searched.
+unsigned long SearchableLength(surveyor_string const& text) {
+  if (text.length > static_cast<unsigned long>(INT_MAX)) throw RegExec_Failed(REG_ESIZE);
+  return text.length;
+}
+
+bool SameBytes(Stringy const& stored, surveyor_string const& text) {
+  return stored.GetLength() == text.length &&
+         (text.length == 0 || std::memcmp(stored.Text(), text.data, text.length) == 0);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// The C library's functions.
+
+namespace {
+
+// Patterns with back-references, by their compiled program, which stays
+// where regcomp put it while the buffer that holds it is copied. The C
+// library matches them by backtracking, which may take longer than any
+// query may wait; the evaluator is single-threaded, and so is this set.
+std::unordered_set<void const*>& BacktrackingPrograms() {
+  static std::unordered_set<void const*> programs;
+  return programs;
+}
+
+// Whether a pattern text holds a back-reference, a backslash and a digit
+// from 1 to 9 (inside a bracket expression too, which only costs a search
+// in a child process).
+bool HasBackReference(char const* pattern) {
+  for (char const* p = pattern; *p != '\0'; ++p) {
+    if (*p != '\\') continue;
+    if (p[1] >= '1' && p[1] <= '9') return true;
+    if (p[1] == '\0') break;
+    ++p;
+  }
+  return false;
+}
+
+bool MayRunLong(re_pattern_buffer const& pattern, unsigned long length) {
+  return length > kLongestSearchInProcess ||
+         (pattern.buffer != nullptr && BacktrackingPrograms().count(pattern.buffer) != 0);
+}
+
+// Reads exactly `size` bytes; false at an early end.
+bool ReadAll(int descriptor, void* into, std::size_t size) {
+  auto* bytes = static_cast<unsigned char*>(into);
+  while (size > 0) {
+    ssize_t const got = read(descriptor, bytes, size);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    bytes += got;
+    size -= static_cast<std::size_t>(got);
+  }
+  return true;
+}
+
+void WriteAll(int descriptor, void const* from, std::size_t size) {
+  auto const* bytes = static_cast<unsigned char const*>(from);
+  while (size > 0) {
+    ssize_t const put = write(descriptor, bytes, size);
+    if (put < 0 && errno == EINTR) continue;
+    if (put <= 0) return;
+    bytes += put;
+    size -= static_cast<std::size_t>(put);
+  }
+}
+
+// Runs regexec in a child process, which has the pattern and the text as
+// this process has them, and waits for its answer in short slices, asking
+// the host between them whether to give up; when the host interrupts, the
+// child is killed and the interruption goes on.
+int SearchInChild(re_pattern_buffer const& pattern, char const* text, int eflags, unsigned nmatch,
+                  regmatch_t* pmatch) {
+  int channel[2];
+  if (pipe2(channel, O_CLOEXEC) != 0) throw RegExec_Failed(REG_ESPACE);
+  pid_t const child = fork();
+  if (child < 0) {
+    close(channel[0]);
+    close(channel[1]);
+    throw RegExec_Failed(REG_ESPACE);
+  }
+  if (child == 0) {
+    close(channel[0]);
+    int const result = regexec(&pattern, text, nmatch, pmatch, eflags);
+    WriteAll(channel[1], &result, sizeof result);
+    if (result == 0 && nmatch != 0) WriteAll(channel[1], pmatch, nmatch * sizeof(regmatch_t));
+    _exit(0);
+  }
+  close(channel[1]);
+  auto finish = [&](bool kill) {
+    if (kill) ::kill(child, SIGKILL);
+    close(channel[0]);
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
+  };
+  try {
+    while (true) {
+      pollfd ready{channel[0], POLLIN, 0};
+      int const polled = poll(&ready, 1, kSearchSliceMilliseconds);
+      if (polled > 0) break;
+      if (polled < 0 && errno != EINTR) throw RegExec_Failed(REG_ESPACE);
+      Check_For_Surveyor_Interruption();
+    }
+  } catch (...) {
+    finish(true);
+    throw;
+  }
+  int result = REG_ESPACE;
+  // A child that ended without an answer ran out of something.
+  if (!ReadAll(channel[0], &result, sizeof result)) result = REG_ESPACE;
+  if (result == 0 && nmatch != 0 && !ReadAll(channel[0], pmatch, nmatch * sizeof(regmatch_t))) {
+    result = REG_ESPACE;
+  }
+  finish(false);
+  return result;
+}
+
+}  // namespace
+
+void RegFree(re_pattern_buffer& pattern) {
+  if (pattern.buffer != nullptr) BacktrackingPrograms().erase(pattern.buffer);
+  regfree(&pattern);
+}
+
+CompiledRegularExpression RegComp(char const* pattern, int flags) {
+  CompiledRegularExpression compiled{};
+  int const result = regcomp(&compiled.buffer, pattern, flags);
+  if (result != 0) throw RegComp_Failed(result);
+  compiled.owned = true;
+  if (HasBackReference(pattern)) {
+    try {
+      BacktrackingPrograms().insert(compiled.buffer.buffer);
+    } catch (...) {
+      regfree(&compiled.buffer);
+      throw;
+    }
+  }
+  return compiled;
+}
+
+CompiledRegularExpression RegComp(char const* first, char const* last, int flags) {
+  Stringy const pattern(first, static_cast<unsigned long>(last - first));
+  return RegComp(pattern.CString(), flags);
+}
+
+bool RegExec(re_pattern_buffer const& pattern, char const* text, int eflags, unsigned nmatch,
+             regmatch_t* pmatch) {
+  unsigned long const length = (eflags & REG_STARTEND) != 0
+                                   ? static_cast<unsigned long>(pmatch[0].rm_eo - pmatch[0].rm_so)
+                                   : std::strlen(text);
+  int const result = MayRunLong(pattern, length)
+                         ? SearchInChild(pattern, text, eflags, nmatch, pmatch)
+                         : regexec(&pattern, text, nmatch, pmatch, eflags);
+  if (result == 0) return true;
+  if (result == REG_NOMATCH) return false;
+  throw RegExec_Failed(result);
+}
+
+bool RegExec(re_pattern_buffer const& pattern, char const* base, char const* from, char const* to,
+             int eflags, unsigned nmatch, regmatch_t* pmatch) {
+  regmatch_t local;
+  regmatch_t* const range = nmatch == 0 ? &local : pmatch;
+  range[0].rm_so = static_cast<regoff_t>(from - base);
+  range[0].rm_eo = static_cast<regoff_t>(to - base);
+  // regexec reads no further than the range's end, but a checked build's
+  // wrapper of it measures the text up to a NUL first; so the search runs
+  // on a terminated copy, whose offsets are those of the text.
+  static std::vector<char> terminated;
+  terminated.assign(base, to);
+  terminated.push_back('\0');
+  return RegExec(pattern, terminated.data(), eflags | REG_STARTEND, nmatch, range);
+}
+
+namespace {
+void SizeForGroups(re_pattern_buffer const& pattern, std::vector<regmatch_t>& matches) {
+  matches.resize(pattern.re_nsub + 1, regmatch_t{});
+}
+}  // namespace
+
+bool RegExec(re_pattern_buffer const& pattern, char const* text, int eflags,
+             std::vector<regmatch_t>& matches) {
+  SizeForGroups(pattern, matches);
+  return RegExec(pattern, text, eflags, static_cast<unsigned>(matches.size()), matches.data());
+}
+
+bool RegExec(re_pattern_buffer const& pattern, char const* base, char const* from, char const* to,
+             int eflags, std::vector<regmatch_t>& matches) {
+  SizeForGroups(pattern, matches);
+  return RegExec(pattern, base, from, to, eflags, static_cast<unsigned>(matches.size()),
+                 matches.data());
+}
+
+namespace {
+// regerror reports the size the whole message needs, terminator included;
+// the buffer grows until it holds it.
+Stringy ErrorWords(int code, re_pattern_buffer const* pattern) {
+  std::vector<char> buffer(200);
+  std::size_t needed = regerror(code, pattern, buffer.data(), buffer.size());
+  while (needed > buffer.size()) {
+    buffer.resize(needed);
+    needed = regerror(code, pattern, buffer.data(), buffer.size());
+  }
+  return Stringy(buffer.data(), needed == 0 ? 0 : static_cast<unsigned long>(needed - 1));
+}
+}  // namespace
+
+Stringy RegError(int code) { return ErrorWords(code, nullptr); }
+
+Stringy RegError(int code, re_pattern_buffer const& pattern) { return ErrorWords(code, &pattern); }
+
+// ---------------------------------------------------------------------------
+// Making a regular expression.
+
+regular_expression_iterator::regular_expression_iterator()
+    : buffer_(), owned_(false), text_(), flags_(0) {}
+
+regular_expression_iterator::~regular_expression_iterator() {
+  if (owned_) RegFree(buffer_);
+}
+
+regular_expression regular_expression_iterator::Compiled(surveyor_string const& pattern,
+                                                         int flags) {
+  // The state keeps the last pattern compiled; an empty one is never taken
+  // from it.
+  if (!text_.IsEmpty() && flags_ == flags && SameBytes(text_, pattern)) {
+    return regular_expression{&buffer_};
+  }
+  // The copy is terminated, and regcomp reads it up to its first NUL.
+  Stringy text(pattern.data, pattern.length);
+  CompiledRegularExpression compiled = RegComp(text.CString(), flags);
+  // Only a successful compile replaces what the state holds.
+  if (owned_) RegFree(buffer_);
+  buffer_ = compiled.buffer;
+  owned_ = true;
+  text_ = std::move(text);
+  flags_ = flags;
+  return regular_expression{&buffer_};
+}
+
+regular_expression regular_expression_iterator::First(surveyor_string const& pattern) {
+  return Compiled(pattern, kRegularExpressionFlags);
+}
+
+regular_expression regular_expression_iterator::FirstCaseInsensitive(
+    surveyor_string const& pattern) {
+  return Compiled(pattern, kCaseInsensitiveRegularExpressionFlags);
+}
+
+regular_expression regular_expression_iterator::Next(surveyor_string const&) {
+  throw NoSuchObject();
+}
+
+// ---------------------------------------------------------------------------
+// Relations. Each searches the whole string by its length.
+
+boolean Contains(surveyor_string const& text, regular_expression const& pattern) {
+  char const* const base = BaseOf(text);
+  unsigned long const length = SearchableLength(text);
+  bool const found = RegExec(*pattern.pattern, base, base, base + length, 0, 0, nullptr);
+  return boolean{static_cast<unsigned char>(found ? 1 : 0)};
+}
+
+boolean StartsWith(surveyor_string const& text, regular_expression const& pattern) {
+  char const* const base = BaseOf(text);
+  unsigned long const length = SearchableLength(text);
+  regmatch_t match;
+  // regexec gives the leftmost match: one further right means no.
+  bool const found = RegExec(*pattern.pattern, base, base, base + length, 0, 1, &match);
+  return boolean{static_cast<unsigned char>(found && match.rm_so == 0 ? 1 : 0)};
+}
+
+boolean operator==(surveyor_string const& text, regular_expression const& pattern) {
+  char const* const base = BaseOf(text);
+  unsigned long const length = SearchableLength(text);
+  regmatch_t match;
+  bool const found = RegExec(*pattern.pattern, base, base, base + length, 0, 1, &match);
+  bool const whole =
+      found && match.rm_so == 0 && static_cast<unsigned long>(match.rm_eo) == length;
+  return boolean{static_cast<unsigned char>(whole ? 1 : 0)};
+}
+
+boolean operator==(regular_expression const& pattern, surveyor_string const& text) {
+  return text == pattern;
+}
+
+boolean EndsWith(surveyor_string const& text, regular_expression const& pattern) {
+  char const* const base = BaseOf(text);
+  unsigned long const length = SearchableLength(text);
+  // A match found first may run past a shorter one that ends the string, so
+  // the search starts again one byte further on until a match ends the
+  // string; the end of the string itself is tried once, for an empty match.
+  unsigned long start = 0;
+  int eflags = 0;
+  while (true) {
+    regmatch_t match;
+    if (!RegExec(*pattern.pattern, base, base + start, base + length, eflags, 1, &match)) {
+      return boolean{0};
+    }
+    if (static_cast<unsigned long>(match.rm_eo) == length) return boolean{1};
+    if (start == length) return boolean{0};
+    ++start;
+    eflags = REG_NOTBOL;
+    Check_For_Surveyor_Interruption();
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Matches and their parts.
+
+regular_expression_match regular_expression_match_iterator::Matched(
+    surveyor_string const& text) const {
+  regmatch_t const& whole = matches_[0];
+  unsigned char const* const base = reinterpret_cast<unsigned char const*>(BaseOf(text));
+  return regular_expression_match{
+      substring{surveyor_string{base + whole.rm_so,
+                                static_cast<unsigned long>(whole.rm_eo - whole.rm_so)},
+                text},
+      &matches_};
+}
+
+regular_expression_match regular_expression_match_iterator::First(regular_expression const& pattern,
+                                                                  Of, surveyor_string const& text) {
+  char const* const base = BaseOf(text);
+  unsigned long const length = SearchableLength(text);
+  if (!RegExec(*pattern.pattern, base, base, base + length, 0, matches_)) throw NoSuchObject();
+  return Matched(text);
+}
+
+regular_expression_match regular_expression_match_iterator::Next(regular_expression const& pattern,
+                                                                 Of, surveyor_string const& text) {
+  if (matches_.empty()) throw NoSuchObject();
+  char const* const base = BaseOf(text);
+  unsigned long const length = SearchableLength(text);
+  unsigned long const last = static_cast<unsigned long>(matches_[0].rm_so);
+  if (length <= last) throw NoSuchObject();
+  Check_For_Surveyor_Interruption();
+  // From one byte after the start of the last match, not its end: matches
+  // may overlap.
+  if (!RegExec(*pattern.pattern, base, base + last + 1, base + length, REG_NOTBOL, matches_)) {
+    throw NoSuchObject();
+  }
+  return Matched(text);
+}
+
+regular_expression_match regular_expression_match_iterator::NoNext(regular_expression const&, Of,
+                                                                   surveyor_string const&) {
+  throw NoSuchObject();
+}
+
+substring MatchedPart(regmatch_t const& part, substring const& match) {
+  surveyor_string const& whole = match.whole;
+  if (part.rm_so < 0 || part.rm_eo < part.rm_so) {
+    // A group that took no part in the match.
+    return substring{surveyor_string{whole.data, 0}, whole};
+  }
+  return substring{
+      surveyor_string{whole.data + part.rm_so, static_cast<unsigned long>(part.rm_eo - part.rm_so)},
+      whole};
+}
+
+substring MatchPart(unsigned long long number, regular_expression_match const& match) {
+  unsigned long long const groups = match.parts->size() - 1;
+  if (number < 1 || number > groups) throw NoSuchObject();
+  return MatchedPart((*match.parts)[static_cast<std::size_t>(number)], match.match);
+}
+
+substring regular_expression_match_part_iterator::First(Of, regular_expression_match const& match) {
+  current_ = match.parts->data();
+  return Next(0, match);
+}
+
+substring regular_expression_match_part_iterator::Next(Of, regular_expression_match const& match) {
+  if (current_ == nullptr) throw NoSuchObject();
+  ++current_;
+  if (current_ >= match.parts->data() + match.parts->size()) {
+    current_ = nullptr;
+    throw NoSuchObject();
+  }
+  return MatchedPart(*current_, match.match);
+}
+
+// ---------------------------------------------------------------------------
+// Trimming.
+
+surveyor_string LeftTrimmedString(surveyor_string const& text) {
+  ByteSet const& white = Ascii::WhiteSpace();
+  unsigned long start = 0;
+  while (start < text.length && white.Contains(text.data[start])) ++start;
+  return surveyor_string{text.data + start, text.length - start};
+}
+
+surveyor_string RightTrimmedString(surveyor_string const& text) {
+  ByteSet const& white = Ascii::WhiteSpace();
+  // The first byte is never looked at: an all-white text keeps it.
+  unsigned long end = text.length;
+  while (end > 1 && white.Contains(text.data[end - 1])) --end;
+  return surveyor_string{text.data, end};
+}
+
+surveyor_string TrimmedString(surveyor_string const& text) {
+  return RightTrimmedString(LeftTrimmedString(text));
+}
+
+// ---------------------------------------------------------------------------
+// Registration, in table order: the types, the phrases that make a regular
+// expression, matches and their parts, the relations, the trimming casts.
+// Every result follows from its operands alone.
+
+namespace {
+
+using Maker = regular_expression_iterator;
+using Matches = regular_expression_match_iterator;
+using Parts = regular_expression_match_part_iterator;
+
+RegistrationTable table{
+    TypeRow<regular_expression>(),
+    TypeRow<regular_expression_match, substring>(),
+    IteratedRow("regex", "regexes", &Maker::First, &Maker::Next, &DependsOnlyOnParameters),
+    IteratedRow("regular expression", "regular expressions", &Maker::First, &Maker::Next,
+                &DependsOnlyOnParameters),
+    IteratedRow("case insensitive regex", "case insensitive regexes", &Maker::FirstCaseInsensitive,
+                &Maker::Next, &DependsOnlyOnParameters),
+    IteratedRow("case insensitive regular expression", "case insensitive regular expressions",
+                &Maker::FirstCaseInsensitive, &Maker::Next, &DependsOnlyOnParameters),
+    IteratedRow("match", "matches", &Matches::First, &Matches::Next, &DependsOnlyOnParameters),
+    IteratedRow("first match", "first matches", &Matches::First, &Matches::NoNext,
+                &DependsOnlyOnParameters),
+    IteratedRow("parenthesized part", "parenthesized parts", &Parts::First, &Parts::Next,
+                &DependsOnlyOnParameters),
+    IndexedRow("parenthesized part", "parenthesized parts", &MatchPart, &DependsOnlyOnParameters),
+    OperatorRow<surveyor_string, regular_expression, boolean>(kOperatorContains, &Contains,
+                                                              &DependsOnlyOnParameters),
+    OperatorRow<surveyor_string, regular_expression, boolean>(kOperatorEqual, &operator==,
+                                                              &DependsOnlyOnParameters),
+    OperatorRow<regular_expression, surveyor_string, boolean>(kOperatorEqual, &operator==,
+                                                              &DependsOnlyOnParameters),
+    OperatorRow<surveyor_string, regular_expression, boolean>(kOperatorStartsWith, &StartsWith,
+                                                              &DependsOnlyOnParameters),
+    OperatorRow<surveyor_string, regular_expression, boolean>(kOperatorEndsWith, &EndsWith,
+                                                              &DependsOnlyOnParameters),
+    CastRow("left trimmed string", &LeftTrimmedString, &DependsOnlyOnParameters),
+    CastRow("right trimmed string", &RightTrimmedString, &DependsOnlyOnParameters),
+    CastRow("trimmed string", &TrimmedString, &DependsOnlyOnParameters),
+};
+
+}  // namespace
