@@ -42,7 +42,8 @@ void ExpectOnlyHostTypes(Registry const& registry) {
   EXPECT_EQ(kHostTypes, registry.RecordCount());
   std::vector<std::string> names;
   for (auto const* type : registry.Types()) names.push_back(type->name);
-  EXPECT_EQ((std::vector<std::string>{"string", "integer", "boolean", "time", "time interval"}),
+  EXPECT_EQ((std::vector<std::string>{"string", "integer", "boolean", "time", "time interval", "substring",
+                                      "hertz", "site version list"}),
             names);
   EXPECT_TRUE(registry.Properties().empty());
   EXPECT_TRUE(registry.Casts().empty());
@@ -63,7 +64,7 @@ void AskSomething(Host const& host) {
   while (variables->Next(variable)) host.Text(variable);
 }
 
-TEST(LoadUnloadTest, HostAloneHasItsFiveTypes) {
+TEST(LoadUnloadTest, HostAloneHasItsEightTypes) {
   Host host;
   ExpectOnlyHostTypes(host.GetRegistry());
   EXPECT_FALSE(host.Loaded());
