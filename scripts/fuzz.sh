@@ -161,6 +161,7 @@ prepare_target() {
       ">Operator Action Site:x:bob" ">Operator Action Site:4294967194:a" \
       ">Operator Action Site:5000000000:a" "http://h/a%20b/%zz#f"
     dictionary=fuzz/site_banner.dict
+    max_len=256
   elif [ "$TARGET" = command_input_fuzzer ]; then
     # The first byte: 0 a size, 1 a CSV field, 2 a line typed at the prompt.
     fresh_seeds escaped "\x00512M" "\x000" "\x0018446744073709551615" "\x0016EiB" "\x01a,b" \
