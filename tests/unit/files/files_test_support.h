@@ -36,6 +36,13 @@ inline std::string Output(std::string const& command, int* status = nullptr) {
   return run.output;
 }
 
+// What a shell pipeline prints, without its final line feed.
+inline std::string Tool(std::string const& command) {
+  std::string text = Output(command);
+  if (!text.empty() && text.back() == '\n') text.pop_back();
+  return text;
+}
+
 // The text between single quotes for the shell.
 inline std::string ShellQuoted(std::string const& text) {
   std::string quoted = "'";

@@ -24,12 +24,7 @@ using survey::files::testing::QueryString;
 using survey::files::testing::ScratchTree;
 using survey::files::testing::ShellQuoted;
 using survey::files::testing::Split;
-
-std::string Tool(std::string const& command) {
-  std::string text = Output(command);
-  if (!text.empty() && text.back() == '\n') text.pop_back();
-  return text;
-}
+using survey::files::testing::Tool;
 
 std::string Contents(std::string const& path) {
   std::ifstream in(path, std::ios::binary);

@@ -17,13 +17,7 @@ using survey::files::testing::Output;
 using survey::files::testing::QueryString;
 using survey::files::testing::ScratchTree;
 using survey::files::testing::ShellQuoted;
-
-// What a shell pipeline prints, without its final line feed.
-std::string Tool(std::string const& command) {
-  std::string text = Output(command);
-  if (!text.empty() && text.back() == '\n') text.pop_back();
-  return text;
-}
+using survey::files::testing::Tool;
 
 std::string Q(std::string const& path) { return QueryString(path); }
 

@@ -20,13 +20,7 @@ using survey::files::testing::QueryString;
 using survey::files::testing::ScratchTree;
 using survey::files::testing::ShellQuoted;
 using survey::files::testing::Split;
-
-// What a command prints, without its final line feed.
-std::string Tool(std::string const& command) {
-  std::string text = Output(command);
-  if (!text.empty() && text.back() == '\n') text.pop_back();
-  return text;
-}
+using survey::files::testing::Tool;
 
 // A time of the record as the command prints times.
 std::string DateOf(std::string const& seconds) {
