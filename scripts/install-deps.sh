@@ -33,6 +33,10 @@ PACKAGES=(
   procps              # free: the memory amounts the system tests compare with
   coreutils           # who and nproc: users, run level and processor count for the system tests
   python3             # reads /proc/meminfo and /proc/cpuinfo beside the library in tests
+  ccache              # compiler cache: rebuilds of unchanged sources are free
+  dmidecode           # the firmware tables that the DMI tests compare with
+  rpm                 # rpm, rpmbuild: package databases made and read by the tests
+  librpm-dev          # the package library the RPM surveyors bind at run time
 )
 
 log() { printf 'install-deps: %s\n' "$*"; }
@@ -88,8 +92,33 @@ if ! "${SUDO[@]}" apt-get update; then
   log "warning: apt-get update reported errors; trying to install anyway" >&2
 fi
 
-log "running apt-get install ${missing[*]}"
-"${SUDO[@]}" apt-get install -y --no-install-recommends "${missing[@]}"
+# OpenSSL's packages are "Multi-Arch: same": the native and the i386 copies
+# must have one version. When a mirror offers a newer version for one
+# architecture only (a security index that failed to download, say), let apt
+# take the newest version that both architectures offer.
+common_version() {
+  local pkg=$1 native i386
+  native=$(apt-cache madison "$pkg" | awk -v a="$(dpkg --print-architecture)" '$0 ~ a {print $3}' | sort -u)
+  i386=$(apt-cache madison "$pkg:i386" | awk '/i386/ {print $3}' | sort -u)
+  comm -12 <(echo "$native") <(echo "$i386") | sort -V | tail -n 1
+}
+
+request=()
+for pkg in "${missing[@]}"; do
+  if [[ $pkg == libssl-dev:i386 ]]; then
+    version=$(common_version libssl-dev)
+    if [[ -n $version ]]; then
+      log "OpenSSL for both architectures at $version"
+      request+=("libssl-dev=$version" "libssl3=$version" "openssl=$version"
+                "libssl-dev:i386=$version" "libssl3:i386=$version")
+      continue
+    fi
+  fi
+  request+=("$pkg")
+done
+
+log "running apt-get install ${request[*]}"
+"${SUDO[@]}" apt-get install -y --no-install-recommends --allow-downgrades "${request[@]}"
 
 still_missing=()
 for pkg in "${missing[@]}"; do
