@@ -175,6 +175,18 @@ prepare_target() {
       "\x0ca*(b|c)?a b a c" "\x0a^a|b\$ab" "\x00" "\x02.\x00a" "\x0e((a*)*)*aaaab"
     dictionary=fuzz/regular_expressions.dict
     max_len=512
+  elif [ "$TARGET" = dmi_structure_fuzzer ]; then
+    # Two bytes choose a string number and a device number; a structure
+    # follows: whole, short, with an empty block, and without its block's end.
+    fresh_seeds escaped "\x01\x01\x00\x18\x00\x00\x01\x02\x00\xf0\x03\x07\x80\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00V\x001.0\x00\x00" \
+      "\x02\x01\x0a\x08\x00\x00\x83\x01\x85\x02a\x00b\x00\x00" "\x03\x00\x0b\x05\x00\x00\x03one\x00two\x00" \
+      "\x00\x00\x01\x02\x00\x00" "\x01\x05\x11\x04\x00\x00\x00\x00" "\xff\xff\x0a\x00unending"
+    # The tables of the test fixtures, from their first structure on.
+    for table in tests/fixtures/dmi/*.bin; do
+      { printf '\x01\x02'; tail -c +33 "$table"; } >"$seeds/seed-$(basename "$table" .bin)"
+    done
+    dictionary=fuzz/dmi_structure.dict
+    max_len=4096
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \
