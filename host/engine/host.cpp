@@ -143,6 +143,11 @@ void Host::Load(std::string const& path) {
   path_ = path;
 }
 
+void* Host::Symbol(char const* name) const {
+  if (handle_ == nullptr) return nullptr;
+  return dlsym(handle_, name);
+}
+
 void Host::Unload() {
   if (handle_ == nullptr) return;
   // What the library keeps in its caches it frees only when asked to.

@@ -31,6 +31,8 @@ class Host {
   // unregister themselves as it goes.
   void Unload();
   bool Loaded() const { return handle_ != nullptr; }
+  // The address of a symbol of the loaded library, or null.
+  void* Symbol(char const* name) const;
   std::string const& LibraryPath() const { return path_; }
 
   Registry& GetRegistry() { return registry_; }

@@ -63,6 +63,8 @@ struct Options {
   std::string timeout;  // as given; see TimeLimit
   std::string maxMemory;  // as given; see ParseSize
   std::size_t memoryBudget = survey::command::kDefaultMaxMemory;
+  std::string dmiDump;    // a table dump that stands for the machine's table
+  std::string dmiMemory;  // a memory image that stands for physical memory
 };
 
 // The argument parser reads an argument written as "[a,b]" as a list of
@@ -382,6 +384,31 @@ int DescribePhrases(Session& session, Options const& options) {
 
 void OnInterrupt(int) { survey::host::Evaluation::RequestInterrupt(); }
 
+// Points the library's DMI sources at the file of --dmi-dump or
+// --dmi-memory, before any query takes the snapshot. The other sources are
+// left out, so that the answers come from that file or from nothing. The
+// texts live as long as the options, which outlive every query.
+bool PointDmiSources(Session& session, Options const& options) {
+  char const* const names[] = {"dmiDevicePath", "dmiFirmwareFolder", "dmiDumpFile"};
+  char const** pointers[3];
+  for (int i = 0; i < 3; ++i) {
+    pointers[i] = static_cast<char const**>(session.GetHost().Symbol(names[i]));
+    if (pointers[i] == nullptr) {
+      std::fprintf(stderr, "survey: the surveyor library has no DMI sources to point at a file\n");
+      return false;
+    }
+  }
+  std::string const& file = options.dmiDump.empty() ? options.dmiMemory : options.dmiDump;
+  if (access(file.c_str(), R_OK) != 0) {
+    std::fprintf(stderr, "survey: %s: %s\n", file.c_str(), std::strerror(errno));
+    return false;
+  }
+  *pointers[0] = options.dmiDump.empty() ? options.dmiMemory.c_str() : "";
+  *pointers[1] = "";
+  *pointers[2] = options.dmiDump.empty() ? "" : options.dmiDump.c_str();
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -428,6 +455,16 @@ int main(int argc, char** argv) {
                  "(default 512M; 0: no limit)")
       ->type_name("SIZE");
   app.add_option("--library", options.library, "the surveyor library to load");
+  CLI::Option* const dmiDump = app.add_option(
+      "--dmi-dump", options.dmiDump,
+      "answer DMI questions from this table dump (entry point at offset 0, table at "
+      "offset 32) instead of the machine's table");
+  dmiDump->type_name("FILE");
+  app.add_option("--dmi-memory", options.dmiMemory,
+                 "answer DMI questions from this image of physical memory (the table found "
+                 "through its anchor in 0xF0000-0xFFFFF) instead of the machine's table")
+      ->type_name("FILE")
+      ->excludes(dmiDump);
   app.add_option("--client", options.client,
                  "the client folder (made if missing; default: survey/client in the user's "
                  "state folder, made on first use)");
@@ -492,6 +529,9 @@ int main(int argc, char** argv) {
   } catch (EvaluationError const& error) {
     std::fprintf(stderr, "survey: %s\n", error.what());
     return 2;
+  }
+  if (!options.dmiDump.empty() || !options.dmiMemory.empty()) {
+    if (!PointDmiSources(session, options)) return 2;
   }
   // The client folder that the queries' contexts serve. One that is named
   // must be usable now; the default one is made when a query first needs it.
