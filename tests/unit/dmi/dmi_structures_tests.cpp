@@ -201,4 +201,27 @@ TEST(DmiDevices, ALengthBelowFourLetsAnyNumberThroughUpToTheStoredBytes) {
   EXPECT_THROW(DmiDeviceType(u.data(), Size(u), 1), NoSuchObject);
 }
 
+TEST(DmiLookup, AnIndexOfZeroOrAboveThirtyTwoBitsIsRefused) {
+  unsigned char const* data = nullptr;
+  std::uint32_t size = 0;
+  for (std::uint8_t type : {0, 1, 17, 126, 127}) {
+    EXPECT_THROW(GetDMIStructure(type, 0, &data, &size), NoSuchObject) << int(type);
+    EXPECT_THROW(GetDMIStructure(type, 0x100000000ull, &data, &size), NoSuchObject);
+  }
+  EXPECT_EQ(nullptr, data);
+}
+
+TEST(DmiLookup, TypesWithoutARowAreRefused) {
+  unsigned char const* data = nullptr;
+  std::uint32_t size = 0;
+  for (int type : {38, 39, 100, 125, 128, 200, 255}) {
+    EXPECT_THROW(GetDMIStructure(static_cast<std::uint8_t>(type), 1, &data, &size), NoSuchObject)
+        << type;
+    EXPECT_THROW(GetStringBlockStringFromPosAndType(1, static_cast<std::uint8_t>(type)),
+                 NoSuchObject);
+  }
+  EXPECT_THROW(GetStringBlockStringFromPosAndType(0, 11), NoSuchObject);
+  EXPECT_EQ(nullptr, data);
+}
+
 }  // namespace

@@ -1,0 +1,118 @@
+#include <cstring>
+
+#include "survey/dmi/dmi_structures.h"
+#include "survey/dmi/dmi_table.h"
+#include "survey/frame/contexts.h"
+
+DmiLoadState dmiLoadArray[kDmiLoadRows];
+
+namespace {
+
+// The longest structure that is loaded; a stored length beyond it is taken
+// for damage.
+constexpr std::uint32_t kLargestStructure = 4095;
+
+// Instances are counted in 8 bits in the snapshot's contents, so no
+// instance from 256 on can ever be found.
+constexpr std::uint64_t kInstancesPerType = 256;
+
+void FreeChain(DmiLoadState* node) {
+  while (node != nullptr) {
+    DmiLoadState* const next = node->next;
+    delete[] node->data;
+    delete node;
+    node = next;
+  }
+}
+
+// The row of a type, or false for a type that has none.
+bool RowOfType(std::uint8_t type, std::uint8_t& row) {
+  if (type == 126) {
+    row = 37;
+  } else if (type == 127) {
+    row = 38;
+  } else if (type > 37) {
+    return false;
+  } else {
+    row = type;
+  }
+  return true;
+}
+
+// The next node of a chain, made and loaded as instance `instance` when it
+// is not there yet.
+DmiLoadState* NextNode(DmiLoadState* node, std::uint8_t row, std::uint32_t instance) {
+  if (node->next == nullptr) {
+    node->next = new DmiLoadState{};
+    LoadDMIStructure(*node->next, row, instance);
+  }
+  return node->next;
+}
+
+}  // namespace
+
+void ClearDmiLoadArray() { std::memset(dmiLoadArray, 0, sizeof dmiLoadArray); }
+
+void FreeDmiLoadArray() {
+  for (DmiLoadState& head : dmiLoadArray) {
+    if (head.loaded != 0) {
+      delete[] head.data;
+      FreeChain(head.next);
+    }
+    head = DmiLoadState{};
+  }
+}
+
+void LoadDMIStructure(DmiLoadState& state, std::uint8_t type, std::uint32_t instance) {
+  state.loaded = 1;
+  dmi_info const* const info = GetDmiInfo();
+  if (info == nullptr) return;
+  DmiContentsEntry const* const entry = info->Find(type, instance);
+  if (entry == nullptr) return;
+  if (FindContextInterface<SurveyorStorageContext>() == nullptr) throw NoSurveyorContext();
+  try {
+    if (entry->length == 0 || entry->length > kLargestStructure) throw NoSuchObject();
+    state.data = new unsigned char[entry->length];
+    state.size = entry->length;
+    // The file is opened afresh for each structure; nothing keeps it open.
+    ReadDmiStructure(*entry, state.data);
+  } catch (...) {
+    delete[] state.data;
+    state.data = nullptr;
+    state.size = 0;
+    throw NoSuchObject();
+  }
+}
+
+void GetDMIStructure(std::uint8_t type, std::uint64_t index, unsigned char const** data,
+                     std::uint32_t* size) {
+  if (index == 0 || index > 0xFFFFFFFFull) throw NoSuchObject();
+  std::uint8_t row = 0;
+  if (!RowOfType(type, row)) throw NoSuchObject();
+  // Past the last instance that the contents can name, every node would
+  // come up empty: the answer is known without building them.
+  if (index > kInstancesPerType) throw NoSuchObject();
+  DmiLoadState* node = &dmiLoadArray[row];
+  if (node->loaded == 0) LoadDMIStructure(*node, row, 0);
+  for (std::uint32_t step = 1; step < index; ++step) node = NextNode(node, row, step);
+  if (node->data == nullptr || node->size <= 3) throw NoSuchObject();
+  *data = node->data;
+  *size = node->size;
+}
+
+surveyor_string GetStringBlockStringFromPosAndType(std::uint64_t position, std::uint8_t type) {
+  if (position == 0) throw NoSuchObject();
+  std::uint8_t row = 0;
+  if (!RowOfType(type, row)) throw NoSuchObject();
+  DmiLoadState* node = &dmiLoadArray[row];
+  if (node->loaded == 0) LoadDMIStructure(*node, row, 0);
+  std::uint64_t count = static_cast<std::uint64_t>(GetBYTE(node->data, node->size, 4).value);
+  if (position <= count) return GetStringBlockString(node->data, node->size, position);
+  for (std::uint8_t instance = 1; instance != 0; ++instance) {
+    position -= count;
+    node = NextNode(node, row, instance);
+    count = static_cast<std::uint64_t>(GetBYTE(node->data, node->size, 4).value);
+    if (position <= count) return GetStringBlockString(node->data, node->size, position);
+  }
+  throw NoSuchObject();
+}
