@@ -457,7 +457,11 @@ bool ReadDmiEntryPoint(unsigned char const* bytes, unsigned long size, DmiEntryP
     if (length < 0x1E || length > size || SumOf(bytes, length) != 0) return false;
     unsigned char const* const legacy = bytes + 0x10;
     if (std::memcmp(legacy, "_DMI_", 5) != 0 || SumOf(legacy, 15) != 0) return false;
-    entry.revision = legacy[14];
+    // The version of the outer part, which the BCD revision of the inner
+    // one does not always repeat.
+    unsigned const major = bytes[6] < 15 ? bytes[6] : 15;
+    unsigned const minor = bytes[7] < 15 ? bytes[7] : 15;
+    entry.revision = static_cast<std::uint8_t>((major << 4) | minor);
     entry.length = ReadLE16(legacy + 6);
     entry.address = ReadLE32(legacy + 8);
     return true;
