@@ -139,6 +139,15 @@ TEST_F(DmiCommandTest, OnlyTheValueOneDisablesAcrossProcesses) {
   EXPECT_EQ("dmi surveyor is disabled", Ask(options, {"exists dmi"})[0].error);
 }
 
+TEST_F(DmiCommandTest, TheHelpTellsBothOptions) {
+  survey::testing::ShellResult const run = RunShell("'" SURVEY_COMMAND "' --help");
+  EXPECT_EQ(0, run.status);
+  for (char const* option : {"--dmi-dump FILE", "--dmi-memory FILE", "table dump",
+                             "image of physical memory"}) {
+    EXPECT_NE(std::string::npos, run.output.find(option)) << option;
+  }
+}
+
 // ---------------------------------------------------------------------------
 // Within one process.
 
