@@ -476,7 +476,25 @@ bool ReadDmiEntryPoint(unsigned char const* bytes, unsigned long size, DmiEntryP
   return false;
 }
 
+namespace {
+void WriteSnapshot(char const* path);
+}  // namespace
+
 void DmiEx(char const* path) {
+  if (path == nullptr) return;
+  try {
+    WriteSnapshot(path);
+  } catch (...) {
+    // Only an allocation can fail here; the file goes with what it held.
+    if (output != nullptr) FinishOutput(path, false);
+    FreePending();
+    throw;
+  }
+}
+
+namespace {
+
+void WriteSnapshot(char const* path) {
   std::remove(path);
   ResetWriter();
   bool const fromDump = dmiDumpFile != nullptr && *dmiDumpFile != '\0';
@@ -512,6 +530,8 @@ void DmiEx(char const* path) {
   if (output == nullptr) return;
   FinishOutput(path, WriteFirmwareTable(source));
 }
+
+}  // namespace
 
 // ---------------------------------------------------------------------------
 // dmi_info.
@@ -612,6 +632,7 @@ dmi_info* LoadDmiSnapshot(FileLocation const& location) {
 
 FileLocation DmiFileLocation() {
   auto const slot = ContextSlot<&SurveyorStorageContext::GetStorageFolder>();
+  if (dmiFileName == nullptr || *dmiFileName == '\0') throw NoSuchObject();
   std::unique_ptr<FileLocation> const folder(slot(&SurveyorFileLocation));
   if (folder == nullptr) throw NoSuchObject();
   return FileLocation(*folder, dmiFileName);
