@@ -68,9 +68,7 @@ void Collect(void* context, unsigned long offset, unsigned long length) {
   pieces->lengths.push_back(length);
 }
 
-std::string ScratchFile() {
-  return "/tmp/survey-dmi-fuzz-" + std::to_string(getpid()) + ".dmi";
-}
+std::string ScratchFile() { return "/tmp/survey-dmi-fuzz-" + std::to_string(getpid()) + ".dmi"; }
 
 }  // namespace
 

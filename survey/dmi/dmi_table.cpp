@@ -64,13 +64,12 @@ struct DmiTypeRow {
 };
 
 constexpr DmiTypeRow dmiTypes[] = {
-    {0, true},    {1, true},    {2, true},    {3, true},    {4, true},   {5, false},
-    {6, true},    {7, true},    {8, true},    {9, true},    {10, true},  {11, true},
-    {12, true},   {13, true},   {14, true},   {15, false},  {16, false}, {17, true},
-    {18, false},  {19, false},  {20, false},  {21, false},  {22, true},  {23, false},
-    {24, false},  {25, false},  {26, true},   {27, false},  {28, true},  {29, true},
-    {30, true},   {31, true},   {32, false},  {33, false},  {34, true},  {35, true},
-    {36, false},  {126, true},  {127, false},
+    {0, true},   {1, true},   {2, true},   {3, true},    {4, true},   {5, false},  {6, true},
+    {7, true},   {8, true},   {9, true},   {10, true},   {11, true},  {12, true},  {13, true},
+    {14, true},  {15, false}, {16, false}, {17, true},   {18, false}, {19, false}, {20, false},
+    {21, false}, {22, true},  {23, false}, {24, false},  {25, false}, {26, true},  {27, false},
+    {28, true},  {29, true},  {30, true},  {31, true},   {32, false}, {33, false}, {34, true},
+    {35, true},  {36, false}, {126, true}, {127, false},
 };
 static_assert(sizeof dmiTypes / sizeof dmiTypes[0] == 39);
 

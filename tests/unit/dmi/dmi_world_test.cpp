@@ -109,8 +109,7 @@ TEST_F(DmiCommandTest, AMemoryImageIsScannedForItsAnchor) {
 
   // Without an anchor there is no table, and no other source is read.
   WriteBytes(path, MemoryImage{}.bytes);
-  answers = Ask("--client '" + Client() + "' --dmi-memory '" + path + "'",
-                {"exists dmi", "dmi"});
+  answers = Ask("--client '" + Client() + "' --dmi-memory '" + path + "'", {"exists dmi", "dmi"});
   EXPECT_EQ(std::vector<std::string>{"False"}, answers[0].values);
   EXPECT_TRUE(answers[1].values.empty());
   EXPECT_FALSE(Exists(Snapshot()));
@@ -142,8 +141,8 @@ TEST_F(DmiCommandTest, OnlyTheValueOneDisablesAcrossProcesses) {
 TEST_F(DmiCommandTest, TheHelpTellsBothOptions) {
   survey::testing::ShellResult const run = RunShell("'" SURVEY_COMMAND "' --help");
   EXPECT_EQ(0, run.status);
-  for (char const* option : {"--dmi-dump FILE", "--dmi-memory FILE", "table dump",
-                             "image of physical memory"}) {
+  for (char const* option :
+       {"--dmi-dump FILE", "--dmi-memory FILE", "table dump", "image of physical memory"}) {
     EXPECT_NE(std::string::npos, run.output.find(option)) << option;
   }
 }
@@ -219,6 +218,47 @@ TEST(DmiProcessTest, TheSettingTakesEffectOnEveryUseOverTheSameSnapshot) {
     EXPECT_EQ(entry->length, ReadDmiStructure(*entry, bytes.data()));
     EXPECT_EQ(TableBytes(structure), bytes) << "handle " << structure.handle;
   }
+}
+
+}  // namespace
+
+namespace {
+
+int releases = 0;
+void CountRelease() { ++releases; }
+
+TEST(DmiProcessTest, TheCleanupReleasesTheStructuresAndTheSnapshot) {
+  // In a child process of its own, whose snapshot it takes and frees.
+  EXPECT_EXIT(
+      {
+        int outcome = 0;
+        {
+          ScratchFolder scratch("survey-dmi-cleanup");
+          Sources sources;
+          sources.Dump(FixturePath(kFixture));
+          ClientFolder folder(scratch.Path() + "/client");
+          folder.Prepare();
+          {
+            ClientContext context(&folder);
+            Evaluation evaluation(Registry::Default(), &context);
+            Evaluation::Scope scope(evaluation);
+            if (GetDmiInfo() != nullptr) outcome |= 1;
+          }
+          dmiReleaseStructures = &CountRelease;
+          DmiCleanup();
+          if (releases == 1) outcome |= 2;
+          if (GetDmiInfo() == nullptr) outcome |= 4;
+          try {
+            Dmi_of_world();
+          } catch (NoSuchObject const&) {
+            outcome |= 8;
+          } catch (...) {
+          }
+          dmiReleaseStructures = nullptr;
+        }
+        std::exit(outcome == 15 ? 0 : 20 + outcome);
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
