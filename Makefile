@@ -27,7 +27,9 @@ FUZZ_TARGETS ?= \
   site_banner_fuzzer \
   command_input_fuzzer \
   regular_expressions_fuzzer \
-  dmi_structure_fuzzer
+  dmi_structure_fuzzer \
+  dmi_table_fuzzer \
+  dmi_entry_point_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 SHELL   := /bin/bash

@@ -187,6 +187,22 @@ prepare_target() {
     done
     dictionary=fuzz/dmi_structure.dict
     max_len=4096
+  elif [ "$TARGET" = dmi_table_fuzzer ]; then
+    # The first byte chooses the cut; the tables of the test fixtures, a
+    # block without its end and a structure longer than the table.
+    fresh_seeds escaped "\x01\x01\x06\x00\x00\x01\x02a\x00b\x00\x00\x7f\x04\x01\x00\x00\x00" \
+      "\x00\x10\x06\x00\x00\x01\x02\x7f\x04\x01\x00" "\x01\x01\x04\x00\x00abc" "\x00\x05\xff\x00\x00"
+    for fixture in tests/fixtures/dmi/*.bin; do
+      { printf '\x01'; tail -c +33 "$fixture"; } >"$seeds/seed-$(basename "$fixture")"
+    done
+    dictionary=fuzz/dmi_table.dict
+    max_len=8192
+  elif [ "$TARGET" = dmi_entry_point_fuzzer ]; then
+    # Dumps of real tables, of each entry point, and entry points alone.
+    fresh_seeds escaped "_SM3_" "_SM_" "_DMI_"
+    cp tests/fixtures/dmi/*.bin "$seeds"/
+    dictionary=fuzz/dmi_entry_point.dict
+    max_len=8192
   else
     fresh_seeds literal 0 7 -1 42 00042 -0 4294967295 4294967296 2147483648 -2147483648 \
       18446744073709551615 18446744073709551616 9223372036854775807 -9223372036854775808 \

@@ -64,13 +64,12 @@ struct DmiTypeRow {
 };
 
 constexpr DmiTypeRow dmiTypes[] = {
-    {0, true},    {1, true},    {2, true},    {3, true},    {4, true},   {5, false},
-    {6, true},    {7, true},    {8, true},    {9, true},    {10, true},  {11, true},
-    {12, true},   {13, true},   {14, true},   {15, false},  {16, false}, {17, true},
-    {18, false},  {19, false},  {20, false},  {21, false},  {22, true},  {23, false},
-    {24, false},  {25, false},  {26, true},   {27, false},  {28, true},  {29, true},
-    {30, true},   {31, true},   {32, false},  {33, false},  {34, true},  {35, true},
-    {36, false},  {126, true},  {127, false},
+    {0, true},   {1, true},   {2, true},   {3, true},    {4, true},   {5, false},  {6, true},
+    {7, true},   {8, true},   {9, true},   {10, true},   {11, true},  {12, true},  {13, true},
+    {14, true},  {15, false}, {16, false}, {17, true},   {18, false}, {19, false}, {20, false},
+    {21, false}, {22, true},  {23, false}, {24, false},  {25, false}, {26, true},  {27, false},
+    {28, true},  {29, true},  {30, true},  {31, true},   {32, false}, {33, false}, {34, true},
+    {35, true},  {36, false}, {126, true}, {127, false},
 };
 static_assert(sizeof dmiTypes / sizeof dmiTypes[0] == 39);
 
@@ -476,7 +475,25 @@ bool ReadDmiEntryPoint(unsigned char const* bytes, unsigned long size, DmiEntryP
   return false;
 }
 
+namespace {
+void WriteSnapshot(char const* path);
+}  // namespace
+
 void DmiEx(char const* path) {
+  if (path == nullptr) return;
+  try {
+    WriteSnapshot(path);
+  } catch (...) {
+    // Only an allocation can fail here; the file goes with what it held.
+    if (output != nullptr) FinishOutput(path, false);
+    FreePending();
+    throw;
+  }
+}
+
+namespace {
+
+void WriteSnapshot(char const* path) {
   std::remove(path);
   ResetWriter();
   bool const fromDump = dmiDumpFile != nullptr && *dmiDumpFile != '\0';
@@ -512,6 +529,8 @@ void DmiEx(char const* path) {
   if (output == nullptr) return;
   FinishOutput(path, WriteFirmwareTable(source));
 }
+
+}  // namespace
 
 // ---------------------------------------------------------------------------
 // dmi_info.
@@ -612,6 +631,7 @@ dmi_info* LoadDmiSnapshot(FileLocation const& location) {
 
 FileLocation DmiFileLocation() {
   auto const slot = ContextSlot<&SurveyorStorageContext::GetStorageFolder>();
+  if (dmiFileName == nullptr || *dmiFileName == '\0') throw NoSuchObject();
   std::unique_ptr<FileLocation> const folder(slot(&SurveyorFileLocation));
   if (folder == nullptr) throw NoSuchObject();
   return FileLocation(*folder, dmiFileName);

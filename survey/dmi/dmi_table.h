@@ -161,7 +161,8 @@ SURVEY_API unsigned long getLengthOfStructure(unsigned char const* structure,
 // writing; for tests and fuzzing. `visit` is called for each structure;
 // answers whether the whole length was cut.
 SURVEY_API bool CutDmiTable(unsigned char const* table, unsigned long length, bool assumeStrings,
-                            void (*visit)(void* context, unsigned long offset, unsigned long length),
+                            void (*visit)(void* context, unsigned long offset,
+                                          unsigned long length),
                             void* context);
 
 // Reads a firmware entry point ("_SM_" with its "_DMI_" part, or "_SM3_"):

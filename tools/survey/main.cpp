@@ -457,8 +457,8 @@ int main(int argc, char** argv) {
   app.add_option("--library", options.library, "the surveyor library to load");
   CLI::Option* const dmiDump = app.add_option(
       "--dmi-dump", options.dmiDump,
-      "answer DMI questions from this table dump (entry point at offset 0, table at "
-      "offset 32) instead of the machine's table");
+      "answer DMI questions from this table dump (entry point at offset 0, table where "
+      "it says, at offset 32 in the usual dumps) instead of the machine's table");
   dmiDump->type_name("FILE");
   app.add_option("--dmi-memory", options.dmiMemory,
                  "answer DMI questions from this image of physical memory (the table found "

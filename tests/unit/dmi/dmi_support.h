@@ -27,7 +27,8 @@ inline Bytes ReadBytes(std::string const& path) {
 
 inline void WriteBytes(std::string const& path, Bytes const& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<char const*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  out.write(reinterpret_cast<char const*>(bytes.data()),
+            static_cast<std::streamsize>(bytes.size()));
   out.close();
   ASSERT_TRUE(out.good()) << path;
 }
@@ -212,8 +213,7 @@ inline bool HexLine(std::string const& line, Bytes& out) {
 // What `dmidecode -u --from-dump` prints of the dump at `path`.
 inline Printed PrintedByDmidecode(std::string const& path) {
   Printed printed;
-  std::istringstream lines(
-      survey::testing::Output("dmidecode -u --from-dump '" + path + "' 2>&1"));
+  std::istringstream lines(survey::testing::Output("dmidecode -u --from-dump '" + path + "' 2>&1"));
   std::string line;
   PrintedStructure* current = nullptr;
   enum { kNone, kData, kStrings } section = kNone;

@@ -75,7 +75,10 @@ TEST_F(DmiImageTest, TableInTheFSegmentIsCutIntoItsStructures) {
 TEST_F(DmiImageTest, TheTailOfTheFirstMegabyteAndTheFirmwareDate) {
   MemoryImage image;
   image.Anchor(0xF0000, 0xF1000, 0);
-  std::string const tail("\xEA\x5B\xE0\x00\xF0" "06/30/2021\0\xFC", 16);
+  std::string const tail(
+      "\xEA\x5B\xE0\x00\xF0"
+      "06/30/2021\0\xFC",
+      16);
   image.Put(0xFFFF0, Bytes(tail.begin(), tail.begin() + 16));
   Snapshot snapshot = Take(image);
   ASSERT_NE(nullptr, snapshot.info);
@@ -83,13 +86,19 @@ TEST_F(DmiImageTest, TheTailOfTheFirstMegabyteAndTheFirmwareDate) {
             Bytes(snapshot.file.begin() + 4, snapshot.file.begin() + 20));
   EXPECT_STREQ("06/30/2021", snapshot.info->firmwareDate);
 
-  std::string const shortDate("\xEA\x5B\xE0\x00\xF0" "06/30/21\0\xFC\x00\x00", 16);
+  std::string const shortDate(
+      "\xEA\x5B\xE0\x00\xF0"
+      "06/30/21\0\xFC\x00\x00",
+      16);
   image.Put(0xFFFF0, Bytes(shortDate.begin(), shortDate.begin() + 16));
   snapshot = Take(image);
   EXPECT_STREQ("06/30/21", snapshot.info->firmwareDate);
 
   // Anything else behind eight characters is cut off.
-  std::string const padded("\xEA\x5B\xE0\x00\xF0" "06/30/21 \xFC\x00\x00", 16);
+  std::string const padded(
+      "\xEA\x5B\xE0\x00\xF0"
+      "06/30/21 \xFC\x00\x00",
+      16);
   image.Put(0xFFFF0, Bytes(padded.begin(), padded.begin() + 16));
   snapshot = Take(image);
   EXPECT_STREQ("06/30/21", snapshot.info->firmwareDate);
@@ -108,7 +117,8 @@ TEST_F(DmiImageTest, ATableLengthOfZeroGivesAnEmptySnapshot) {
 
 TEST_F(DmiImageTest, AnAnchorWithABadSumIsSkipped) {
   MemoryImage image;
-  Bytes const wrong = Joined({Structure(1, 0x10, {1, 2, 3, 4}, {"Wrong"}), Structure(127, 0x11, {})});
+  Bytes const wrong =
+      Joined({Structure(1, 0x10, {1, 2, 3, 4}, {"Wrong"}), Structure(127, 0x11, {})});
   Bytes const right = SmallTable();
   image.Put(0xE0000, wrong);
   image.Put(0xE1000, right);
@@ -153,8 +163,8 @@ TEST_F(DmiImageTest, ATableCrossingIntoTheFSegmentLosesTheByteAt0xEFFFF) {
   // last structure, of a type without strings, ends in a single NUL of its
   // own; the copy ends one byte short, and the zero that stands there
   // completes its double NUL.
-  Bytes const table = Joined({Structure(1, 0, {}, {"ABC"}), Structure(2, 1, {}, {"x"}),
-                              Bytes{0x20, 4, 2, 0, 0}});
+  Bytes const table =
+      Joined({Structure(1, 0, {}, {"ABC"}), Structure(2, 1, {}, {"x"}), Bytes{0x20, 4, 2, 0, 0}});
   std::uint32_t const address = 0xEFFFF - 5;
   MemoryImage image;
   image.Put(address, table);
@@ -389,18 +399,18 @@ TEST(DmiCutTest, TheStringWalkIsBoundedByTheTable) {
 }
 
 TEST(DmiCutTest, TheTypeTable) {
-  for (unsigned type : {5u, 15u, 16u, 18u, 19u, 20u, 21u, 23u, 24u, 25u, 27u, 32u, 33u, 36u,
-                        127u}) {
+  for (unsigned type :
+       {5u, 15u, 16u, 18u, 19u, 20u, 21u, 23u, 24u, 25u, 27u, 32u, 33u, 36u, 127u}) {
     EXPECT_FALSE(dmiTypeUsesStrings(type)) << type;
   }
-  for (unsigned type : {0u, 1u, 2u, 3u, 4u, 6u, 14u, 17u, 22u, 26u, 28u, 31u, 34u, 35u, 126u,
-                        37u, 38u, 200u, 255u}) {
+  for (unsigned type : {0u, 1u, 2u, 3u, 4u, 6u, 14u, 17u, 22u, 26u, 28u, 31u, 34u, 35u, 126u, 37u,
+                        38u, 200u, 255u}) {
     EXPECT_TRUE(dmiTypeUsesStrings(type)) << type;
   }
   // A type without strings keeps its double NUL when it has one.
   Bytes const withNul = Structure(16, 0, {1, 2, 3});
-  EXPECT_EQ(withNul.size(), getLengthOfStructure(withNul.data(), withNul.data() + withNul.size(),
-                                                 false));
+  EXPECT_EQ(withNul.size(),
+            getLengthOfStructure(withNul.data(), withNul.data() + withNul.size(), false));
   EXPECT_EQ(7u, getLengthOfStructure(withNul.data(), withNul.data() + 7, false));
 }
 
@@ -409,8 +419,7 @@ TEST(DmiCutTest, TheTypeTable) {
 
 std::vector<std::string> FixtureNames() {
   std::vector<std::string> names;
-  std::istringstream listing(
-      Output("cd '" + FixturePath("dmi") + "' && ls *.bin"));
+  std::istringstream listing(Output("cd '" + FixturePath("dmi") + "' && ls *.bin"));
   std::string name;
   while (std::getline(listing, name)) {
     if (!name.empty()) names.push_back(name);
@@ -516,6 +525,127 @@ TEST_F(DmiFixtureTest, FirmwareEntryPointsWithBadSumsOrLyingLengthsAreRefused) {
   ASSERT_EQ(0, system(("rm '" + folder + "/DMI'").c_str()));
   DmiEx(output_.c_str());
   EXPECT_FALSE(Exists(output_));
+}
+
+}  // namespace
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// Entry points.
+
+Bytes Sm2EntryPoint(unsigned length, std::uint32_t address) {
+  Bytes entry(31, 0);
+  std::string const outer = "_SM_";
+  std::copy(outer.begin(), outer.end(), entry.begin());
+  entry[5] = 0x1F;
+  entry[6] = 2;
+  entry[7] = 8;
+  std::string const inner = "_DMI_";
+  std::copy(inner.begin(), inner.end(), entry.begin() + 16);
+  PutLE16(entry, 0x16, length);
+  PutLE32(entry, 0x18, address);
+  entry[0x1E] = 0x27;
+  FixSum(entry, 16, 15, 0x15);
+  FixSum(entry, 0, 31, 4);
+  return entry;
+}
+
+TEST(DmiEntryPointTest, EachLayoutIsReadWithItsSums) {
+  DmiEntryPoint entry;
+  Bytes sm2 = Sm2EntryPoint(0x1234, 0xABCDEF);
+  ASSERT_TRUE(ReadDmiEntryPoint(sm2.data(), sm2.size(), entry));
+  EXPECT_FALSE(entry.sm3);
+  EXPECT_EQ(0x1234u, entry.length);
+  EXPECT_EQ(0xABCDEFu, entry.address);
+  EXPECT_EQ(0x28, entry.revision);  // the outer version, 2.8
+  EXPECT_FALSE(ReadDmiEntryPoint(sm2.data(), 30, entry)) << "cut short";
+  Bytes bad = sm2;
+  bad[0x16] ^= 1;  // the inner sum breaks, and so does the outer one
+  FixSum(bad, 0, 31, 4);
+  EXPECT_FALSE(ReadDmiEntryPoint(bad.data(), bad.size(), entry));
+  bad = sm2;
+  bad[4] ^= 1;
+  EXPECT_FALSE(ReadDmiEntryPoint(bad.data(), bad.size(), entry));
+
+  Bytes sm3(24, 0);
+  std::string const anchor = "_SM3_";
+  std::copy(anchor.begin(), anchor.end(), sm3.begin());
+  sm3[6] = 24;
+  sm3[7] = 3;
+  sm3[8] = 2;
+  PutLE32(sm3, 0x0C, 0x5000);
+  PutLE32(sm3, 0x10, 0x89ABCDEF);
+  PutLE32(sm3, 0x14, 0x1);
+  FixSum(sm3, 0, 24, 5);
+  ASSERT_TRUE(ReadDmiEntryPoint(sm3.data(), sm3.size(), entry));
+  EXPECT_TRUE(entry.sm3);
+  EXPECT_EQ(0x32, entry.revision);
+  EXPECT_EQ(0x5000u, entry.length);
+  EXPECT_EQ(0x189ABCDEFull, entry.address);
+  sm3[6] = 25;  // longer than what is there
+  FixSum(sm3, 0, 24, 5);
+  EXPECT_FALSE(ReadDmiEntryPoint(sm3.data(), sm3.size(), entry));
+
+  Bytes legacy(sm2.begin() + 16, sm2.end());
+  ASSERT_TRUE(ReadDmiEntryPoint(legacy.data(), legacy.size(), entry));
+  EXPECT_EQ(0x27, entry.revision);
+  EXPECT_FALSE(ReadDmiEntryPoint(legacy.data(), 14, entry));
+  Bytes none = {'_', 'S', 'M', '4', '_'};
+  EXPECT_FALSE(ReadDmiEntryPoint(none.data(), none.size(), entry));
+  EXPECT_FALSE(ReadDmiEntryPoint(nullptr, 0, entry));
+}
+
+TEST_F(DmiImageTest, ADumpIsReadWhereItsEntryPointSays) {
+  Bytes const table = SmallTable();
+  Bytes dump = Sm2EntryPoint(table.size(), 64);
+  dump.resize(64, 0xEE);
+  dump.insert(dump.end(), table.begin(), table.end());
+  std::string const path = scratch_.Path() + "/dump";
+  WriteBytes(path, dump);
+  sources_.Dump(path);
+  // The dump stands in for the machine: the device is not read.
+  MemoryImage image;
+  Bytes const other = Structure(1, 0, {}, {"other"});
+  image.Put(0xE0000, other);
+  image.Anchor(0xF0000, 0xE0000, other.size());
+  Snapshot snapshot = Take(image);
+  ASSERT_EQ(3u, snapshot.structures.size());
+  EXPECT_EQ(table, Joined({snapshot.structures[0].bytes, snapshot.structures[1].bytes,
+                           snapshot.structures[2].bytes}));
+  EXPECT_EQ(0x28, snapshot.info->revision);
+  // A table address past the end of the dump.
+  dump = Sm2EntryPoint(table.size(), 4096);
+  WriteBytes(path, dump);
+  EXPECT_FALSE(Take(image).present);
+}
+
+TEST_F(DmiImageTest, TheFolderIsReadOnlyWhenMemoryHasNoTable) {
+  Bytes const table = SmallTable();
+  std::string const folder = scratch_.Path() + "/tables";
+  ASSERT_EQ(0, mkdir(folder.c_str(), 0700));
+  WriteBytes(folder + "/smbios_entry_point", Sm2EntryPoint(table.size(), 0x7F000000));
+  WriteBytes(folder + "/DMI", table);
+  sources_.Folder(folder);
+  MemoryImage image;
+  Bytes const other = Structure(1, 0, {}, {"other"});
+  image.Put(0xE0000, other);
+  image.Anchor(0xF0000, 0xE0000, other.size());
+  Snapshot snapshot = Take(image);
+  ASSERT_EQ(1u, snapshot.structures.size());
+  EXPECT_EQ(other, snapshot.structures[0].bytes);
+  // Without the anchor, the folder's table; the tail of the first megabyte
+  // is still the device's.
+  image.bytes[0xF0000] = 0;
+  image.Put(0xFFFF0, Bytes(16, 0x41));
+  snapshot = Take(image);
+  ASSERT_EQ(3u, snapshot.structures.size());
+  EXPECT_EQ(Bytes(16, 0x41), Bytes(snapshot.file.begin() + 4, snapshot.file.begin() + 20));
+  // A table file over 1 MiB is refused.
+  Bytes huge = table;
+  huge.resize(0x100001, 0);
+  WriteBytes(folder + "/DMI", huge);
+  EXPECT_FALSE(Take(image).present);
 }
 
 }  // namespace
