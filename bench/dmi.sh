@@ -23,7 +23,7 @@ client="$tmp/client"
 
 hyperfine -N --output=pipe --warmup 2 --runs 20 --export-json "$tmp/start.json" \
   "$survey --client $client '1'" >/dev/null 2>&1
-start=$(python3 -c 'import json,sys; print(f"{json.load(open(sys.argv[1]))[\"results\"][0][\"mean\"]*1000:.2f}")' "$tmp/start.json")
+start=$(python3 -c 'import json, sys; r = json.load(open(sys.argv[1]))["results"][0]; print("%.2f" % (r["mean"] * 1000))' "$tmp/start.json")
 echo "survey's start, with the query 1: $start ms"
 echo
 echo "| table | size | structures | survey | dmidecode | ratio |"
