@@ -26,7 +26,8 @@ FUZZ_TARGETS ?= \
   mounts_fuzzer \
   site_banner_fuzzer \
   command_input_fuzzer \
-  regular_expressions_fuzzer
+  regular_expressions_fuzzer \
+  rpm_capability_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 SHELL   := /bin/bash
