@@ -48,7 +48,6 @@ std::string Shown(std::string const& text) {
 
 int Sign(int value) { return value < 0 ? -1 : value > 0 ? 1 : 0; }
 
-bool White(char c) { return c == ' ' || c == '\t'; }
 bool Digit(char c) { return c >= '0' && c <= '9'; }
 bool Letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
