@@ -145,6 +145,10 @@ STUB_API int headerGetRawEntry(Header header, rpm_tag_t tag, rpm_tagtype_t* type
   struct rpmtd_s data;
   if (!headerGet(header, tag, &data, HEADERGET_MINMEM | HEADERGET_RAW)) return 0;
   rpm_data_t result = data.data;
+  /* Freeing the data resets the descriptor, its type and count among the
+   * rest: they are kept first. */
+  rpm_tagtype_t const dataType = data.type;
+  rpm_count_t const dataCount = data.count;
   if (data.type == RPM_STRING_ARRAY_TYPE || data.type == RPM_I18NSTRING_TYPE) {
     char const* const* const items = data.data;
     size_t size = data.count * sizeof(char*);
@@ -164,13 +168,13 @@ STUB_API int headerGetRawEntry(Header header, rpm_tag_t tag, rpm_tagtype_t* type
     rpmtdFreeData(&data);
     result = block;
   }
-  if (type != NULL) *type = data.type;
+  if (type != NULL) *type = dataType;
   if (value != NULL) {
     *value = result;
   } else if (result != data.data) {
     free(result);
   }
-  if (count != NULL) *count = data.count;
+  if (count != NULL) *count = dataCount;
   return 1;
 }
 
