@@ -72,9 +72,10 @@ class PackageRoot {
   std::string const& Root() const { return root_; }
   std::string const& Home() const { return home_; }
 
-  // A command run in a clean environment with this root's home folder.
+  // A shell command run in a clean environment with this root's home folder.
   std::string WithHome(std::string const& command) const {
-    return "cd / && env -i PATH=/usr/bin:/bin TZ=UTC HOME=" + Quoted(home_) + " " + command;
+    return "cd / && env -i PATH=/usr/bin:/bin TZ=UTC HOME=" + Quoted(home_) + " sh -c " +
+           Quoted(command);
   }
 
   // What the package manager prints for these arguments, after "--root ROOT".
