@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <memory>
 #include <random>
 #include <set>
@@ -426,6 +427,38 @@ TEST_F(PackagesTest, InstalledPathsVersionsAndTheLibrarysOwnFeatures) {
   for (std::size_t i = 0; i < features.size(); ++i) {
     EXPECT_EQ("True", answer(10 + i)) << features[i];
   }
+}
+
+}  // namespace
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// Bad input: no crash, no answer, and nothing written.
+
+TEST_F(PackagesTest, NamesWithBlanksAndRootsThatAreNoDatabase) {
+  survey::testing::ScratchFolder scratch("survey-rpm-bad");
+  std::string const file = scratch.Path() + "/plain-file";
+  std::ofstream(file) << "not a folder\n";
+  std::string const missing = scratch.Path() + "/missing";
+  std::string const empty = scratch.Path() + "/empty";
+  RunShell("mkdir " + survey::testing::Quoted(empty));
+  std::vector<QueryAnswer> const answers = Ask({
+      "packages " + Literal("alpha beta") + " of " + Rpm(),
+      "installed " + Literal("alpha beta") + " of " + Rpm(),
+      "names of packages of rpm " + Literal(missing),
+      "names of packages of rpm " + Literal(file),
+      "names of packages of rpm " + Literal(empty),
+      "installed " + Literal("alpha") + " of rpm " + Literal(missing),
+  });
+  // "alpha beta" reads as the name alpha and the relation "beta", which is
+  // no relation: the text is refused.
+  EXPECT_TRUE(answers[0].values.empty());
+  EXPECT_TRUE(answers[1].values.empty());
+  for (std::size_t i = 2; i < answers.size(); ++i) EXPECT_TRUE(answers[i].values.empty()) << i;
+  // Nothing was made under the roots that hold no database.
+  EXPECT_EQ("", survey::testing::Output("ls -A " + survey::testing::Quoted(empty)));
+  EXPECT_NE(0, RunShell("test -e " + survey::testing::Quoted(missing)).status);
 }
 
 }  // namespace
