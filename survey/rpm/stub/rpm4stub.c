@@ -144,12 +144,11 @@ STUB_API int headerGetRawEntry(Header header, rpm_tag_t tag, rpm_tagtype_t* type
   if (header == NULL) return 0;
   struct rpmtd_s data;
   if (!headerGet(header, tag, &data, HEADERGET_MINMEM | HEADERGET_RAW)) return 0;
-  rpm_data_t result = data.data;
-  /* Freeing the data resets the descriptor, its type and count among the
-   * rest: they are kept first. */
+  /* Freeing the container's data resets it, so its description is kept. */
   rpm_tagtype_t const dataType = data.type;
   rpm_count_t const dataCount = data.count;
-  if (data.type == RPM_STRING_ARRAY_TYPE || data.type == RPM_I18NSTRING_TYPE) {
+  rpm_data_t result = data.data;
+  if (dataType == RPM_STRING_ARRAY_TYPE || dataType == RPM_I18NSTRING_TYPE) {
     char const* const* const items = data.data;
     size_t size = data.count * sizeof(char*);
     for (rpm_count_t i = 0; i < data.count; ++i) size += strlen(items[i]) + 1;
@@ -171,7 +170,7 @@ STUB_API int headerGetRawEntry(Header header, rpm_tag_t tag, rpm_tagtype_t* type
   if (type != NULL) *type = dataType;
   if (value != NULL) {
     *value = result;
-  } else if (result != data.data) {
+  } else if (dataType == RPM_STRING_ARRAY_TYPE || dataType == RPM_I18NSTRING_TYPE) {
     free(result);
   }
   if (count != NULL) *count = dataCount;
