@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "survey/client/client_object.h"
 #include "survey/client/settings.h"
@@ -890,7 +891,12 @@ bool RPMSurveyorsDisabled() {
                                             sizeof kName - 1, owner);
     surveyor_string const value = value_of(found);
     return value.length == 1 && value.data[0] == '1';
-  } catch (...) {
+  } catch (DebuggableException const&) {
+    return false;
+  } catch (std::bad_alloc const&) {
+    // Running out of memory, like the host's interruption, is no answer.
+    throw;
+  } catch (std::exception const&) {
     return false;
   }
 }
