@@ -159,6 +159,7 @@ class RpmDatabaseTest : public ::testing::Test {
     scope_ = std::make_unique<Evaluation::Scope>(*evaluation_);
   }
   void TearDown() override {
+    survey::rpmtesting::KeepLibrpmLoaded();
     scope_.reset();
     evaluation_.reset();
     context_.reset();
