@@ -237,6 +237,21 @@ TEST_F(RpmDatabaseTest, TheNamedIteratorGivesEveryVersionOfTheName) {
   EXPECT_THROW(none->First(version, arch), NoSuchObject);
 }
 
+TEST_F(RpmDatabaseTest, ANameWithItsVersionIsFoundAsRpmFindsIt) {
+  rpmdatabase const database = Open(Root());
+  for (std::string const label : {"twin-2.0", "twin-1.0-1", "pkg004-1.4"}) {
+    SCOPED_TRACE(label);
+    std::vector<std::string> const expected =
+        RpmLines(Root(), "-q --qf '%{VERSION}-%{RELEASE}\\t%{ARCH}\\n' " + label);
+    ASSERT_EQ(1u, expected.size());
+    std::unique_ptr<RPMIterator> found = database.NamedIterator(label.c_str());
+    Stringy version, arch;
+    found->First(version, arch);
+    EXPECT_EQ(expected[0], std::string(version.CString()) + "\t" + arch.CString());
+    EXPECT_THROW(found->Next(version, arch), NoSuchObject);
+  }
+}
+
 TEST_F(RpmDatabaseTest, ARecordByNameIsTheOneRpmQueries) {
   rpmdatabase const database = Open(Root());
   for (int i : {0, 1, 2, 3, 5, 99, 199}) {
