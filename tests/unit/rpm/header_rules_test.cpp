@@ -1,4 +1,4 @@
-// The reading of headers by the newer generation, over a librpm of the
+// The reading of headers by both generations, over a librpm of the
 // test's own: the function pointers that the binding fills are pointed at
 // functions below, which serve headers made here, including malformed ones
 // that rpmbuild never makes. The expected rows follow from the headers as
@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "survey/foundation/file_errors.h"
 #include "survey/rpm/rpm_database.h"
 
 namespace {
@@ -133,6 +134,19 @@ int GetRaw(RPM4::Header handle, std::int32_t tag, std::int32_t* type, void const
   return 1;
 }
 
+// The capability rows of a package as "type|name|relation|version".
+std::vector<std::string> HeaderRulesTest_Rows(RPMDatabase const& db, char const* name,
+                                              char const* version) {
+  CapabilityList rows;
+  db.GetPackageCapabilities(name, version, rows);
+  std::vector<std::string> texts;
+  for (unsigned long i = 0; i < rows.Count(); ++i) {
+    texts.push_back(std::to_string(rows[i].type) + "|" + rows[i].name.CString() + "|" +
+                    rows[i].relation.CString() + "|" + rows[i].version.CString());
+  }
+  return texts;
+}
+
 class HeaderRulesTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -164,14 +178,7 @@ class HeaderRulesTest : public ::testing::Test {
 
   static std::vector<std::string> Rows(RPMDatabase const& db, char const* name,
                                        char const* version) {
-    CapabilityList rows;
-    db.GetPackageCapabilities(name, version, rows);
-    std::vector<std::string> texts;
-    for (unsigned long i = 0; i < rows.Count(); ++i) {
-      texts.push_back(std::to_string(rows[i].type) + "|" + rows[i].name.CString() + "|" +
-                      rows[i].relation.CString() + "|" + rows[i].version.CString());
-    }
-    return texts;
+    return HeaderRulesTest_Rows(db, name, version);
   }
 
   struct Saved {
@@ -369,6 +376,202 @@ TEST_F(HeaderRulesTest, AnIteratorKeepsItsDatabaseOpen) {
   EXPECT_STREQ("p", name.CString());
   all.reset();
   EXPECT_EQ(1, closes);
+}
+
+// ---------------------------------------------------------------------------
+// The older generation, over record numbers 1, 2, ... of the same headers.
+
+int headersGot = 0;
+int headersFreed = 0;
+int matchListsFreed = 0;
+int failingFinds = 0;  // a find answers -1 while this is set
+std::string rpmlibArguments;
+
+// The records whose tag holds the key, as a match list from malloc; 1 when
+// there is none.
+int FindBy(std::int32_t tag, char const* key, RPM3::dbiIndexSet* matches) {
+  if (failingFinds != 0) return -1;
+  std::vector<unsigned int> found;
+  for (std::size_t i = 0; i < database.size(); ++i) {
+    auto const entry = database[i].tags.find(tag);
+    if (entry == database[i].tags.end()) continue;
+    for (std::string const& text : entry->second.texts) {
+      if (text == key) {
+        found.push_back(static_cast<unsigned int>(i + 1));
+        break;
+      }
+    }
+  }
+  if (found.empty()) return 1;
+  matches->recs =
+      static_cast<RPM3::dbiIndexRecord*>(std::malloc(found.size() * sizeof(RPM3::dbiIndexRecord)));
+  for (std::size_t i = 0; i < found.size(); ++i) matches->recs[i] = {found[i], 0};
+  matches->count = static_cast<int>(found.size());
+  return 0;
+}
+int FindPackage(RPM3::rpmdb, char const* key, RPM3::dbiIndexSet* m) { return FindBy(1000, key, m); }
+int FindProvides(RPM3::rpmdb, char const* key, RPM3::dbiIndexSet* m) { return FindBy(1047, key, m); }
+int FindRequired(RPM3::rpmdb, char const* key, RPM3::dbiIndexSet* m) { return FindBy(1049, key, m); }
+int FindConflicts(RPM3::rpmdb, char const* key, RPM3::dbiIndexSet* m) { return FindBy(1054, key, m); }
+int FindFile(RPM3::rpmdb, char const* key, RPM3::dbiIndexSet* m) { return FindBy(1117, key, m); }
+RPM3::Header GetRecord(RPM3::rpmdb, unsigned int offset) {
+  if (offset == 0 || offset > database.size()) return nullptr;
+  ++headersGot;
+  return reinterpret_cast<RPM3::Header>(&database[offset - 1]);
+}
+void FreeMatches(RPM3::dbiIndexSet set) {
+  ++matchListsFreed;
+  std::free(set.recs);
+}
+void FreeHeader(RPM3::Header) { ++headersFreed; }
+unsigned int FirstRecord(RPM3::rpmdb) { return database.empty() ? 0 : 1; }
+unsigned int NextRecord(RPM3::rpmdb, unsigned int last) {
+  return last < database.size() ? last + 1 : 0;
+}
+int OldRpmlib(char const* name, char const* version, int flags) {
+  rpmlibArguments = std::string(name) + "|" + version + "|" + std::to_string(flags);
+  return 1;
+}
+int OldOpen(char const*, RPM3::rpmdb* handle, int, int) {
+  ++opens;
+  *handle = reinterpret_cast<RPM3::rpmdb>(&database);
+  return 0;
+}
+int OldClose(RPM3::rpmdb) {
+  ++closes;
+  return 0;
+}
+int OldGetEntry(RPM3::Header header, std::int32_t tag, std::int32_t* type, void const** value,
+                std::int32_t* count) {
+  return GetRaw(reinterpret_cast<RPM4::Header>(header), tag, type, value, count);
+}
+
+class OlderHeaderRulesTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    RPM3::rpmReadConfigFiles = &ReadConfig;
+    RPM3::rpmdbOpen = &OldOpen;
+    RPM3::rpmdbClose = &OldClose;
+    RPM3::rpmdbFindPackage = &FindPackage;
+    RPM3::rpmdbFindByProvides = &FindProvides;
+    RPM3::rpmdbFindByRequiredBy = &FindRequired;
+    RPM3::rpmdbFindByConflicts = &FindConflicts;
+    RPM3::rpmdbFindByFile = &FindFile;
+    RPM3::rpmdbGetRecord = &GetRecord;
+    RPM3::headerGetEntry = &OldGetEntry;
+    RPM3::dbiFreeIndexRecord = &FreeMatches;
+    RPM3::headerFree = &FreeHeader;
+    RPM3::rpmdbFirstRecNum = &FirstRecord;
+    RPM3::rpmdbNextRecNum = &NextRecord;
+    RPM3::rpmCheckRpmlibProvides = &OldRpmlib;
+    database.clear();
+    opens = closes = headersGot = headersFreed = matchListsFreed = failingFinds = 0;
+  }
+  void TearDown() override {
+    EXPECT_EQ(headersGot, headersFreed) << "every header fetched is freed";
+    // The older generation is never bound on a machine whose librpm lacks
+    // its names; the pointers are left null as they were.
+    RPM3::rpmReadConfigFiles = nullptr;
+    RPM3::rpmdbOpen = nullptr;
+    RPM3::rpmdbClose = nullptr;
+    RPM3::rpmdbFindPackage = RPM3::rpmdbFindByProvides = RPM3::rpmdbFindByRequiredBy = nullptr;
+    RPM3::rpmdbFindByConflicts = RPM3::rpmdbFindByFile = nullptr;
+    RPM3::rpmdbGetRecord = nullptr;
+    RPM3::headerGetEntry = nullptr;
+    RPM3::dbiFreeIndexRecord = nullptr;
+    RPM3::headerFree = nullptr;
+    RPM3::rpmdbFirstRecNum = nullptr;
+    RPM3::rpmdbNextRecNum = nullptr;
+    RPM3::rpmCheckRpmlibProvides = nullptr;
+  }
+};
+
+TEST_F(OlderHeaderRulesTest, ThePackageIsAmongItsOwnProvides) {
+  FakeHeader header = Package("p", "1", &kOne);
+  header.tags[1049] = Texts({"req"});
+  header.tags[1047] = Texts({"prov"});
+  header.tags[1054] = Texts({"conf"});
+  database.push_back(header);
+  RPM3::Database const db;
+  EXPECT_EQ((std::vector<std::string>{"0|req||", "1|prov||", "1|p|=|1-1", "2|conf||"}),
+            HeaderRulesTest_Rows(db, "p", "1-1"));
+  EXPECT_EQ(1, matchListsFreed);
+}
+
+TEST_F(OlderHeaderRulesTest, EveryRecordIsListedInNumberOrder) {
+  std::string const two = "2";
+  database = {Package("a", "1", &kOne), Package("b", "2", nullptr), Package("c", "3", &two)};
+  RPM3::Database const db;
+  std::unique_ptr<RPMIterator> all(db.Iterator());
+  Stringy name, version, arch;
+  std::vector<std::string> listed;
+  all->First(name, version, arch);
+  listed.push_back(std::string(name.CString()) + " " + version.CString());
+  for (;;) {
+    try {
+      all->Next(name, version, arch);
+    } catch (NoSuchObject const&) {
+      break;
+    }
+    listed.push_back(std::string(name.CString()) + " " + version.CString());
+  }
+  EXPECT_EQ((std::vector<std::string>{"a 1-1", "b 2", "c 3-2"}), listed);
+}
+
+TEST_F(OlderHeaderRulesTest, TheNamedWalkSkipsOtherNames) {
+  std::string const two = "2";
+  database = {Package("x", "9", &kOne), Package("p", "1", &kOne), Package("y", "9", &kOne),
+              Package("p", "2", &two)};
+  RPM3::Database const db;
+  std::unique_ptr<RPMIterator> named(db.NamedIterator("p"));
+  Stringy version, arch;
+  named->First(version, arch);
+  EXPECT_STREQ("1-1", version.CString());
+  named->Next(version, arch);
+  EXPECT_STREQ("2-2", version.CString());
+  EXPECT_THROW(named->Next(version, arch), NoSuchObject);
+}
+
+TEST_F(OlderHeaderRulesTest, AFailingLookupIsAFileError) {
+  database = {Package("p", "1", &kOne)};
+  RPM3::Database const db;
+  Stringy name, version, arch;
+  EXPECT_THROW(db.GetRecord("nobody", name, version, arch), NoSuchObject);
+  failingFinds = 1;
+  EXPECT_THROW(db.GetRecord("p", name, version, arch), FileIOError);
+  PackageList found;
+  EXPECT_THROW(db.GetPackageMatchingCapabilities(
+                   CapabilityDef(eCapabilityProvide, "thing", "", "", ""), found),
+               FileIOError);
+}
+
+TEST_F(OlderHeaderRulesTest, APackageMatchesItsOwnNameWhateverTheKind) {
+  FakeHeader header = Package("p", "1", &kOne);
+  header.tags[1047] = Texts({"thing"});
+  database = {header, Package("q", "2", &kOne)};
+  RPM3::Database const db;
+  PackageList found;
+  db.GetPackageMatchingCapabilities(CapabilityDef(eCapabilityObsolete, "q", "", "", ""), found);
+  ASSERT_EQ(1u, found.Count());
+  EXPECT_STREQ("q", found[0].name.CString());
+  db.GetPackageMatchingCapabilities(CapabilityDef(eCapabilityProvide, "thing", "", "", ""),
+                                    found);
+  ASSERT_EQ(2u, found.Count());
+  EXPECT_STREQ("p", found[1].name.CString());
+  PackageList none;
+  EXPECT_THROW(db.GetPackageMatchingCapabilities(
+                   CapabilityDef(eCapabilityObsolete, "old", "", "", ""), none),
+               NoSuchObject);
+  EXPECT_THROW(db.GetPackageMatchingCapabilities(
+                   CapabilityDef(eCapabilityRequire, "nothing", "", "", ""), none),
+               NoSuchObject);
+}
+
+TEST_F(OlderHeaderRulesTest, TheLibraryFeatureIsAskedWithNameVersionAndEqual) {
+  RPM3::Database const db;
+  EXPECT_TRUE(db.CheckRpmlibProvides(
+      CapabilityDef(eCapabilityRequire, "rpmlib(Thing)", "<=", "4.0", "")));
+  EXPECT_EQ("rpmlib(Thing)|4.0|8", rpmlibArguments);
 }
 
 }  // namespace
