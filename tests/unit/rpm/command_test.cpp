@@ -47,13 +47,14 @@ class RpmCommandTest : public ::testing::Test {
   }
 
   // What the command answers to `exists rpm "<root>"` with that client:
-  // "True", "False", or all it printed when it printed something else.
+  // "True", "False", or all it printed when it printed something else. A
+  // single query's answer is printed alone, on its line.
   std::string Exists(std::string const& program, std::string const& client) {
     std::string const query = "exists rpm \"" + root_ + "\"";
     std::string const printed = Output(Quoted(program) + " --client " + Quoted(client) + " " +
                                        Quoted(query) + " 2>/dev/null");
     for (char const* answer : {"True", "False"}) {
-      if (printed == query + "\n  " + answer + "\n") return answer;
+      if (printed == std::string(answer) + "\n") return answer;
     }
     return printed;
   }
