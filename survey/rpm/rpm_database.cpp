@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "survey/client/client_object.h"
 #include "survey/client/settings.h"
@@ -296,34 +297,6 @@ void ReadRecord(Header header, Stringy& name, Stringy& version, Stringy& arch) {
 
 }  // namespace
 
-class Database : public RPMDatabase {
- public:
-  Database() { Open(); }
-  Database(unsigned char const* path, unsigned long length) : hasRoot_(true), root_(path, length) {
-    Open();
-  }
-  ~Database() override { Close(); }
-
-  RPMIterator* Iterator() const override;
-  RPMIterator* NamedIterator(Stringy const& name) const override;
-  void GetRecord(Stringy const& name, Stringy& outName, Stringy& outVersion,
-                 Stringy& outArch) const override;
-  void GetPackageCapabilities(Stringy const& name, Stringy const& version,
-                              CapabilityList& out) const override;
-  void GetPackageMatchingCapabilities(CapabilityDef const& capability,
-                                      PackageList& out) const override;
-  bool CheckRpmlibProvides(CapabilityDef const& capability) const override;
-
- private:
-  void Open();
-  void Close();
-
-  rpmdb handle_ = nullptr;
-  bool hasRoot_ = false;
-  Stringy root_;
-  bool joined_ = false;
-};
-
 void Database::Open() {
   if (joined_) return;
   if (configurationPending) {
@@ -603,39 +576,6 @@ void ReadRecord(Header header, Stringy& name, Stringy& version, Stringy& arch) {
 
 }  // namespace
 
-class Database : public RPMDatabase {
- public:
-  Database() { Open(); }
-  Database(unsigned char const* path, unsigned long length) : hasRoot_(true), root_(path, length) {
-    Open();
-  }
-  ~Database() override { Close(); }
-
-  RPMIterator* Iterator() const override;
-  RPMIterator* NamedIterator(Stringy const& name) const override;
-  void GetRecord(Stringy const& name, Stringy& outName, Stringy& outVersion,
-                 Stringy& outArch) const override;
-  void GetPackageCapabilities(Stringy const& name, Stringy const& version,
-                              CapabilityList& out) const override;
-  void GetPackageMatchingCapabilities(CapabilityDef const& capability,
-                                      PackageList& out) const override;
-  bool CheckRpmlibProvides(CapabilityDef const& capability) const override;
-
-  bool Joined() const { return joined_; }
-  rpmdb Handle() const { return handle_; }
-  // The header of that record number; null when there is none.
-  Header GetRecordByOffset(unsigned int offset) const { return rpmdbGetRecord(handle_, offset); }
-
- private:
-  void Open();
-  void Close();
-
-  rpmdb handle_ = nullptr;
-  bool hasRoot_ = false;
-  Stringy root_;
-  bool joined_ = false;
-};
-
 void Database::Open() {
   if (joined_) return;
   if (configurationPending) {
@@ -890,7 +830,12 @@ bool RPMSurveyorsDisabled() {
                                             sizeof kName - 1, owner);
     surveyor_string const value = value_of(found);
     return value.length == 1 && value.data[0] == '1';
-  } catch (...) {
+  } catch (DebuggableException const&) {
+    return false;
+  } catch (std::bad_alloc const&) {
+    // Running out of memory, like the host's interruption, is no answer.
+    throw;
+  } catch (std::exception const&) {
     return false;
   }
 }

@@ -171,14 +171,83 @@ SURVEY_API bool RPMSurveyorsDisabled();
 SURVEY_API rpmdatabase rpm_of_world();
 SURVEY_API rpmdatabase named_rpm_of_world(unsigned char const* path, unsigned long length);
 
-// The refusal of a second database while one is open, per generation.
 namespace RPM4 {
+// A share of the newer generation's database: the default one, or the one
+// under a root path. Constructing joins the shared database, opening it
+// first when nobody holds it; destroying leaves it, closing it after the
+// last. Throws NoSuchObject when it cannot be opened, MismatchedPath for a
+// second root path while another is open.
+class SURVEY_API Database : public RPMDatabase {
+ public:
+  Database() { Open(); }
+  Database(unsigned char const* path, unsigned long length) : hasRoot_(true), root_(path, length) {
+    Open();
+  }
+  ~Database() override { Close(); }
+
+  RPMIterator* Iterator() const override;
+  RPMIterator* NamedIterator(Stringy const& name) const override;
+  void GetRecord(Stringy const& name, Stringy& outName, Stringy& outVersion,
+                 Stringy& outArch) const override;
+  void GetPackageCapabilities(Stringy const& name, Stringy const& version,
+                              CapabilityList& out) const override;
+  void GetPackageMatchingCapabilities(CapabilityDef const& capability,
+                                      PackageList& out) const override;
+  bool CheckRpmlibProvides(CapabilityDef const& capability) const override;
+
+ private:
+  void Open();
+  void Close();
+
+  rpmdb handle_ = nullptr;
+  bool hasRoot_ = false;
+  Stringy root_;
+  bool joined_ = false;
+};
+
+// The refusal of a second database while one is open, per generation.
 class SURVEY_API MismatchedPath : public SurveyorDefinedError {
  public:
   surveyor_string Message() const override;
 };
 }  // namespace RPM4
 namespace RPM3 {
+// A share of the older generation's database, joined and left as in the
+// newer generation; its reads go by record numbers.
+class SURVEY_API Database : public RPMDatabase {
+ public:
+  Database() { Open(); }
+  Database(unsigned char const* path, unsigned long length) : hasRoot_(true), root_(path, length) {
+    Open();
+  }
+  ~Database() override { Close(); }
+
+  RPMIterator* Iterator() const override;
+  RPMIterator* NamedIterator(Stringy const& name) const override;
+  void GetRecord(Stringy const& name, Stringy& outName, Stringy& outVersion,
+                 Stringy& outArch) const override;
+  void GetPackageCapabilities(Stringy const& name, Stringy const& version,
+                              CapabilityList& out) const override;
+  void GetPackageMatchingCapabilities(CapabilityDef const& capability,
+                                      PackageList& out) const override;
+  bool CheckRpmlibProvides(CapabilityDef const& capability) const override;
+
+  bool Joined() const { return joined_; }
+  rpmdb Handle() const { return handle_; }
+  // The header of that record number; null when there is none.
+  Header GetRecordByOffset(unsigned int offset) const { return rpmdbGetRecord(handle_, offset); }
+
+ private:
+  void Open();
+  void Close();
+
+  rpmdb handle_ = nullptr;
+  bool hasRoot_ = false;
+  Stringy root_;
+  bool joined_ = false;
+};
+
+// The refusal of a second database while one is open.
 class SURVEY_API MismatchedPath : public SurveyorDefinedError {
  public:
   surveyor_string Message() const override;

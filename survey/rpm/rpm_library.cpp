@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "survey/foundation/file_item.h"
@@ -31,14 +32,20 @@ RPMLibrary::~RPMLibrary() = default;
 RPMLibrary* RPMLibrary::The(char const* folder) {
   if (failedToLoadLibrary) throw NoSuchObject();
   if (theLibrary != nullptr) return theLibrary;
+  // Running out of memory says nothing of the machine's librpm: it leaves
+  // the load state as it was, so that a later call tries again.
   try {
     theLibrary = new RPM4::Library(folder);
     return theLibrary;
+  } catch (std::bad_alloc const&) {
+    throw;
   } catch (...) {
   }
   try {
     theLibrary = new RPM3::Library();
     return theLibrary;
+  } catch (std::bad_alloc const&) {
+    throw;
   } catch (...) {
     failedToLoadLibrary = true;
     theLibrary = nullptr;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -74,7 +75,26 @@ std::vector<PackageSpec> ManyPackages() {
   return packages;
 }
 
-// The database shared by the listing tests, made once.
+// Everything that goes into a package, as one text.
+std::string Describe(std::vector<PackageSpec> const& packages) {
+  std::string text;
+  for (PackageSpec const& p : packages) {
+    text += p.name + "|" + p.epoch + "|" + p.version + "|" + p.release + "|" +
+            (p.noarch ? "n" : "a");
+    for (auto const* list : {&p.provides, &p.requires_, &p.conflicts, &p.obsoletes, &p.files}) {
+      text += "[";
+      for (std::string const& item : *list) text += item + ";";
+      text += "]";
+    }
+    text += "\n";
+  }
+  return text;
+}
+
+// The database shared by the listing tests. Building it takes a while, and
+// ctest runs every test in a process of its own, so it is made once per
+// content in the build tree, beside the test program, and reused: a new
+// one is made in a folder of its own and renamed into place whole.
 class Shared {
  public:
   static Shared& Get() {
@@ -85,24 +105,44 @@ class Shared {
   std::string const& Problem() const { return problem_; }
 
  private:
-  Shared() : folder_("survey-rpm-db") {
-    root_ = folder_.Path() + "/root";
-    std::string const work = folder_.Path() + "/work";
-    std::string const twins = folder_.Path() + "/twins";
-    RunShell("mkdir -p " + Quoted(root_) + " " + Quoted(work) + " " + Quoted(twins) + "/1 " +
-             Quoted(twins) + "/2");
-    problem_ = MakeDatabase(work, root_, ManyPackages());
-    // Two versions of one name, installed side by side.
-    for (int version = 1; version <= 2 && problem_.empty(); ++version) {
+  Shared() {
+    std::vector<PackageSpec> const packages = ManyPackages();
+    std::vector<PackageSpec> twins;
+    for (int version = 1; version <= 2; ++version) {
       PackageSpec twin;
       twin.name = "twin";
       twin.version = std::to_string(version) + ".0";
       twin.release = "1";
       twin.files = {"/opt/twin/" + std::to_string(version)};
-      problem_ = MakeDatabase(twins + "/" + std::to_string(version), root_, {twin});
+      twins.push_back(twin);
     }
+    std::string const key =
+        std::to_string(std::hash<std::string>()(Describe(packages) + Describe(twins)));
+    std::string const cache = RPM4::ProgramFolder() + "rpm-test-databases";
+    std::string const done = cache + "/" + key;
+    root_ = done + "/root";
+    if (RunShell("test -d " + Quoted(root_)).status == 0) return;
+
+    RunShell("mkdir -p " + Quoted(cache));
+    std::string const fresh =
+        Output("mktemp -d " + Quoted(cache + "/making-XXXXXX") + " | tr -d '\\n'");
+    std::string const work = fresh + "/work";
+    std::string const root = fresh + "/root";
+    RunShell("mkdir -p " + Quoted(root) + " " + Quoted(work + "/main") + " " +
+             Quoted(work + "/1") + " " + Quoted(work + "/2"));
+    problem_ = MakeDatabase(work + "/main", root, packages);
+    // Two versions of one name, installed side by side.
+    for (int version = 1; version <= 2 && problem_.empty(); ++version) {
+      problem_ = MakeDatabase(work + "/" + std::to_string(version), root, {twins[version - 1]});
+    }
+    if (!problem_.empty()) {
+      RunShell("rm -rf " + Quoted(fresh));
+      return;
+    }
+    // Another process may have put its copy in place first; either serves.
+    RunShell("rm -rf " + Quoted(work) + " && mv -T " + Quoted(fresh) + " " + Quoted(done) +
+             " 2>/dev/null || rm -rf " + Quoted(fresh));
   }
-  ScratchFolder folder_;
   std::string root_;
   std::string problem_;
 };
@@ -119,6 +159,7 @@ class RpmDatabaseTest : public ::testing::Test {
     scope_ = std::make_unique<Evaluation::Scope>(*evaluation_);
   }
   void TearDown() override {
+    survey::rpmtesting::KeepLibrpmLoaded();
     scope_.reset();
     evaluation_.reset();
     context_.reset();
@@ -194,6 +235,21 @@ TEST_F(RpmDatabaseTest, TheNamedIteratorGivesEveryVersionOfTheName) {
 
   std::unique_ptr<RPMIterator> none = database.NamedIterator("no-such-package");
   EXPECT_THROW(none->First(version, arch), NoSuchObject);
+}
+
+TEST_F(RpmDatabaseTest, ANameWithItsVersionIsFoundAsRpmFindsIt) {
+  rpmdatabase const database = Open(Root());
+  for (std::string const label : {"twin-2.0", "twin-1.0-1", "pkg004-1.4"}) {
+    SCOPED_TRACE(label);
+    std::vector<std::string> const expected =
+        RpmLines(Root(), "-q --qf '%{VERSION}-%{RELEASE}\\t%{ARCH}\\n' " + label);
+    ASSERT_EQ(1u, expected.size());
+    std::unique_ptr<RPMIterator> found = database.NamedIterator(label.c_str());
+    Stringy version, arch;
+    found->First(version, arch);
+    EXPECT_EQ(expected[0], std::string(version.CString()) + "\t" + arch.CString());
+    EXPECT_THROW(found->Next(version, arch), NoSuchObject);
+  }
 }
 
 TEST_F(RpmDatabaseTest, ARecordByNameIsTheOneRpmQueries) {

@@ -62,6 +62,11 @@ std::vector<std::string> SortedLines(std::string const& text);
 // written: "find" prints them, sorted.
 std::string Listing(std::string const& folder);
 
+// Keeps the stub, once loaded, and librpm behind it in the process until it
+// ends, so that the leak checker of the sanitizer builds still knows them by
+// name when it runs at exit.
+void KeepLibrpmLoaded();
+
 }  // namespace survey::rpmtesting
 
 // Skips the test, with the reason, when the machine cannot serve it.
