@@ -29,7 +29,8 @@ FUZZ_TARGETS ?= \
   regular_expressions_fuzzer \
   dmi_structure_fuzzer \
   dmi_table_fuzzer \
-  dmi_entry_point_fuzzer
+  dmi_entry_point_fuzzer \
+  rpm_capability_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 SHELL   := /bin/bash

@@ -140,6 +140,12 @@ prepare_target() {
     cp /proc/meminfo "$seeds/seed-meminfo"
     dictionary=fuzz/processor_memory.dict
     max_len=16384
+  elif [ "$TARGET" = rpm_capability_fuzzer ]; then
+    # The first byte says where the rest is cut in two.
+    fresh_seeds escaped "\x0afoo >= 1.0foo = 1.0" "\x051.0-11.0" "\x031.a1.1" "\x05007.17.01" \
+      "\x06/a b cfoo" "\x09foo  1.0foo =< 2" "\x062:1.0foo <> 1" "\x04foo\x09<\x093"
+    dictionary=fuzz/rpm_capability.dict
+    max_len=128
   elif [ "$TARGET" = keys_fuzzer ]; then
     # The first byte says how long the key is; the file follows it.
     fresh_seeds escaped "\x01aa=1 ; note\n" "\x04pathPATH: /bin\npathname=x\n" \

@@ -1,0 +1,194 @@
+/* The stub through which the library binds the machine's librpm.
+ *
+ * Its dependencies are the three links that the library makes in its
+ * storage folder ("libkxrpm.so", "libkxrpmio.so", "libkxrpmdb.so"), so that
+ * a lookup on the stub's handle reaches the functions of whatever librpm the
+ * machine has. Its search path is "." (the library opens it with the storage
+ * folder as the working folder).
+ *
+ * The library binds, by name, functions that today's librpm no longer
+ * exports: rpmdbOpen, rpmdbClose, headerGetRawEntry and
+ * rpmCheckRpmlibProvides. They are defined here over the interface that
+ * librpm does export (transaction sets, headerGet, rpmdsRpmlib), with the
+ * calling convention and the results of the older calls. A librpm that
+ * still exports one of them keeps its own: each definition hands the call
+ * on to it when there is one.
+ *
+ * Nothing of the surveyors' logic is here. */
+#define _GNU_SOURCE
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include <rpm/header.h>
+#include <rpm/rpmdb.h>
+#include <rpm/rpmds.h>
+#include <rpm/rpmfileutil.h>
+#include <rpm/rpmmacro.h>
+#include <rpm/rpmtd.h>
+#include <rpm/rpmts.h>
+
+#define STUB_API __attribute__((visibility("default")))
+
+/* The function of that name in the objects loaded after the stub: librpm's
+ * own, or null when librpm does not export it. */
+static void* Own(char const* name) { return dlsym(RTLD_NEXT, name); }
+
+/* ---------------------------------------------------------------------------
+ * Opening and closing a database.
+ *
+ * A database is opened through a transaction set of its own, which is kept
+ * beside the database handle until the database is closed. */
+
+struct OpenDatabase {
+  rpmdb database;
+  rpmts set;
+  struct OpenDatabase* next;
+};
+static struct OpenDatabase* openDatabases = NULL;
+
+static int Exists(char const* path, int wantFolder) {
+  struct stat status;
+  if (stat(path, &status) != 0) return 0;
+  return wantFolder ? S_ISDIR(status.st_mode) : S_ISREG(status.st_mode);
+}
+
+/* Whether a database of the configured kind exists in the folder. Opening
+ * one that does not exist would create it, which a reader never does. */
+static int HoldsDatabase(char const* folder) {
+  static char const* const files[] = {"rpmdb.sqlite", "Packages.db", "Packages"};
+  char* backend = rpmExpand("%{?_db_backend}", NULL);
+  char const* wanted = NULL;
+  if (backend != NULL) {
+    if (strcmp(backend, "sqlite") == 0) wanted = files[0];
+    else if (strcmp(backend, "ndb") == 0) wanted = files[1];
+    else if (strcmp(backend, "bdb") == 0 || strcmp(backend, "bdb_ro") == 0) wanted = files[2];
+  }
+  int found = 0;
+  for (size_t i = 0; i < sizeof files / sizeof files[0] && !found; ++i) {
+    if (wanted != NULL && files[i] != wanted) continue;
+    size_t const length = strlen(folder) + 1 + strlen(files[i]) + 1;
+    char* const path = malloc(length);
+    if (path == NULL) break;
+    strcpy(path, folder);
+    strcat(path, "/");
+    strcat(path, files[i]);
+    found = Exists(path, 0);
+    free(path);
+  }
+  free(backend);
+  return found;
+}
+
+/* Opens the database under `root` (null or "" for "/") for reading. 0 and
+ * the handle on success; nonzero, with nothing made, on failure. */
+STUB_API int rpmdbOpen(char const* root, rpmdb* database, int mode, int permissions) {
+  typedef int (*Function)(char const*, rpmdb*, int, int);
+  Function const own = (Function)Own("rpmdbOpen");
+  if (own != NULL) return own(root, database, mode, permissions);
+  if (database == NULL) return 1;
+  *database = NULL;
+  if (root == NULL || *root == '\0') root = "/";
+  if (root[0] != '/' || !Exists(root, 1)) return 1;
+
+  char* const path = rpmGenPath(root, "%{?_dbpath}", "");
+  int const present = path != NULL && Exists(path, 1) && HoldsDatabase(path);
+  free(path);
+  if (!present) return 1;
+
+  struct OpenDatabase* const entry = malloc(sizeof *entry);
+  if (entry == NULL) return 1;
+  entry->set = rpmtsCreate();
+  if (entry->set == NULL || rpmtsSetRootDir(entry->set, root) != 0 ||
+      rpmtsOpenDB(entry->set, O_RDONLY) != 0 || rpmtsGetRdb(entry->set) == NULL) {
+    if (entry->set != NULL) rpmtsFree(entry->set);
+    free(entry);
+    return 1;
+  }
+  entry->database = rpmtsGetRdb(entry->set);
+  entry->next = openDatabases;
+  openDatabases = entry;
+  *database = entry->database;
+  return 0;
+}
+
+/* Closes a database that rpmdbOpen gave. */
+STUB_API int rpmdbClose(rpmdb database) {
+  typedef int (*Function)(rpmdb);
+  Function const own = (Function)Own("rpmdbClose");
+  if (own != NULL) return own(database);
+  for (struct OpenDatabase** link = &openDatabases; *link != NULL; link = &(*link)->next) {
+    struct OpenDatabase* const entry = *link;
+    if (entry->database != database) continue;
+    *link = entry->next;
+    rpmtsFree(entry->set);
+    free(entry);
+    return 0;
+  }
+  return 1;
+}
+
+/* ---------------------------------------------------------------------------
+ * Header data in the older form: 1 and the entry when the header has the
+ * tag, else 0. A list of strings is one block from malloc, the pointers
+ * followed by the texts, which the caller frees; anything else points into
+ * the header and lives as long as it. */
+STUB_API int headerGetRawEntry(Header header, rpm_tag_t tag, rpm_tagtype_t* type,
+                               rpm_data_t* value, rpm_count_t* count) {
+  typedef int (*Function)(Header, rpm_tag_t, rpm_tagtype_t*, rpm_data_t*, rpm_count_t*);
+  Function const own = (Function)Own("headerGetRawEntry");
+  if (own != NULL) return own(header, tag, type, value, count);
+  if (header == NULL) return 0;
+  struct rpmtd_s data;
+  if (!headerGet(header, tag, &data, HEADERGET_MINMEM | HEADERGET_RAW)) return 0;
+  /* Freeing the container's data resets it, so its description is kept. */
+  rpm_tagtype_t const dataType = data.type;
+  rpm_count_t const dataCount = data.count;
+  rpm_data_t result = data.data;
+  if (dataType == RPM_STRING_ARRAY_TYPE || dataType == RPM_I18NSTRING_TYPE) {
+    char const* const* const items = data.data;
+    size_t size = data.count * sizeof(char*);
+    for (rpm_count_t i = 0; i < data.count; ++i) size += strlen(items[i]) + 1;
+    char** const block = malloc(size > 0 ? size : 1);
+    if (block == NULL) {
+      rpmtdFreeData(&data);
+      return 0;
+    }
+    char* text = (char*)(block + data.count);
+    for (rpm_count_t i = 0; i < data.count; ++i) {
+      size_t const length = strlen(items[i]) + 1;
+      memcpy(text, items[i], length);
+      block[i] = text;
+      text += length;
+    }
+    rpmtdFreeData(&data);
+    result = block;
+  }
+  if (type != NULL) *type = dataType;
+  if (value != NULL) {
+    *value = result;
+  } else if (dataType == RPM_STRING_ARRAY_TYPE || dataType == RPM_I18NSTRING_TYPE) {
+    free(result);
+  }
+  if (count != NULL) *count = dataCount;
+  return 1;
+}
+
+/* ---------------------------------------------------------------------------
+ * Whether librpm itself provides the "rpmlib(...)" capability `key`: 1 when
+ * one of its own provides matches it, else 0. */
+STUB_API int rpmCheckRpmlibProvides(rpmds key) {
+  typedef int (*Function)(rpmds);
+  Function const own = (Function)Own("rpmCheckRpmlibProvides");
+  if (own != NULL) return own(key);
+  if (key == NULL) return 0;
+  rpmds provides = NULL;
+  int answer = 0;
+  if (rpmdsRpmlib(&provides, NULL) == 0 && provides != NULL)
+    answer = rpmdsSearch(provides, key) >= 0;
+  rpmdsFree(provides);
+  return answer;
+}
