@@ -2,6 +2,7 @@
 
 #include "host/engine/errors.h"
 #include "host/engine/fingerprint.h"
+#include "host/engine/value.h"
 
 namespace survey::host {
 
@@ -55,6 +56,9 @@ Evaluation* Evaluation::Current() { return gCurrent; }
 
 Evaluation::Scope::Scope(Evaluation& evaluation) : previous_(gCurrent) { gCurrent = &evaluation; }
 
-Evaluation::Scope::~Scope() { gCurrent = previous_; }
+Evaluation::Scope::~Scope() {
+  gCurrent = previous_;
+  if (previous_ == nullptr) ReleaseKeptValueBlocks();
+}
 
 }  // namespace survey::host
