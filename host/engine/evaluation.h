@@ -47,7 +47,17 @@ class Evaluation {
   // Whether the user's interrupt was requested since it was last cleared.
   static bool InterruptRequested() noexcept;
   // Throws `InterruptedEvaluation` when the evaluation is to be given up.
-  void CheckInterruption() const;
+  // Called for every value of every stream: what most calls do is inline.
+  void CheckInterruption() const {
+    if (interruptRequested_.load(std::memory_order_relaxed)) Interrupt();
+    if (!deadline_) return;
+    // Reading the clock costs more than most single steps, so it is read on
+    // the first check after the limit was set and on every 64th after that:
+    // the limit is still kept to well under a millisecond. Once the
+    // deadline has passed, every check throws.
+    if (!expired_ && (checks_++ & 63) != 0) return;
+    CheckDeadline();
+  }
 
   // The query's "now": the clock's time at the first call, and the same
   // moment at every later call, so that every "now" of one query agrees.
@@ -57,7 +67,7 @@ class Evaluation {
   std::uint64_t NodeDigest(DependencyNodeEntry const& node);
 
   // The evaluation that host operations act on, or null outside any.
-  static Evaluation* Current();
+  static Evaluation* Current() { return current_; }
 
   class Scope {
    public:
@@ -71,6 +81,12 @@ class Evaluation {
   };
 
  private:
+  [[noreturn]] static void Interrupt();
+  void CheckDeadline() const;
+
+  static inline Evaluation* current_ = nullptr;
+  static inline std::atomic<bool> interruptRequested_{false};
+
   Registry const* registry_;
   SurveyorContext* context_;
   Arena arena_;

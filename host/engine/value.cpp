@@ -13,6 +13,7 @@ namespace detail {
 
 struct ValueBlock : ValueHead {
   std::size_t extraOffset;
+  std::size_t blockSize;  // the bytes of the whole block, header included
   bool constructed;
   bool view;          // the data lies elsewhere and is not destroyed here
   Value operands[2];  // the index and the object, or a cast's source
@@ -35,9 +36,53 @@ constexpr std::size_t RoundUp(std::size_t size) {
 }
 constexpr std::size_t kHeaderSize = RoundUp(sizeof(ValueBlock));
 
+// Blocks of the sizes most values take are kept for reuse when freed: a
+// stream makes a block for each value it gives and frees it before it makes
+// the next, and the allocator's own bookkeeping would be most of the cost of
+// a value that does little else. A class holds blocks of one rounded size;
+// a few are kept per class, and the rest go back to the allocator.
+constexpr std::size_t kRecycledClasses = 24;  // up to 24 alignment units
+constexpr std::size_t kRecycledPerClass = 16;
+
+// The thread's kept blocks, made on first use. The pointer is read with the
+// initial-exec model, without a call, on every value made and freed; what
+// it points to is given back when the thread leaves its outermost
+// evaluation (see ReleaseKeptValueBlocks).
+struct Kept {
+  void* blocks[kRecycledClasses][kRecycledPerClass];
+  std::size_t counts[kRecycledClasses];
+};
+__attribute__((tls_model("initial-exec"))) thread_local Kept* tKept = nullptr;
+
+void* TakeBlock(std::size_t size) {
+  std::size_t const c = size / kAlignment;
+  Kept* const kept = tKept;
+  if (kept != nullptr && c < kRecycledClasses && kept->counts[c] != 0) {
+    return kept->blocks[c][--kept->counts[c]];
+  }
+  return std::aligned_alloc(kAlignment, size);
+}
+
+void GiveBlock(void* memory, std::size_t size) noexcept {
+  std::size_t const c = size / kAlignment;
+  if (c < kRecycledClasses) {
+    Kept* kept = tKept;
+    if (kept == nullptr) {
+      kept = static_cast<Kept*>(std::calloc(1, sizeof(Kept)));
+      tKept = kept;
+    }
+    if (kept != nullptr && kept->counts[c] < kRecycledPerClass) {
+      kept->blocks[c][kept->counts[c]++] = memory;
+      return;
+    }
+  }
+  std::free(memory);
+}
+
 void Free(ValueBlock* block) {
+  std::size_t const size = block->blockSize;
   block->~ValueBlock();
-  std::free(block);
+  GiveBlock(block, size);
 }
 }  // namespace
 
@@ -85,9 +130,11 @@ ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {
   std::size_t const size = type == nullptr ? 0 : type->size;
   std::size_t const extraOffset = detail::RoundUp(size == 0 ? 1 : size);
   std::size_t const total = detail::kHeaderSize + extraOffset + extraBytes;
-  void* const memory = std::aligned_alloc(detail::kAlignment, detail::RoundUp(total));
+  std::size_t const blockSize = detail::RoundUp(total);
+  void* const memory = detail::TakeBlock(blockSize);
   if (memory == nullptr) throw std::bad_alloc();
   block_ = ::new (memory) ValueBlock{};
+  block_->blockSize = blockSize;
   block_->type = type;
   block_->references = 1;
   block_->extraOffset = extraOffset;
@@ -161,6 +208,16 @@ Value Value::MakeTicks(TypeEntry const* timeType, long long ticks) {
   ValueBuilder builder(timeType);
   ::new (builder.Slot()) moment{ticks};
   return builder.Finish();
+}
+
+void ReleaseKeptValueBlocks() noexcept {
+  detail::Kept* const kept = detail::tKept;
+  if (kept == nullptr) return;
+  detail::tKept = nullptr;
+  for (std::size_t c = 0; c < detail::kRecycledClasses; ++c) {
+    for (std::size_t k = 0; k < kept->counts[c]; ++k) std::free(kept->blocks[c][k]);
+  }
+  std::free(kept);
 }
 
 }  // namespace survey::host

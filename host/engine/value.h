@@ -117,4 +117,8 @@ class ValueBuilder {
   detail::ValueBlock* block_;
 };
 
+// Gives the blocks that this thread keeps for reuse back to the allocator;
+// the outermost evaluation of a thread does so when it ends.
+void ReleaseKeptValueBlocks() noexcept;
+
 }  // namespace survey::host

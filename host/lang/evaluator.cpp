@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "host/engine/errors.h"
+#include "host/engine/fingerprint.h"
 
 namespace survey::lang {
 
@@ -40,6 +41,7 @@ struct Step {
     TypeEntry const* index;
     TypeEntry const* object;
     host::BoundProperty property;
+    bool steady;  // its result follows from its operands alone
   };
   std::vector<Property> properties;
   // An operator's record and result type, per pair of operand types.
@@ -48,6 +50,7 @@ struct Step {
     TypeEntry const* right;
     host::OperatorEntry const* op;
     TypeEntry const* result;
+    bool steady;
   };
   std::vector<Operator> operators;
   // A cast's record and target type, per source type.
@@ -55,10 +58,23 @@ struct Step {
     TypeEntry const* source;
     host::CastEntry const* cast;
     TypeEntry const* target;
+    bool steady;
   };
   std::vector<Cast> casts;
   // A literal's value, made once: values are never changed, so it is shared.
   Value literal;
+
+  // Whether the node's value can depend on the value bound to `it`: the
+  // node is `it`, or a part of it is that is not under a binding of its own
+  // (a whose clause, the E of "(E) of X").
+  bool readsIt = false;
+  // A node that reads no `it` and is worth keeping the value of: evaluated
+  // again, it gives the same value as long as every record it calls states
+  // that its result follows from its operands alone.
+  bool foldable = false;
+  // The value of a foldable node, once an evaluation of it called nothing
+  // but such records.
+  Value folded;
 };
 
 // The steps of one query, made from its tree before anything is evaluated.
@@ -81,9 +97,35 @@ class Plan {
     step.condition = Add(node.condition.get());
     for (auto const& filter : node.filters) step.filters.push_back(Add(*filter));
     for (auto const& item : node.items) step.items.push_back(Add(*item));
+    step.readsIt = ReadsIt(step);
+    switch (node.kind) {
+      case NodeKind::kString:
+      case NodeKind::kInteger:
+      case NodeKind::kBoolean:
+      case NodeKind::kIt:
+        break;  // a literal is kept already; `it` is what it is bound to
+      default:
+        step.foldable = !step.readsIt;
+    }
     return &step;
   }
   Step* Add(Node const* node) { return node == nullptr ? nullptr : Add(*node); }
+
+  // Whether `it` inside the step means the `it` the step is evaluated with.
+  // The filters of a node, and the E of "(E) of X", are evaluated with `it`
+  // bound to values of their own.
+  static bool ReadsIt(Step const& step) {
+    if (step.node.kind == NodeKind::kIt) return true;
+    auto reads = [](Step const* part) { return part != nullptr && part->readsIt; };
+    if (reads(step.index) || reads(step.object) || reads(step.right) || reads(step.condition)) {
+      return true;
+    }
+    if (step.node.kind != NodeKind::kMap && reads(step.left)) return true;
+    for (Step const* item : step.items) {
+      if (reads(item)) return true;
+    }
+    return false;
+  }
 
   std::deque<Step> steps_;  // a deque keeps every step where it was made
   Step* root_;
@@ -99,6 +141,21 @@ auto At(Node const& node, Body&& body) -> decltype(body()) {
   } catch (EvaluationError& error) {
     if (error.Position() < 0) error.SetPosition(node.position);
     throw;
+  }
+}
+
+// Whether a record states that its result follows from its operands alone:
+// it has a dependency function, and that function feeds nothing into a
+// fingerprint. A record without one, or whose function feeds the state of
+// the machine, may answer differently each time it is called.
+bool Steady(SurveyorDependency dependency) {
+  if (dependency == nullptr) return false;
+  try {
+    Fingerprinter fingerprinter;
+    dependency(fingerprinter);
+    return !fingerprinter.Touched();
+  } catch (...) {
+    return false;
   }
 }
 
@@ -365,8 +422,11 @@ class PropertyStream final : public Stream {
     if (!step_.object) return;
     objects_ = evaluator_.Open(*step_.object, it_);
     if (objects_->Next(pending_)) {
-      host::BoundProperty const& property = Resolve(pending_.Type());
-      if (property.entry->kind == host::PropertyKind::kAggregate) aggregate_ = property;
+      Step::Property const& found = Resolve(pending_.Type());
+      if (found.property.entry->kind == host::PropertyKind::kAggregate) {
+        aggregate_ = found.property;
+        aggregateSteady_ = found.steady;
+      }
       return;
     }
     // Of the aggregate records, the first that takes the index's type, or
@@ -376,23 +436,28 @@ class PropertyStream final : public Stream {
       if (entry->kind != host::PropertyKind::kAggregate) continue;
       if (Registry().IsA(index_.Type(), entry->index)) {
         aggregate_ = evaluator_.Bind(*entry);
+        aggregateSteady_ = Steady(entry->dependency);
         return;
       }
       if (fallback == nullptr) fallback = entry;
     }
-    if (fallback != nullptr) aggregate_ = evaluator_.Bind(*fallback);
+    if (fallback != nullptr) {
+      aggregate_ = evaluator_.Bind(*fallback);
+      aggregateSteady_ = Steady(fallback->dependency);
+    }
   }
 
   // The record for the operand types, found once per pair of types.
-  host::BoundProperty const& Resolve(TypeEntry const* object) {
+  Step::Property const& Resolve(TypeEntry const* object) {
     TypeEntry const* const index = index_.Type();
     for (auto const& known : step_.properties) {
-      if (known.index == index && known.object == object) return known.property;
+      if (known.index == index && known.object == object) return known;
     }
     host::PropertyEntry const* const entry = Registry().FindProperty(node_.text, index, object);
     if (entry == nullptr) throw NoSuchProperty(index, object);
-    step_.properties.push_back(Step::Property{index, object, evaluator_.Bind(*entry)});
-    return step_.properties.back().property;
+    step_.properties.push_back(
+        Step::Property{index, object, evaluator_.Bind(*entry), Steady(entry->dependency)});
+    return step_.properties.back();
   }
 
   // The registry's one message for a phrase without a record for these
@@ -404,7 +469,9 @@ class PropertyStream final : public Stream {
   // The filtered results of the property for one object (none for the
   // world).
   std::unique_ptr<Stream> OpenFor(Value const& object) {
-    host::BoundProperty const property = Resolve(object.Type());
+    Step::Property const& found = Resolve(object.Type());
+    if (!found.steady) evaluator_.NoteVarying();
+    host::BoundProperty const property = found.property;
     if (property.entry->kind == host::PropertyKind::kAggregate) {
       if (object.Empty()) throw NoSuchProperty(index_.Type(), nullptr);
       // An aggregate named for a single value takes it as a stream of one.
@@ -422,6 +489,7 @@ class PropertyStream final : public Stream {
       pending_ = Value();
     }
     host::BoundProperty const property = *aggregate_;
+    if (!aggregateSteady_) evaluator_.NoteVarying();
     TypeEntry const* const wanted = Registry().FindType(property.entry->object);
     auto check = [this, wanted](Value const& v) {
       if (wanted != nullptr && v.Type() != wanted && !Registry().IsA(v.Type(), wanted->name)) {
@@ -514,6 +582,7 @@ class PropertyStream final : public Stream {
   // The aggregate record that takes the whole stream, when the phrase is
   // an aggregate for the objects' type.
   std::optional<host::BoundProperty> aggregate_;
+  bool aggregateSteady_ = false;
   Value index_;
   std::unique_ptr<Stream> objects_;
   Value pending_;  // the first object, taken to decide and not yet used
@@ -553,6 +622,19 @@ bool Evaluator::Truth(Step& step, Value const& it) {
 }
 
 Value Evaluator::One(Step& step, Value const& it) {
+  if (!step.foldable) return Unfolded(step, it);
+  if (!step.folded.Empty()) return step.folded;
+  // A node that reads no `it` gives the same value each time, unless a
+  // record it calls may vary: the value is kept only when none was called.
+  // An error is never kept, so that each evaluation raises it again at the
+  // same place.
+  unsigned long long const varying = varying_;
+  Value value = Unfolded(step, it);
+  if (varying_ == varying) step.folded = value;
+  return value;
+}
+
+Value Evaluator::Unfolded(Step& step, Value const& it) {
   switch (step.node.kind) {
     case NodeKind::kString:
     case NodeKind::kInteger:
@@ -621,8 +703,9 @@ Value Evaluator::Scalar(Step& step, Value const& it) {
     host::OperatorEntry const* const found =
         registry.FindOperator(node.op, left.Type(), right.Type());
     if (found != nullptr) {
-      step.operators.push_back(
-          Step::Operator{left.Type(), right.Type(), found, registry.FindType(found->result)});
+      step.operators.push_back(Step::Operator{left.Type(), right.Type(), found,
+                                              registry.FindType(found->result),
+                                              Steady(found->dependency)});
       resolved = &step.operators.back();
     }
   }
@@ -633,6 +716,7 @@ Value Evaluator::Scalar(Step& step, Value const& it) {
                               Quoted(TypeName(right)),
                           node.position);
   }
+  if (!resolved->steady) NoteVarying();
   host::OperatorEntry const& op = *resolved->op;
   TypeEntry const* const result = resolved->result;
   Value answer = At(node, [&] { return host::CallOperator(op, result, left, right); });
@@ -645,7 +729,10 @@ Value Evaluator::Scalar(Step& step, Value const& it) {
 // A cast of one value, its record found once per source type.
 Value Evaluator::CastOf(Step& step, Value const& value) {
   for (auto const& known : step.casts) {
-    if (known.source == value.Type()) return host::CallCast(*known.cast, known.target, value);
+    if (known.source == value.Type()) {
+      if (!known.steady) NoteVarying();
+      return host::CallCast(*known.cast, known.target, value);
+    }
   }
   Node const& node = step.node;
   host::CastEntry const* const cast = host_.GetRegistry().FindCast(node.text, value.Type());
@@ -657,8 +744,12 @@ Value Evaluator::CastOf(Step& step, Value const& value) {
     return host_.MakeString(Text(value));
   }
   // Without a record, the host's Cast reports the error with its details.
-  if (cast == nullptr || target == nullptr) return host_.Cast(node.text, value);
-  step.casts.push_back(Step::Cast{value.Type(), cast, target});
+  if (cast == nullptr || target == nullptr) {
+    NoteVarying();
+    return host_.Cast(node.text, value);
+  }
+  step.casts.push_back(Step::Cast{value.Type(), cast, target, Steady(cast->dependency)});
+  if (!step.casts.back().steady) NoteVarying();
   return host::CallCast(*cast, target, value);
 }
 

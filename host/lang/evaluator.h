@@ -58,14 +58,20 @@ class Evaluator {
   std::unique_ptr<host::Stream> Open(Step& step, host::Value const& it);
   // Exactly one value of a step: "no value" or "more than one value" else.
   host::Value One(Step& step, host::Value const& it);
+  host::Value Unfolded(Step& step, host::Value const& it);
   // The same over a stream already opened on the step.
   host::Value One(Step& step, host::Value const& it, std::unique_ptr<host::Stream> stream);
   bool Truth(Step& step, host::Value const& it);
   host::Value Scalar(Step& step, host::Value const& it);
   host::Value CastOf(Step& step, host::Value const& value);
   bool Passes(std::vector<Step*> const& filters, host::Value const& value);
+  // Counts a call of a record whose result may vary from call to call.
+  void NoteVarying() { ++varying_; }
 
   host::Host& host_;
+  // Calls of such records so far: a node whose evaluation leaves the count
+  // unchanged keeps its value (see One).
+  unsigned long long varying_ = 0;
 
   friend class PropertyStream;
   friend class TupleStream;

@@ -9,7 +9,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <unordered_set>
+#include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "survey/foundation/ascii.h"
@@ -42,13 +43,133 @@ bool SameBytes(Stringy const& stored, surveyor_string const& text) {
 
 namespace {
 
-// Patterns with back-references, by their compiled program, which stays
-// where regcomp put it while the buffer that holds it is copied. The C
-// library matches them by backtracking, which may take longer than any
-// query may wait; the evaluator is single-threaded, and so is this set.
-std::unordered_set<void const*>& BacktrackingPrograms() {
-  static std::unordered_set<void const*> programs;
+// What is known of a compiled pattern beyond what the C library keeps.
+struct ProgramFacts {
+  // It has back-references, which the C library matches by backtracking,
+  // and which may take longer than any query may wait.
+  bool backtracking = false;
+  // Bytes that every match holds, in this order; empty when none are known.
+  std::string literal;
+};
+
+// The facts of the compiled patterns that have any, by their compiled
+// program, which stays where regcomp put it while the buffer that holds it
+// is copied. The evaluator is single-threaded, and so is this table.
+std::unordered_map<void const*, ProgramFacts>& KnownPrograms() {
+  static std::unordered_map<void const*, ProgramFacts> programs;
   return programs;
+}
+
+ProgramFacts const* FactsOf(re_pattern_buffer const& pattern) {
+  if (pattern.buffer == nullptr) return nullptr;
+  auto const& programs = KnownPrograms();
+  if (programs.empty()) return nullptr;
+  auto const found = programs.find(pattern.buffer);
+  return found == programs.end() ? nullptr : &found->second;
+}
+
+// A byte that stands for itself in an extended pattern, wherever it is
+// outside brackets, and is the same byte in every character set the C
+// library knows: ASCII letters, digits, space and plain punctuation.
+bool PlainByte(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+         std::strchr(" -_/:,;=@#%&<>!~'\"", c) != nullptr;
+}
+
+// The longest run of plain bytes that every match of an extended pattern
+// holds: plain bytes in a row at the top level of the pattern, outside
+// groups and bracket expressions, less a byte that a "*", "?" or interval
+// makes optional or repeats. None for a pattern with an alternative at any
+// level, which may match without any given run, and none when the pattern
+// is matched without regard to case. What this cannot read for certain ends
+// the reading: the runs before it still hold.
+std::string RequiredLiteral(char const* pattern, int flags) {
+  if ((flags & REG_ICASE) != 0 || std::strchr(pattern, '|') != nullptr) return std::string();
+  std::string best;
+  std::string run;
+  auto end = [&] {
+    if (run.size() > best.size()) best = run;
+    run.clear();
+  };
+  int depth = 0;
+  for (char const* p = pattern; *p != '\0'; ++p) {
+    char const c = *p;
+    if (c == '\\') {
+      // An escaped byte is taken as unknown; the byte after it is skipped.
+      end();
+      if (p[1] == '\0') break;
+      ++p;
+      continue;
+    }
+    if (c == '[') {
+      // A bracket expression, "]" first taken as a member, classes whole.
+      end();
+      char const* q = p + 1;
+      if (*q == '^') ++q;
+      if (*q == ']') ++q;
+      while (*q != '\0' && *q != ']') {
+        if (*q == '[' && (q[1] == ':' || q[1] == '.' || q[1] == '=')) {
+          char const close = q[1];
+          q += 2;
+          while (*q != '\0' && !(*q == close && q[1] == ']')) ++q;
+          if (*q == '\0') break;
+          q += 2;
+          continue;
+        }
+        ++q;
+      }
+      if (*q == '\0') break;
+      p = q;
+      continue;
+    }
+    if (c == '(') {
+      end();
+      ++depth;
+      continue;
+    }
+    if (c == ')') {
+      end();
+      if (depth == 0) break;
+      --depth;
+      continue;
+    }
+    if (depth > 0) continue;
+    if (c == '*' || c == '?' || c == '{') {
+      // The byte before is optional or counted: it leaves the run.
+      if (!run.empty()) run.pop_back();
+      end();
+      if (c == '{') break;
+      continue;
+    }
+    if (c == '+') {
+      // The byte before stands at least once, and may repeat; unless a
+      // quantifier after this one makes it optional after all.
+      if (p[1] == '*' || p[1] == '?' || p[1] == '{') {
+        if (!run.empty()) run.pop_back();
+      }
+      end();
+      continue;
+    }
+    if (!PlainByte(c)) {
+      end();
+      continue;
+    }
+    run += c;
+  }
+  end();
+  return best;
+}
+
+// Whether a pattern with these facts can match inside a range: false when
+// a run of bytes that every match holds is not there. Only a search that
+// would run in this process is decided here: one that runs in a child
+// process may be stopped by the query's time limit, and is left to it.
+bool MayMatch(ProgramFacts const* facts, char const* from, char const* to) {
+  if (facts == nullptr || facts->literal.empty() || facts->backtracking) return true;
+  if (static_cast<unsigned long>(to - from) > kLongestSearchInProcess) return true;
+  std::string const& literal = facts->literal;
+  return memmem(from, static_cast<std::size_t>(to - from), literal.data(), literal.size()) !=
+         nullptr;
 }
 
 // Whether a pattern text holds a back-reference, a backslash and a digit
@@ -65,8 +186,9 @@ bool HasBackReference(char const* pattern) {
 }
 
 bool MayRunLong(re_pattern_buffer const& pattern, unsigned long length) {
-  return length > kLongestSearchInProcess ||
-         (pattern.buffer != nullptr && BacktrackingPrograms().count(pattern.buffer) != 0);
+  if (length > kLongestSearchInProcess) return true;
+  ProgramFacts const* const facts = FactsOf(pattern);
+  return facts != nullptr && facts->backtracking;
 }
 
 // Reads exactly `size` bytes; false at an early end.
@@ -146,7 +268,7 @@ int SearchInChild(re_pattern_buffer const& pattern, char const* text, int eflags
 }  // namespace
 
 void RegFree(re_pattern_buffer& pattern) {
-  if (pattern.buffer != nullptr) BacktrackingPrograms().erase(pattern.buffer);
+  if (pattern.buffer != nullptr) KnownPrograms().erase(pattern.buffer);
   regfree(&pattern);
 }
 
@@ -155,9 +277,12 @@ CompiledRegularExpression RegComp(char const* pattern, int flags) {
   int const result = regcomp(&compiled.buffer, pattern, flags);
   if (result != 0) throw RegComp_Failed(result);
   compiled.owned = true;
-  if (HasBackReference(pattern)) {
+  ProgramFacts facts;
+  facts.backtracking = HasBackReference(pattern);
+  facts.literal = RequiredLiteral(pattern, flags);
+  if (facts.backtracking || !facts.literal.empty()) {
     try {
-      BacktrackingPrograms().insert(compiled.buffer.buffer);
+      KnownPrograms()[compiled.buffer.buffer] = std::move(facts);
     } catch (...) {
       regfree(&compiled.buffer);
       throw;
@@ -284,6 +409,9 @@ regular_expression regular_expression_iterator::Next(surveyor_string const&) {
 boolean Contains(surveyor_string const& text, regular_expression const& pattern) {
   char const* const base = BaseOf(text);
   unsigned long const length = SearchableLength(text);
+  // A text without the bytes that every match holds has no match: the C
+  // library is not asked.
+  if (!MayMatch(FactsOf(*pattern.pattern), base, base + length)) return boolean{0};
   bool const found = RegExec(*pattern.pattern, base, base, base + length, 0, 0, nullptr);
   return boolean{static_cast<unsigned char>(found ? 1 : 0)};
 }
@@ -302,8 +430,7 @@ boolean operator==(surveyor_string const& text, regular_expression const& patter
   unsigned long const length = SearchableLength(text);
   regmatch_t match;
   bool const found = RegExec(*pattern.pattern, base, base, base + length, 0, 1, &match);
-  bool const whole =
-      found && match.rm_so == 0 && static_cast<unsigned long>(match.rm_eo) == length;
+  bool const whole = found && match.rm_so == 0 && static_cast<unsigned long>(match.rm_eo) == length;
   return boolean{static_cast<unsigned char>(whole ? 1 : 0)};
 }
 
@@ -350,6 +477,7 @@ regular_expression_match regular_expression_match_iterator::First(regular_expres
                                                                   Of, surveyor_string const& text) {
   char const* const base = BaseOf(text);
   unsigned long const length = SearchableLength(text);
+  if (!MayMatch(FactsOf(*pattern.pattern), base, base + length)) throw NoSuchObject();
   if (!RegExec(*pattern.pattern, base, base, base + length, 0, matches_)) throw NoSuchObject();
   return Matched(text);
 }

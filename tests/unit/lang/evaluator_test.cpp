@@ -148,5 +148,68 @@ TEST_F(LanguageTest, AnAggregateInsideACountKeepsItsElements) {
   EXPECT_EQ("2", One("number of (maximum of lines of text file it) of (\"f\"; \"g\")"));
 }
 
+// ---------------------------------------------------------------------------
+// Parts that do not read `it`.
+
+class FoldingTest : public LanguageTest {
+ protected:
+  FoldingTest() { TextFiles()["a"] = {"a", "b", "c", "b"}; }
+  CountedWords const words;
+};
+
+TEST_F(FoldingTest, AStepOfStatedSteadinessIsCalledOncePerQuery) {
+  EXPECT_EQ("2", One("number of lines whose (it = steady word \"b\") of text file \"a\""));
+  EXPECT_EQ(1, CountedWords::SteadyCalls());
+  EXPECT_EQ((Texts{"b", "b"}), Answers("lines whose (steady word \"b\" = it) of text file \"a\""));
+  EXPECT_EQ(2, CountedWords::SteadyCalls());
+}
+
+TEST_F(FoldingTest, AStepThatMayVaryIsCalledForEveryValue) {
+  EXPECT_EQ("2", One("number of lines whose (it = varying word \"b\") of text file \"a\""));
+  EXPECT_EQ(4, CountedWords::VaryingCalls());
+  EXPECT_EQ("2", One("number of lines whose (it = clocked word \"b\") of text file \"a\""));
+  EXPECT_EQ(4, CountedWords::ClockedCalls());
+  // A steady word over a varying one varies with it.
+  EXPECT_EQ(
+      "2", One("number of lines whose (it = steady word (varying word \"b\")) of text file \"a\""));
+  EXPECT_EQ(8, CountedWords::VaryingCalls());
+  EXPECT_EQ(4, CountedWords::SteadyCalls());
+}
+
+TEST_F(FoldingTest, AStepThatReadsItIsCalledForEveryValue) {
+  EXPECT_EQ("2", One("number of lines whose (steady word it = \"b\") of text file \"a\""));
+  EXPECT_EQ(4, CountedWords::SteadyCalls());
+}
+
+TEST_F(FoldingTest, AnItBoundInsideTheStepIsNotTheOuterOne) {
+  EXPECT_EQ("4", One("number of lines whose (exists steady words \"b\" whose (it = \"b\")) of "
+                     "text file \"a\""));
+  EXPECT_EQ(1, CountedWords::SteadyCalls());
+  EXPECT_EQ((Texts{"ax", "bx", "cx", "bx"}),
+            Answers("(it & steady word \"x\") of lines of text file \"a\""));
+  EXPECT_EQ(2, CountedWords::SteadyCalls());
+}
+
+TEST_F(FoldingTest, AStepNotReachedIsNotCalled) {
+  EXPECT_EQ("0", One("number of lines whose (it = steady word \"b\") of text file \"none\""));
+  EXPECT_EQ("0", One("number of lines whose (it = \"x\" and it = steady word \"b\") of text "
+                     "file \"a\""));
+  EXPECT_EQ(0, CountedWords::SteadyCalls());
+}
+
+TEST_F(FoldingTest, AnErrorIsRaisedAgainAtEveryEvaluation) {
+  host::EvaluationError const error =
+      ErrorOf("number of lines whose (it = failing word \"none\") of text file \"a\"");
+  EXPECT_EQ(ErrorKind::kNoValue, error.Kind());
+  EXPECT_EQ(1, CountedWords::FailingCalls());
+  // "No value" inside a tuple that reads `it` is the tuple's, for each line.
+  EXPECT_EQ("0", One("number of lines whose (exists (it, failing word \"none\")) of text file "
+                     "\"a\""));
+  EXPECT_EQ(5, CountedWords::FailingCalls());
+  // An existence test that reads no `it` has the same answer for each line.
+  EXPECT_EQ("0", One("number of lines whose (exists failing word \"none\") of text file \"a\""));
+  EXPECT_EQ(6, CountedWords::FailingCalls());
+}
+
 }  // namespace
 }  // namespace survey::lang::testing

@@ -105,6 +105,30 @@ survey::frame::AggregateMembers GreatestMembers() {
 
 boolean BooleanIdentity(boolean const& value) { return value; }
 
+surveyor_string SteadyWord(surveyor_string const& text) {
+  ++CountedWords::SteadyCalls();
+  return text;
+}
+surveyor_string VaryingWord(surveyor_string const& text) {
+  ++CountedWords::VaryingCalls();
+  return text;
+}
+surveyor_string ClockedWord(surveyor_string const& text) {
+  ++CountedWords::ClockedCalls();
+  return text;
+}
+surveyor_string FailingWord(surveyor_string const& text) {
+  ++CountedWords::FailingCalls();
+  if (text.length == 4 && std::memcmp(text.data, "none", 4) == 0) throw NoSuchObject();
+  return text;
+}
+
+void OnParametersAlone(Fingerprinter&) {}
+void OnAClock(Fingerprinter& fingerprinter) {
+  static unsigned char const tick = 1;
+  Fingerprint_Byte_Range(fingerprinter, &tick, &tick + 1);
+}
+
 }  // namespace
 
 std::map<std::string, std::vector<std::string>>& TextFiles() {
@@ -145,5 +169,34 @@ Vocabulary::~Vocabulary() = default;
 BooleanMaximum::BooleanMaximum()
     : maximum_(Using<Property<boolean, boolean>>, "maximum", "maxima", "", "boolean", "boolean",
                &BooleanIdentity, nullptr) {}
+
+CountedWords::CountedWords()
+    : steady_(Using<PropertyByIndexOfWorld<surveyor_string, surveyor_string>>, "steady word",
+              "steady words", "string", "", "string", &SteadyWord, &OnParametersAlone),
+      varying_(Using<PropertyByIndexOfWorld<surveyor_string, surveyor_string>>, "varying word",
+               "varying words", "string", "", "string", &VaryingWord, nullptr),
+      clocked_(Using<PropertyByIndexOfWorld<surveyor_string, surveyor_string>>, "clocked word",
+               "clocked words", "string", "", "string", &ClockedWord, &OnAClock),
+      failing_(Using<PropertyByIndexOfWorld<surveyor_string, surveyor_string>>, "failing word",
+               "failing words", "string", "", "string", &FailingWord, &OnParametersAlone) {
+  SteadyCalls() = VaryingCalls() = ClockedCalls() = FailingCalls() = 0;
+}
+
+int& CountedWords::SteadyCalls() {
+  static int calls = 0;
+  return calls;
+}
+int& CountedWords::VaryingCalls() {
+  static int calls = 0;
+  return calls;
+}
+int& CountedWords::ClockedCalls() {
+  static int calls = 0;
+  return calls;
+}
+int& CountedWords::FailingCalls() {
+  static int calls = 0;
+  return calls;
+}
 
 }  // namespace survey::lang::testing

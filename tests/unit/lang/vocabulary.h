@@ -87,4 +87,28 @@ class BooleanMaximum {
   Prop maximum_;
 };
 
+// Words that count their calls, each of world with a string index and the
+// index's text as their string result:
+//   "steady word": its dependency function feeds nothing, so its result
+//     follows from its index alone;
+//   "varying word": no dependency function;
+//   "clocked word": a dependency function that feeds a fingerprint;
+//   "failing word": steady, and "no value" for the index "none".
+class CountedWords {
+ public:
+  CountedWords();
+
+  // Calls of each word since the words were registered.
+  static int& SteadyCalls();
+  static int& VaryingCalls();
+  static int& ClockedCalls();
+  static int& FailingCalls();
+
+ private:
+  Prop steady_;
+  Prop varying_;
+  Prop clocked_;
+  Prop failing_;
+};
+
 }  // namespace survey::lang::testing

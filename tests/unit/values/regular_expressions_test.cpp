@@ -54,12 +54,12 @@ std::vector<std::string> GeneratedTexts(unsigned seed, int count) {
 // inside the text sees otherwise than grep on the rest of the text, and
 // none matching the empty text, which grep -o does not print.
 std::vector<std::string> const kMatchPatterns = {
-    "a+", "ab|b", "(a|b)c", "[0-9]+", "a(b*)c", "(x|xy)(z|yz)?", "b[^a]", "(a)(b)?(c)?",
-    "c{2,3}", "(a|b)+(c)", "[[:space:]][a-z]"};
+    "a+",    "ab|b",        "(a|b)c", "[0-9]+",    "a(b*)c",          "(x|xy)(z|yz)?",
+    "b[^a]", "(a)(b)?(c)?", "c{2,3}", "(a|b)+(c)", "[[:space:]][a-z]"};
 
 // Patterns for the relations, some matching the empty text.
-std::vector<std::string> const kRelationPatterns = {"a+", "ab|b", "b|ab", "x*", "(ab)*", "[0-9]",
-                                                    "a(b*)c", "(xy|x)(z)?", "c|cc", "y z"};
+std::vector<std::string> const kRelationPatterns = {
+    "a+", "ab|b", "b|ab", "x*", "(ab)*", "[0-9]", "a(b*)c", "(xy|x)(z)?", "c|cc", "y z"};
 
 // A python3 program that asks grep and sed what they find: for each pattern
 // and text, the overlapping matches (each search starting one byte after the
@@ -116,9 +116,9 @@ nlohmann::json AskTheTools(std::vector<Case> const& cases) {
   for (Case const& c : cases) input.push_back({c.pattern, c.text, c.groups});
   std::ofstream(folder.Path() + "/cases.json") << input.dump();
   std::ofstream(folder.Path() + "/oracle.py") << kOracle;
-  survey::testing::ShellResult const run = survey::testing::RunShell(
-      "python3 " + ShellQuoted(folder.Path() + "/oracle.py") + " " +
-      ShellQuoted(folder.Path() + "/cases.json"));
+  survey::testing::ShellResult const run =
+      survey::testing::RunShell("python3 " + ShellQuoted(folder.Path() + "/oracle.py") + " " +
+                                ShellQuoted(folder.Path() + "/cases.json"));
   EXPECT_EQ(0, run.status);
   return nlohmann::json::parse(run.output, nullptr, false);
 }
@@ -216,6 +216,47 @@ TEST(RegularExpressionsTest, MatchesOfLinesAgreeWithGrepCount) {
     EXPECT_EQ(Lines(count).front(), One("number of lines whose (it contains regex " +
                                         Literal(pattern) + ") of file " + Literal(file)))
         << pattern;
+  }
+}
+
+// Patterns whose matches all hold some run of bytes, with runs made optional
+// or repeated by quantifiers, runs inside groups, alternatives and bracket
+// expressions, each counted against grep on lines where the runs stand
+// often, with and without what completes a match.
+TEST(RegularExpressionsTest, PatternsWithRunsOfPlainBytesAgreeWithGrepCount) {
+  survey::testing::ScratchFolder folder("survey-regex-runs");
+  std::string const file = folder.Path() + "/text";
+  {
+    static char const* const kPieces[] = {
+        "warn", "warning", "ing", "ab",  "abc", "ac", "abbc", "b",  "c",  "1",    "42", "x",
+        "-",    " ",       "a.b", "a b", "]",   "{",  "ab]c", "[x", "xy", "abcd", "cd"};
+    std::mt19937 random(5);
+    std::ofstream out(file);
+    for (int k = 0; k < 2000; ++k) {
+      int const pieces = static_cast<int>(random() % 6);
+      for (int j = 0; j < pieces; ++j)
+        out << kPieces[random() % (sizeof kPieces / sizeof *kPieces)];
+      out << "\n";
+    }
+  }
+  for (std::string const pattern :
+       {"warn(ing)?[0-9]+", "warning",  "ab+c",    "abb*c",  "ab?c", "ab{2}c", "ab+?c",
+        "(ab)+c",           "x(ab)*cd", "a.b",     "a b",    "ab]c", "[]x]y",  "[[:digit:]]x",
+        "[^a]bc",           "ab|cd",    "(ab|x)c", "a\\.b",  "^ab",  "cd$",    "w?arn",
+        "a{1,2}bc",         "42",       "-1",      "x[ab]*y"}) {
+    std::string const count =
+        survey::testing::Output("grep -E -c -- " + ShellQuoted(pattern) + " " + ShellQuoted(file));
+    EXPECT_EQ(Lines(count).front(), One("number of lines whose (it contains regex " +
+                                        Literal(pattern) + ") of file " + Literal(file)))
+        << pattern;
+    std::string const matches = survey::testing::Output("grep -E -o -- " + ShellQuoted(pattern) +
+                                                        " " + ShellQuoted(file) + " | wc -l");
+    // grep -o starts each search after the end of the match before, the
+    // phrase one byte after its start: the counts agree where matches
+    // cannot overlap, and the phrase never finds fewer.
+    long const ours = std::stol(One("number of matches (regex " + Literal(pattern) +
+                                    ") of lines of file " + Literal(file)));
+    EXPECT_GE(ours, std::stol(Lines(matches).front())) << pattern;
   }
 }
 
@@ -365,8 +406,8 @@ TEST(RegularExpressionsTest, TheRangeFormOfRegCompStopsAtTheRange) {
 // Bad patterns: grep reports the C library's words for the same code.
 
 std::string GrepsWords(std::string const& pattern) {
-  std::string const said = survey::testing::Output(
-      "grep -E -- " + ShellQuoted(pattern) + " </dev/null 2>&1 >/dev/null");
+  std::string const said =
+      survey::testing::Output("grep -E -- " + ShellQuoted(pattern) + " </dev/null 2>&1 >/dev/null");
   std::string::size_type const colon = said.find(": ");
   EXPECT_NE(std::string::npos, colon) << said;
   return Lines(said.substr(colon + 2)).front();
@@ -425,8 +466,7 @@ TEST(RegularExpressionsTest, TheTimeLimitStopsSlowSearchesOfLongLines) {
   }
   auto const started = std::chrono::steady_clock::now();
   Answer const answer =
-      Ask("number of lines whose (it contains regex \"(.*a){12}c\") of file " + Literal(file),
-          "1");
+      Ask("number of lines whose (it contains regex \"(.*a){12}c\") of file " + Literal(file), "1");
   double const seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   EXPECT_EQ("interrupted", answer.error) << answer.message;
@@ -436,9 +476,11 @@ TEST(RegularExpressionsTest, TheTimeLimitStopsSlowSearchesOfLongLines) {
 TEST(RegularExpressionsTest, ALongTextIsSearchedWhole) {
   // Longer than a search in the process takes: the child process answers.
   std::string const text = std::string(10000, 'x') + "needle" + std::string(10000, 'y');
-  EXPECT_EQ("True, 10000, True", One(Literal(text) + " contains regex \"ne+dle\", position of "
+  EXPECT_EQ("True, 10000, True", One(Literal(text) +
+                                     " contains regex \"ne+dle\", position of "
                                      "first match (regex \"ne+dle\") of " +
-                                     Literal(text) + ", " + Literal(text) + " ends with regex "
+                                     Literal(text) + ", " + Literal(text) +
+                                     " ends with regex "
                                      "\"y+\""));
 }
 
@@ -457,8 +499,16 @@ TEST(RegularExpressionsTest, TrimmingCasts) {
       "\"%0B a %0C\" as trimmed string",
       "\"%0Ca\" as left trimmed string",
   });
-  std::vector<std::string> const wanted = {" ",  "  a", "", "", "", " ", "a b", "\x0b a \x0c",
-                                           "\x0c" "a"};
+  std::vector<std::string> const wanted = {" ",
+                                           "  a",
+                                           "",
+                                           "",
+                                           "",
+                                           " ",
+                                           "a b",
+                                           "\x0b a \x0c",
+                                           "\x0c"
+                                           "a"};
   for (std::size_t k = 0; k < wanted.size(); ++k) {
     EXPECT_EQ("", answers[k].error) << k;
     ASSERT_EQ(1u, answers[k].values.size()) << k;
