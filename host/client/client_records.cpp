@@ -41,8 +41,75 @@ constexpr char const* kMigrations[] = {
     "  PRIMARY KEY (site, id)) WITHOUT ROWID;"
     "CREATE TABLE generation(only INTEGER PRIMARY KEY CHECK (only = 1), number INTEGER NOT NULL);"
     "INSERT INTO generation VALUES (1, 1);",
+    // 2 -> 3: the actions with their state, and the parameters of each.
+    "CREATE TABLE actions("
+    "  id INTEGER PRIMARY KEY,"
+    "  current INTEGER NOT NULL DEFAULT 0,"
+    "  pending INTEGER NOT NULL DEFAULT 0,"
+    "  pending_time INTEGER NOT NULL DEFAULT 0,"
+    "  complete_time INTEGER NOT NULL DEFAULT 0,"
+    "  group_leader INTEGER NOT NULL DEFAULT 0,"
+    "  offer INTEGER NOT NULL DEFAULT 0,"
+    "  pending_restart INTEGER NOT NULL DEFAULT 0,"
+    "  pending_login INTEGER NOT NULL DEFAULT 0,"
+    "  constrained INTEGER NOT NULL DEFAULT 0,"
+    "  offer_accepted INTEGER NOT NULL DEFAULT 0,"
+    "  constraint_code INTEGER NOT NULL DEFAULT 0,"
+    "  persistent_constraint INTEGER NOT NULL DEFAULT 0,"
+    "  first_active_count INTEGER NOT NULL DEFAULT 0,"
+    "  active_count INTEGER NOT NULL DEFAULT 0,"
+    "  active_line_number INTEGER NOT NULL DEFAULT 0,"
+    "  active_start_time INTEGER NOT NULL DEFAULT 0,"
+    "  last_active_line_number INTEGER NOT NULL DEFAULT 0,"
+    "  last_active_time INTEGER NOT NULL DEFAULT 0,"
+    "  last_change_time INTEGER NOT NULL DEFAULT 0,"
+    "  waiting_for_download INTEGER NOT NULL DEFAULT 0,"
+    "  action_id INTEGER NOT NULL DEFAULT 0,"
+    "  sub_action_ordinal INTEGER NOT NULL DEFAULT 4294967295,"
+    "  active INTEGER NOT NULL DEFAULT 0,"
+    "  origin_nudge_id INTEGER NOT NULL DEFAULT 0,"
+    "  failed INTEGER NOT NULL DEFAULT 0);"
+    "CREATE TABLE action_parameters("
+    "  action INTEGER NOT NULL REFERENCES actions(id) ON DELETE CASCADE,"
+    "  name BLOB NOT NULL,"
+    "  value BLOB NOT NULL,"
+    "  PRIMARY KEY (action, name)) WITHOUT ROWID;",
 };
 static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
+
+// The fields of an action, in the order of ActionField.
+constexpr ActionFieldInfo kActionFields[] = {
+    {"pending", 1, true},
+    {"pending time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"complete time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"group leader", 1, true},
+    {"offer", 1, true},
+    {"pending restart", 1, true},
+    {"pending login", 1, true},
+    {"constrained", 1, true},
+    {"offer accepted", 1, true},
+    {"constraint", 255, false},
+    {"persistent constraint", 255, false},
+    {"first active count", 65535, false},
+    {"active count", 65535, false},
+    {"active line number", 65535, false},
+    {"active start time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"last active line number", 65535, false},
+    {"last active time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"last change time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"waiting for download", 1, true},
+    {"action id", 4294967295ull, false},
+    {"sub action ordinal", 4294967295ull, false},
+    {"active", 1, true},
+    {"origin nudge id", 0xFFFFFFFFFFFFFFFFull, false},
+    {"failed", 1, true},
+};
+static_assert(std::size(kActionFields) == kActionFieldCount);
+
+// The columns of the fields, in the same order, behind the number and the
+// mark of the current action.
+constexpr char kActionColumns[] =
+    "id, current, pending, pending_time, complete_time, group_leader, offer, pending_restart, pending_login, constrained, offer_accepted, constraint_code, persistent_constraint, first_active_count, active_count, active_line_number, active_start_time, last_active_line_number, last_active_time, last_change_time, waiting_for_download, action_id, sub_action_ordinal, active, origin_nudge_id, failed";
 
 bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
 
@@ -187,6 +254,46 @@ void CheckSite(SiteRecord const& site) {
   }
 }
 
+ActionFieldInfo const& InfoOf(ActionField field) {
+  return kActionFields[static_cast<std::size_t>(field)];
+}
+
+ActionRecord::ActionRecord() { (*this)[ActionField::kSubActionOrdinal] = 0xFFFFFFFFu; }
+
+void CheckAction(ActionRecord const& action) {
+  std::string const where = "the action " + std::to_string(action.id);
+  for (std::size_t k = 0; k < kActionFieldCount; ++k) {
+    if (action.fields[k] > kActionFields[k].maximum) {
+      throw RecordError(where + ": \"" + kActionFields[k].name + "\" is at most " +
+                        std::to_string(kActionFields[k].maximum) + ", not " +
+                        std::to_string(action.fields[k]));
+    }
+  }
+  if (!action.parameters.empty() && !action.current) {
+    throw RecordError(where + " has parameters, which only the current action can have");
+  }
+  std::vector<std::string> names;
+  for (ActionParameterRecord const& parameter : action.parameters) {
+    if (parameter.name.empty()) throw RecordError(where + ": a parameter's name cannot be empty");
+    if (parameter.name.size() > kMaximumNameLength) {
+      throw RecordError(where + ": a parameter's name is longer than " +
+                        std::to_string(kMaximumNameLength) + " bytes: " + Shown(parameter.name));
+    }
+    CheckText(where + ": a parameter's name", parameter.name, false);
+    if (parameter.value.size() > kMaximumValueLength) {
+      throw RecordError(where + ": a parameter's value is longer than " +
+                        std::to_string(kMaximumValueLength) + " bytes");
+    }
+    CheckText(where + ": a parameter's value", parameter.value, true);
+    names.push_back(parameter.name);
+  }
+  std::sort(names.begin(), names.end());
+  auto const twice = std::adjacent_find(names.begin(), names.end());
+  if (twice != names.end()) {
+    throw RecordError(where + ": the parameter " + Shown(*twice) + " comes twice");
+  }
+}
+
 std::string EncodedClientKey(std::string_view name) {
   static char const kHex[] = "0123456789ABCDEF";
   std::string key;
@@ -251,6 +358,17 @@ struct ClientRecords::Statements {
                  " last_gather_time, gather_option, version, versions, publisher_interval,"
                  " custom_interval FROM sites ORDER BY name"),
         siteGroups(database, "SELECT id, member FROM site_groups WHERE site = ?1 ORDER BY id"),
+        insertAction(database, InsertActionSql()),
+        insertParameter(database,
+                        "INSERT INTO action_parameters (action, name, value) VALUES (?1, ?2, ?3)"),
+        allActions(database, std::string("SELECT ") + kActionColumns + " FROM actions"),
+        findAction(database, std::string("SELECT ") + kActionColumns + " FROM actions WHERE id = ?1"),
+        currentAction(database,
+                      std::string("SELECT ") + kActionColumns + " FROM actions WHERE current = 1"),
+        activeAction(database, std::string("SELECT ") + kActionColumns +
+                                   " FROM actions WHERE active = 1"),
+        actionParameters(database,
+                         "SELECT name, value FROM action_parameters WHERE action = ?1 ORDER BY name"),
         bump(database, "UPDATE generation SET number = number + 1"),
         generation(database, "SELECT number FROM generation") {}
 
@@ -269,8 +387,21 @@ struct ClientRecords::Statements {
   Statement findSite;
   Statement allSites;
   Statement siteGroups;
+  Statement insertAction;
+  Statement insertParameter;
+  Statement allActions;
+  Statement findAction;
+  Statement currentAction;
+  Statement activeAction;
+  Statement actionParameters;
   Statement bump;
   Statement generation;
+
+  static std::string InsertActionSql() {
+    std::string sql = std::string("INSERT INTO actions (") + kActionColumns + ") VALUES (?1";
+    for (std::size_t k = 2; k <= kActionFieldCount + 2; ++k) sql += ", ?" + std::to_string(k);
+    return sql + ")";
+  }
 };
 
 namespace {
@@ -489,6 +620,68 @@ std::vector<SiteRecord> ClientRecords::Sites() {
   return sites;
 }
 
+void ClientRecords::InsertAction(ActionRecord const& action) {
+  CheckAction(action);
+  Statement& insert = statements_->insertAction;
+  insert.Bind(1, static_cast<std::int64_t>(action.id)).Bind(2, std::int64_t{action.current ? 1 : 0});
+  for (std::size_t k = 0; k < kActionFieldCount; ++k) {
+    insert.Bind(static_cast<int>(k + 3), static_cast<std::int64_t>(action.fields[k]));
+  }
+  insert.Run();
+  for (ActionParameterRecord const& parameter : action.parameters) {
+    statements_->insertParameter.Bind(1, static_cast<std::int64_t>(action.id))
+        .Bind(2, parameter.name)
+        .Bind(3, parameter.value)
+        .Run();
+  }
+}
+
+std::vector<ActionRecord> ClientRecords::ReadActions(Statement& statement) {
+  std::vector<ActionRecord> actions;
+  while (statement.Step()) {
+    ActionRecord action;
+    action.id = static_cast<std::uint64_t>(statement.Number(0));
+    action.current = statement.Number(1) != 0;
+    for (std::size_t k = 0; k < kActionFieldCount; ++k) {
+      action.fields[k] = static_cast<std::uint64_t>(statement.Number(static_cast<int>(k + 2)));
+    }
+    actions.push_back(std::move(action));
+  }
+  // The numbers are unsigned; the database keeps them signed.
+  std::sort(actions.begin(), actions.end(),
+            [](ActionRecord const& left, ActionRecord const& right) { return left.id < right.id; });
+  for (ActionRecord& action : actions) {
+    Statement& parameters = statements_->actionParameters;
+    parameters.Bind(1, static_cast<std::int64_t>(action.id));
+    while (parameters.Step()) {
+      action.parameters.push_back(ActionParameterRecord{parameters.Bytes(0), parameters.Bytes(1)});
+    }
+  }
+  return actions;
+}
+
+std::vector<ActionRecord> ClientRecords::Actions() { return ReadActions(statements_->allActions); }
+
+std::optional<ActionRecord> ClientRecords::FindAction(std::uint64_t id) {
+  Statement& statement = statements_->findAction;
+  statement.Bind(1, static_cast<std::int64_t>(id));
+  std::vector<ActionRecord> found = ReadActions(statement);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
+std::optional<ActionRecord> ClientRecords::CurrentAction() {
+  std::vector<ActionRecord> found = ReadActions(statements_->currentAction);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
+std::optional<ActionRecord> ClientRecords::ActiveAction() {
+  std::vector<ActionRecord> found = ReadActions(statements_->activeAction);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
 ClientRecordSet ClientRecords::Export() {
   // One read transaction, so that the settings and the sites agree.
   database_.Execute("BEGIN");
@@ -501,6 +694,7 @@ ClientRecordSet ClientRecords::Export() {
       records.settings.push_back(ReadSetting(statement, scope));
     }
     records.sites = Sites();
+    records.actions = Actions();
     database_.Execute("COMMIT");
     return records;
   } catch (...) {
@@ -521,8 +715,22 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
     CheckSettingName("name", setting.name);
     CheckSettingValue(setting.value);
   }
+  std::vector<std::uint64_t> numbers;
+  std::size_t current = 0;
+  for (ActionRecord const& action : records.actions) {
+    CheckAction(action);
+    numbers.push_back(action.id);
+    if (action.current) ++current;
+  }
+  if (current > 1) throw RecordError("at most one action can be the current one");
+  std::sort(numbers.begin(), numbers.end());
+  auto const twice = std::adjacent_find(numbers.begin(), numbers.end());
+  if (twice != numbers.end()) throw RecordError("the action " + std::to_string(*twice) + " comes twice");
   Transaction transaction(database_);
-  database_.Execute("DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
+  database_.Execute(
+      "DELETE FROM action_parameters; DELETE FROM actions;"
+      " DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
+  for (ActionRecord const& action : records.actions) InsertAction(action);
   for (SiteRecord const& site : records.sites) {
     if (FindSite(site.name)) throw RecordError("the site " + Shown(site.name) + " comes twice");
     InsertSite(site);

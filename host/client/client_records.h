@@ -1,6 +1,6 @@
 // The client's records: one SQLite database in the client folder, named
 // "client.db", that holds the client's setting store, the sites' setting
-// store and the sites.
+// store, the sites and the actions with their state.
 //
 // Every change is one transaction; a change that is refused (RecordError)
 // or that fails (DatabaseError) leaves the database as it was. Readers see
@@ -73,10 +73,71 @@ struct SiteRecord {
   bool operator==(SiteRecord const&) const = default;
 };
 
+// The fields of an action that the client keeps, each a whole number, in
+// the order of the host's action record. A flag is 0 or 1; a time counts
+// microseconds since 1970 in UTC, 0 for none.
+enum class ActionField : int {
+  kPending,
+  kDateTrue,
+  kDateFalse,
+  kGroupLeader,
+  kOffer,
+  kPendingRestart,
+  kPendingLogin,
+  kConstrained,
+  kOfferAccepted,
+  kConstraint,
+  kPersistentConstraint,
+  kFirstActiveCount,
+  kActiveCount,
+  kActiveLineNumber,
+  kActiveStartTime,
+  kLastActiveLineNumber,
+  kLastActiveTime,
+  kLastChangeTime,
+  kWaitingForDownload,
+  kActionId,
+  kSubActionOrdinal,
+  kActive,
+  kOriginNudgeId,
+  kFailed,
+};
+inline constexpr std::size_t kActionFieldCount = 24;
+
+// What a field is called (in the import file and the database, with "_"
+// for the spaces), and the largest value it holds.
+struct ActionFieldInfo {
+  char const* name;
+  std::uint64_t maximum;
+  bool flag;
+};
+ActionFieldInfo const& InfoOf(ActionField field);
+
+struct ActionParameterRecord {
+  std::string name;
+  std::string value;
+
+  bool operator==(ActionParameterRecord const&) const = default;
+};
+
+struct ActionRecord {
+  ActionRecord();
+
+  std::uint64_t id = 0;
+  bool current = false;  // the action under evaluation; at most one is
+  std::uint64_t fields[kActionFieldCount] = {};
+  std::vector<ActionParameterRecord> parameters;  // of the current action alone
+
+  std::uint64_t& operator[](ActionField field) { return fields[static_cast<int>(field)]; }
+  std::uint64_t operator[](ActionField field) const { return fields[static_cast<int>(field)]; }
+  bool operator==(ActionRecord const&) const = default;
+};
+
 // Everything in the database, as export gives it and import takes it.
 struct ClientRecordSet {
   std::vector<SettingRecord> settings;
   std::vector<SiteRecord> sites;
+  std::vector<ActionRecord> actions;
 };
 
 // Limits of what a record holds. Longer or odder input is refused with a
@@ -96,6 +157,10 @@ void CheckSettingName(std::string_view what, std::string_view name);
 void CheckSettingValue(std::string_view value);
 void CheckSiteName(std::string_view name);
 void CheckSite(SiteRecord const& site);
+// An action: each field within its bounds, a parameter's name 1 to 1024
+// bytes and its value at most 65536, both UTF-8 without control bytes (the
+// tab allowed in a value), no name twice.
+void CheckAction(ActionRecord const& action);
 
 // The client's own keys are stored percent-encoded: letters, digits, "_",
 // the space and "-" stay, every other byte is written as "%" and two
@@ -105,7 +170,7 @@ std::string EncodedClientKey(std::string_view name);
 class ClientRecords {
  public:
   // The schema version this build writes.
-  static constexpr int kSchemaVersion = 2;
+  static constexpr int kSchemaVersion = 3;
   static constexpr char kFileName[] = "client.db";
 
   // Opens the database at that path, making it if missing and bringing its
@@ -141,6 +206,13 @@ class ClientRecords {
   std::optional<SiteRecord> FindSite(std::string_view name);
   std::vector<SiteRecord> Sites();
 
+  // Actions, in the order of their numbers. The current action is the one
+  // marked so; the active action is the first one whose script runs now.
+  std::vector<ActionRecord> Actions();
+  std::optional<ActionRecord> FindAction(std::uint64_t id);
+  std::optional<ActionRecord> CurrentAction();
+  std::optional<ActionRecord> ActiveAction();
+
   // The whole state; `Replace` puts another in its place, in one
   // transaction.
   ClientRecordSet Export();
@@ -155,6 +227,8 @@ class ClientRecords {
   void Migrate();
   void InsertSite(SiteRecord const& site);
   void InsertSetting(SettingRecord const& setting);
+  void InsertAction(ActionRecord const& action);
+  std::vector<ActionRecord> ReadActions(Statement& statement);
 
   Database database_;
   std::unique_ptr<Statements> statements_;

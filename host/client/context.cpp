@@ -5,7 +5,7 @@ namespace survey::client {
 ClientContext::ClientContext(ClientFolder* folder)
     : ClientStateHolder(folder), StorageContext(state), ProcessTableContext(state),
       SettingsContext(state),
-      SiteContext(state) {}
+      SiteContext(state), ActionContext(state) {}
 
 ClientContext::~ClientContext() = default;
 

@@ -28,6 +28,9 @@ namespace {
 using client::ClientFolder;
 using client::ClientFolderError;
 using client::ClientRecords;
+using client::ActionField;
+using client::ActionParameterRecord;
+using client::ActionRecord;
 using client::ClientRecordSet;
 using client::DatabaseError;
 using client::RecordError;
@@ -43,8 +46,11 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-constexpr char const* kCommandWords[] = {"setting", "site",  "import", "export",
-                                         "show",    "--help", "-h"};
+constexpr char const* kCommandWords[] = {"setting", "site", "import", "export",
+                                         "show",    "list", "--help", "-h"};
+
+// The kinds of record that `list` shows.
+constexpr char const* kListKinds[] = {"settings", "sites", "actions"};
 
 constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
 
@@ -281,13 +287,86 @@ Json JsonOfSite(SiteRecord const& site, std::vector<SettingRecord> const& settin
   return entry;
 }
 
+std::uint64_t Unsigned64(Json const& value, std::string const& what) {
+  if (!value.is_number_unsigned()) {
+    throw UsageError(what + " must be a whole number from 0 to 18446744073709551615");
+  }
+  return value.get<std::uint64_t>();
+}
+
+// One action: its number, whether it is the current one, its fields by
+// name (flags as true or false, the others whole numbers, times in
+// microseconds since 1970) and, for the current one, its parameters.
+ActionRecord ActionOfJson(Json const& entry) {
+  if (!entry.is_object()) throw UsageError("each action must be an object");
+  if (!entry.contains("id")) throw UsageError("an action has no \"id\"");
+  ActionRecord action;
+  action.id = Unsigned64(entry["id"], "an action's \"id\"");
+  std::string const where = "the action " + std::to_string(action.id);
+  std::set<std::string> known{"id", "current", "parameters"};
+  for (std::size_t k = 0; k < client::kActionFieldCount; ++k) {
+    known.insert(client::InfoOf(static_cast<ActionField>(k)).name);
+  }
+  RefuseUnknownKeys(entry, known, where);
+  if (entry.contains("current")) {
+    if (!entry["current"].is_boolean()) throw UsageError(where + ": \"current\" must be true or false");
+    action.current = entry["current"].get<bool>();
+  }
+  for (std::size_t k = 0; k < client::kActionFieldCount; ++k) {
+    client::ActionFieldInfo const& info = client::InfoOf(static_cast<ActionField>(k));
+    if (!entry.contains(info.name)) continue;
+    Json const& value = entry[info.name];
+    std::string const field = where + ": \"" + info.name + "\"";
+    if (info.flag) {
+      if (!value.is_boolean()) throw UsageError(field + " must be true or false");
+      action.fields[k] = value.get<bool>() ? 1 : 0;
+    } else {
+      std::uint64_t const number = Unsigned64(value, field);
+      if (number > info.maximum) {
+        throw UsageError(field + " must be a whole number from 0 to " + std::to_string(info.maximum));
+      }
+      action.fields[k] = number;
+    }
+  }
+  if (entry.contains("parameters")) {
+    Json const& parameters = entry["parameters"];
+    if (!parameters.is_object()) throw UsageError(where + ": \"parameters\" must be an object");
+    for (auto const& [name, value] : parameters.items()) {
+      action.parameters.push_back(
+          ActionParameterRecord{name, Text(value, where + ": the parameter \"" + name + "\"")});
+    }
+  }
+  return action;
+}
+
+Json JsonOfAction(ActionRecord const& action) {
+  Json entry = Json::object();
+  entry["id"] = action.id;
+  entry["current"] = action.current;
+  for (std::size_t k = 0; k < client::kActionFieldCount; ++k) {
+    client::ActionFieldInfo const& info = client::InfoOf(static_cast<ActionField>(k));
+    if (info.flag) {
+      entry[info.name] = action.fields[k] != 0;
+    } else {
+      entry[info.name] = action.fields[k];
+    }
+  }
+  Json parameters = Json::object();
+  for (ActionParameterRecord const& parameter : action.parameters) {
+    parameters[parameter.name] = parameter.value;
+  }
+  entry["parameters"] = parameters;
+  return entry;
+}
+
 // The whole state of a fixture file:
 //   { "settings": { SECTION: { KEY: VALUE or {"value", "date", "deleted"} } },
-//     "sites": [ { "name", "url", ..., "settings": { KEY: ... } } ] }
+//     "sites": [ { "name", "url", ..., "settings": { KEY: ... } } ],
+//     "actions": [ { "id", "current", "pending", ..., "parameters": { NAME: VALUE } } ] }
 ClientRecordSet RecordsOfJson(Json const& document,
                               std::vector<std::pair<std::string, std::string>>& mastheads) {
   if (!document.is_object()) throw UsageError("the file must hold one JSON object");
-  RefuseUnknownKeys(document, {"settings", "sites"}, "the file");
+  RefuseUnknownKeys(document, {"settings", "sites", "actions"}, "the file");
   ClientRecordSet records;
   if (document.contains("settings")) {
     Json const& sections = document["settings"];
@@ -300,6 +379,11 @@ ClientRecordSet RecordsOfJson(Json const& document,
     Json const& sites = document["sites"];
     if (!sites.is_array()) throw UsageError("\"sites\" must be a list");
     for (Json const& site : sites) records.sites.push_back(SiteOfJson(site, records.settings, mastheads));
+  }
+  if (document.contains("actions")) {
+    Json const& actions = document["actions"];
+    if (!actions.is_array()) throw UsageError("\"actions\" must be a list");
+    for (Json const& action : actions) records.actions.push_back(ActionOfJson(action));
   }
   return records;
 }
@@ -316,6 +400,9 @@ Json JsonOfRecords(ClientRecordSet const& records) {
   Json sites = Json::array();
   for (SiteRecord const& site : records.sites) sites.push_back(JsonOfSite(site, records.settings));
   document["sites"] = sites;
+  Json actions = Json::array();
+  for (ActionRecord const& action : records.actions) actions.push_back(JsonOfAction(action));
+  document["actions"] = actions;
   return document;
 }
 
@@ -347,6 +434,7 @@ struct Arguments {
   std::string displayName;
   std::string masthead;
   std::string gather;
+  std::string kind;
   std::uint32_t identity = 0;
   std::uint32_t version = 0;
   std::vector<std::uint32_t> versions;
@@ -455,6 +543,44 @@ int SiteList(ClientRecords& records) {
   return 0;
 }
 
+// One action a line: its number, "current" or "-", its state as the
+// action's status would tell it, and every field that is not 0, by name.
+void PrintAction(ActionRecord const& action) {
+  std::string line = std::to_string(action.id) + "\t" + (action.current ? "current" : "-");
+  for (std::size_t k = 0; k < client::kActionFieldCount; ++k) {
+    client::ActionFieldInfo const& info = client::InfoOf(static_cast<ActionField>(k));
+    bool const shown = static_cast<ActionField>(k) == ActionField::kSubActionOrdinal
+                           ? action.fields[k] != 0xFFFFFFFFu
+                           : action.fields[k] != 0;
+    if (!shown) continue;
+    line += "\t";
+    line += info.name;
+    if (!info.flag) line += "=" + std::to_string(action.fields[k]);
+  }
+  for (ActionParameterRecord const& parameter : action.parameters) {
+    line += "\tparameter " + parameter.name + "=" + parameter.value;
+  }
+  std::printf("%s\n", line.c_str());
+}
+
+int List(ClientRecords& records, Arguments const& arguments) {
+  if (arguments.kind == "settings") {
+    for (SettingRecord const& setting : records.Settings(SettingScope::kClient)) {
+      std::printf("%s\t", setting.section.c_str());
+      PrintSetting(setting);
+    }
+    return 0;
+  }
+  if (arguments.kind == "sites") return SiteList(records);
+  if (arguments.kind == "actions") {
+    for (ActionRecord const& action : records.Actions()) PrintAction(action);
+    return 0;
+  }
+  std::string kinds;
+  for (char const* kind : kListKinds) kinds += std::string(kinds.empty() ? "" : ", ") + kind;
+  throw UsageError("there is no kind of record " + arguments.kind + " to list; the kinds are " + kinds);
+}
+
 int Import(ClientFolder& folder, ClientRecords& records, Arguments const& arguments) {
   std::string const text = ReadWholeFile(arguments.file);
   Json document;
@@ -493,6 +619,7 @@ int Show(ClientFolder& folder, ClientRecords& records) {
   std::printf("sites: %zu\n", all.sites.size());
   std::printf("site settings: %zu\n", siteSettings);
   std::printf("deleted settings: %zu\n", deleted);
+  std::printf("actions: %zu\n", all.actions.size());
   return 0;
 }
 
@@ -524,7 +651,8 @@ char const* ClientCommandsHelp() {
   return "Client folder commands (see survey client --help):\n"
          "  survey client setting set|get|unset|list [--site SITE] NAME [VALUE]\n"
          "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
-         "  survey client import FILE.json | export | show";
+         "  survey client import FILE.json | export | show\n"
+         "  survey client list settings|sites|actions";
 }
 
 std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
@@ -585,6 +713,11 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
   import->add_option("file", arguments.file, "the JSON file; - for standard input")->required();
   CLI::App* const exported = app.add_subcommand("export", "prints the whole state as JSON");
   CLI::App* const show = app.add_subcommand("show", "prints the folder, its database and counts");
+  CLI::App* const listed = app.add_subcommand(
+      "list", "lists the records of one kind, one a line: settings (SECTION, KEY=VALUE), sites "
+              "(NAME, URL, TYPE), actions (ID, current or -, the fields that are not 0, "
+              "the parameters)");
+  listed->add_option("kind", arguments.kind, "settings, sites or actions")->required();
 
   try {
     app.parse(argc - at, argv + at);
@@ -608,6 +741,7 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
     if (*import) return Import(folder, records, arguments);
     if (*exported) return Export(records);
     if (*show) return Show(folder, records);
+    if (*listed) return List(records, arguments);
   } catch (UsageError const& error) {
     std::fprintf(stderr, "survey client: %s\n", error.what());
     return 2;
