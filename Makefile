@@ -26,6 +26,7 @@ FUZZ_TARGETS ?= \
   mounts_fuzzer \
   site_banner_fuzzer \
   command_input_fuzzer \
+  client_import_fuzzer \
   regular_expressions_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)

@@ -583,14 +583,8 @@ int List(ClientRecords& records, Arguments const& arguments) {
 
 int Import(ClientFolder& folder, ClientRecords& records, Arguments const& arguments) {
   std::string const text = ReadWholeFile(arguments.file);
-  Json document;
-  try {
-    document = Json::parse(text);
-  } catch (Json::parse_error const& error) {
-    throw UsageError("cannot read " + arguments.file + " as JSON: " + error.what());
-  }
   std::vector<std::pair<std::string, std::string>> mastheads;
-  ClientRecordSet const imported = RecordsOfJson(document, mastheads);
+  ClientRecordSet const imported = RecordsOfImportText(text, arguments.file, mastheads);
   records.Replace(imported);
   MakeSiteFolders(folder, imported.sites);
   for (auto const& [site, text] : mastheads) WriteMasthead(folder, site, text);
@@ -646,6 +640,19 @@ int ClientWordAt(int argc, char** argv, std::string& root) {
 }
 
 }  // namespace
+
+ClientRecordSet RecordsOfImportText(std::string const& text, std::string const& source,
+                                    std::vector<std::pair<std::string, std::string>>& mastheads) {
+  Json document;
+  try {
+    document = Json::parse(text);
+  } catch (Json::exception const& error) {
+    // Not only a syntax error: a number too large for any JSON number type
+    // is refused as well.
+    throw UsageError("cannot read " + source + " as JSON: " + error.what());
+  }
+  return RecordsOfJson(document, mastheads);
+}
 
 char const* ClientCommandsHelp() {
   return "Client folder commands (see survey client --help):\n"

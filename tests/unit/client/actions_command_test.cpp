@@ -309,6 +309,7 @@ TEST_F(ActionsCommandTest, RefusedActionsLeaveTheRecordsAsTheyWere) {
       {R"({"actions": [{"pending": true}]})", "has no \"id\""},
       {R"({"actions": [{"id": -1}]})", "\"id\" must be a whole number"},
       {R"({"actions": [{"id": 1.5}]})", "\"id\" must be a whole number"},
+      {R"({"actions": [{"id": 6e665536}]})", "as JSON"},
       {R"({"actions": [{"id": 1, "constraint": 256}]})", "from 0 to 255"},
       {R"({"actions": [{"id": 1, "active count": 65536}]})", "from 0 to 65535"},
       {R"({"actions": [{"id": 1, "action id": 4294967296}]})", "from 0 to 4294967295"},
