@@ -74,6 +74,24 @@ constexpr char const* kMigrations[] = {
     "  name BLOB NOT NULL,"
     "  value BLOB NOT NULL,"
     "  PRIMARY KEY (action, name)) WITHOUT ROWID;",
+    // 3 -> 4: the sites' nudges with their headers, and the flags the host
+    // keeps of its own state.
+    "CREATE TABLE nudges("
+    "  site BLOB NOT NULL REFERENCES sites(name) ON DELETE CASCADE,"
+    "  position INTEGER NOT NULL,"
+    "  id INTEGER NOT NULL,"
+    "  relevant INTEGER NOT NULL,"
+    "  PRIMARY KEY (site, position)) WITHOUT ROWID;"
+    "CREATE TABLE nudge_headers("
+    "  site BLOB NOT NULL,"
+    "  position INTEGER NOT NULL,"
+    "  ordinal INTEGER NOT NULL,"
+    "  name BLOB NOT NULL,"
+    "  value BLOB NOT NULL,"
+    "  PRIMARY KEY (site, position, ordinal),"
+    "  FOREIGN KEY (site, position) REFERENCES nudges(site, position) ON DELETE CASCADE)"
+    "  WITHOUT ROWID;"
+    "CREATE TABLE host_flags(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;",
 };
 static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
 
@@ -260,6 +278,27 @@ ActionFieldInfo const& InfoOf(ActionField field) {
 
 ActionRecord::ActionRecord() { (*this)[ActionField::kSubActionOrdinal] = 0xFFFFFFFFu; }
 
+void CheckNudge(NudgeRecord const& nudge) {
+  std::string const where = "the nudge " + std::to_string(nudge.id) + " of " + Shown(nudge.site);
+  if (nudge.headers.size() > kMaximumNudgeHeaders) {
+    throw RecordError(where + " has more than " + std::to_string(kMaximumNudgeHeaders) +
+                      " headers");
+  }
+  for (NudgeHeaderRecord const& header : nudge.headers) {
+    if (header.name.empty()) throw RecordError(where + ": a header's name cannot be empty");
+    if (header.name.size() > kMaximumNameLength) {
+      throw RecordError(where + ": a header's name is longer than " +
+                        std::to_string(kMaximumNameLength) + " bytes: " + Shown(header.name));
+    }
+    CheckText(where + ": a header's name", header.name, false);
+    if (header.value.size() > kMaximumValueLength) {
+      throw RecordError(where + ": a header's value is longer than " +
+                        std::to_string(kMaximumValueLength) + " bytes");
+    }
+    CheckText(where + ": a header's value", header.value, true);
+  }
+}
+
 void CheckAction(ActionRecord const& action) {
   std::string const where = "the action " + std::to_string(action.id);
   for (std::size_t k = 0; k < kActionFieldCount; ++k) {
@@ -369,6 +408,22 @@ struct ClientRecords::Statements {
                                    " FROM actions WHERE active = 1"),
         actionParameters(database,
                          "SELECT name, value FROM action_parameters WHERE action = ?1 ORDER BY name"),
+        insertNudge(database,
+                    "INSERT INTO nudges (site, position, id, relevant) VALUES (?1, ?2, ?3, ?4)"),
+        insertNudgeHeader(database,
+                          "INSERT INTO nudge_headers (site, position, ordinal, name, value)"
+                          " VALUES (?1, ?2, ?3, ?4, ?5)"),
+        allNudges(database, "SELECT site, position, id, relevant FROM nudges ORDER BY site, position"),
+        nextNudge(database,
+                  "SELECT site, position, id, relevant FROM nudges WHERE site = ?1 AND position >= ?2"
+                  " AND (?3 = 0 OR relevant = 1) ORDER BY position LIMIT 1"),
+        nudgeHeaders(database,
+                     "SELECT name, value FROM nudge_headers WHERE site = ?1 AND position = ?2"
+                     " ORDER BY ordinal"),
+        findFlag(database, "SELECT value FROM host_flags WHERE name = ?1"),
+        setFlag(database,
+                "INSERT INTO host_flags (name, value) VALUES (?1, ?2)"
+                " ON CONFLICT (name) DO UPDATE SET value = excluded.value"),
         bump(database, "UPDATE generation SET number = number + 1"),
         generation(database, "SELECT number FROM generation") {}
 
@@ -394,6 +449,13 @@ struct ClientRecords::Statements {
   Statement currentAction;
   Statement activeAction;
   Statement actionParameters;
+  Statement insertNudge;
+  Statement insertNudgeHeader;
+  Statement allNudges;
+  Statement nextNudge;
+  Statement nudgeHeaders;
+  Statement findFlag;
+  Statement setFlag;
   Statement bump;
   Statement generation;
 
@@ -682,6 +744,56 @@ std::optional<ActionRecord> ClientRecords::ActiveAction() {
   return std::move(found.front());
 }
 
+namespace {
+
+constexpr char kNudgeEvaluationBlocked[] = "nudge evaluation blocked";
+
+}  // namespace
+
+std::vector<NudgeRecord> ClientRecords::ReadNudges(Statement& statement) {
+  std::vector<NudgeRecord> nudges;
+  while (statement.Step()) {
+    NudgeRecord nudge;
+    nudge.site = statement.Bytes(0);
+    nudge.position = static_cast<std::uint32_t>(statement.Number(1));
+    nudge.id = static_cast<std::uint64_t>(statement.Number(2));
+    nudge.relevant = statement.Number(3) != 0;
+    nudges.push_back(std::move(nudge));
+  }
+  for (NudgeRecord& nudge : nudges) {
+    Statement& headers = statements_->nudgeHeaders;
+    headers.Bind(1, nudge.site).Bind(2, std::int64_t{nudge.position});
+    while (headers.Step()) nudge.headers.push_back(NudgeHeaderRecord{headers.Bytes(0), headers.Bytes(1)});
+  }
+  return nudges;
+}
+
+std::vector<NudgeRecord> ClientRecords::Nudges() { return ReadNudges(statements_->allNudges); }
+
+std::optional<NudgeRecord> ClientRecords::NextNudge(std::string_view site, std::uint32_t from,
+                                                    bool relevantOnly) {
+  Statement& statement = statements_->nextNudge;
+  statement.Bind(1, site).Bind(2, std::int64_t{from}).Bind(3, std::int64_t{relevantOnly ? 1 : 0});
+  std::vector<NudgeRecord> found = ReadNudges(statement);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
+std::optional<NudgeRecord> ClientRecords::FindNudge(std::string_view site, std::uint32_t position) {
+  std::optional<NudgeRecord> found = NextNudge(site, position, false);
+  if (!found || found->position != position) return std::nullopt;
+  return found;
+}
+
+bool ClientRecords::NudgeEvaluationBlocked() {
+  Statement& statement = statements_->findFlag;
+  statement.Bind(1, std::string_view(kNudgeEvaluationBlocked));
+  bool blocked = false;
+  if (statement.Step()) blocked = statement.Number(0) != 0;
+  statement.Reset();
+  return blocked;
+}
+
 ClientRecordSet ClientRecords::Export() {
   // One read transaction, so that the settings and the sites agree.
   database_.Execute("BEGIN");
@@ -695,6 +807,8 @@ ClientRecordSet ClientRecords::Export() {
     }
     records.sites = Sites();
     records.actions = Actions();
+    records.nudges = Nudges();
+    records.nudgeEvaluationBlocked = NudgeEvaluationBlocked();
     database_.Execute("COMMIT");
     return records;
   } catch (...) {
@@ -726,15 +840,42 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
   std::sort(numbers.begin(), numbers.end());
   auto const twice = std::adjacent_find(numbers.begin(), numbers.end());
   if (twice != numbers.end()) throw RecordError("the action " + std::to_string(*twice) + " comes twice");
+  for (NudgeRecord const& nudge : records.nudges) CheckNudge(nudge);
   Transaction transaction(database_);
   database_.Execute(
-      "DELETE FROM action_parameters; DELETE FROM actions;"
-      " DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
+      "DELETE FROM action_parameters; DELETE FROM actions; DELETE FROM nudge_headers;"
+      " DELETE FROM nudges; DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
   for (ActionRecord const& action : records.actions) InsertAction(action);
   for (SiteRecord const& site : records.sites) {
     if (FindSite(site.name)) throw RecordError("the site " + Shown(site.name) + " comes twice");
     InsertSite(site);
   }
+  for (NudgeRecord const& nudge : records.nudges) {
+    if (!FindSite(nudge.site)) {
+      throw RecordError("a nudge names the site " + Shown(nudge.site) +
+                        ", which is not among the sites");
+    }
+    if (FindNudge(nudge.site, nudge.position)) {
+      throw RecordError("the site " + Shown(nudge.site) + " has two nudges at " +
+                        std::to_string(nudge.position));
+    }
+    statements_->insertNudge.Bind(1, nudge.site)
+        .Bind(2, std::int64_t{nudge.position})
+        .Bind(3, static_cast<std::int64_t>(nudge.id))
+        .Bind(4, std::int64_t{nudge.relevant ? 1 : 0})
+        .Run();
+    for (std::size_t ordinal = 0; ordinal < nudge.headers.size(); ++ordinal) {
+      statements_->insertNudgeHeader.Bind(1, nudge.site)
+          .Bind(2, std::int64_t{nudge.position})
+          .Bind(3, static_cast<std::int64_t>(ordinal))
+          .Bind(4, nudge.headers[ordinal].name)
+          .Bind(5, nudge.headers[ordinal].value)
+          .Run();
+    }
+  }
+  statements_->setFlag.Bind(1, std::string_view(kNudgeEvaluationBlocked))
+      .Bind(2, std::int64_t{records.nudgeEvaluationBlocked ? 1 : 0})
+      .Run();
   for (SettingRecord const& setting : records.settings) {
     if (setting.scope == SettingScope::kSites && !FindSite(setting.section)) {
       throw RecordError("a setting names the site " + Shown(setting.section) +

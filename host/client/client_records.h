@@ -1,6 +1,6 @@
 // The client's records: one SQLite database in the client folder, named
 // "client.db", that holds the client's setting store, the sites' setting
-// store, the sites and the actions with their state.
+// store, the sites with their nudges, and the actions with their state.
 //
 // Every change is one transaction; a change that is refused (RecordError)
 // or that fails (DatabaseError) leaves the database as it was. Readers see
@@ -133,11 +133,34 @@ struct ActionRecord {
   bool operator==(ActionRecord const&) const = default;
 };
 
+// An advice item of a site, a nudge: its place in the site's list, its
+// number, its relevance and its headers, in order; a name may come twice.
+struct NudgeHeaderRecord {
+  std::string name;
+  std::string value;
+
+  bool operator==(NudgeHeaderRecord const&) const = default;
+};
+
+struct NudgeRecord {
+  std::string site;
+  std::uint32_t position = 0;
+  std::uint64_t id = 0;
+  bool relevant = false;
+  std::vector<NudgeHeaderRecord> headers;
+
+  bool operator==(NudgeRecord const&) const = default;
+};
+
 // Everything in the database, as export gives it and import takes it.
 struct ClientRecordSet {
   std::vector<SettingRecord> settings;
   std::vector<SiteRecord> sites;
   std::vector<ActionRecord> actions;
+  std::vector<NudgeRecord> nudges;
+  // While set, the nudges must not be read: a query that walks them cannot
+  // be answered now.
+  bool nudgeEvaluationBlocked = false;
 };
 
 // Limits of what a record holds. Longer or odder input is refused with a
@@ -157,6 +180,11 @@ void CheckSettingName(std::string_view what, std::string_view name);
 void CheckSettingValue(std::string_view value);
 void CheckSiteName(std::string_view name);
 void CheckSite(SiteRecord const& site);
+// A nudge: of a site that exists (checked when written), at most 4096
+// headers, each name 1 to 1024 bytes and value at most 65536, both UTF-8
+// without control bytes (the tab allowed in a value).
+inline constexpr std::size_t kMaximumNudgeHeaders = 4096;
+void CheckNudge(NudgeRecord const& nudge);
 // An action: each field within its bounds, a parameter's name 1 to 1024
 // bytes and its value at most 65536, both UTF-8 without control bytes (the
 // tab allowed in a value), no name twice.
@@ -170,7 +198,7 @@ std::string EncodedClientKey(std::string_view name);
 class ClientRecords {
  public:
   // The schema version this build writes.
-  static constexpr int kSchemaVersion = 3;
+  static constexpr int kSchemaVersion = 4;
   static constexpr char kFileName[] = "client.db";
 
   // Opens the database at that path, making it if missing and bringing its
@@ -213,6 +241,14 @@ class ClientRecords {
   std::optional<ActionRecord> CurrentAction();
   std::optional<ActionRecord> ActiveAction();
 
+  // Nudges: all of them, by site and position; the first of a site at or
+  // behind a position, of the relevant ones only if asked; one by place.
+  std::vector<NudgeRecord> Nudges();
+  std::optional<NudgeRecord> NextNudge(std::string_view site, std::uint32_t from,
+                                       bool relevantOnly);
+  std::optional<NudgeRecord> FindNudge(std::string_view site, std::uint32_t position);
+  bool NudgeEvaluationBlocked();
+
   // The whole state; `Replace` puts another in its place, in one
   // transaction.
   ClientRecordSet Export();
@@ -229,6 +265,7 @@ class ClientRecords {
   void InsertSetting(SettingRecord const& setting);
   void InsertAction(ActionRecord const& action);
   std::vector<ActionRecord> ReadActions(Statement& statement);
+  std::vector<NudgeRecord> ReadNudges(Statement& statement);
 
   Database database_;
   std::unique_ptr<Statements> statements_;

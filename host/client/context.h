@@ -9,7 +9,8 @@
 //   crypto         crypto_context.h         the SHA-1 digests of files;
 //   settings       settings_context.h       the client's and sites' settings;
 //   sites          site_context.h           the client's sites;
-//   actions        action_context.h         the client's actions.
+//   actions        action_context.h         the client's actions;
+//   nudges         nudge_context.h          the sites' advice items.
 //
 // The library finds each interface with a cast from `SurveyorContext`, so
 // the context must derive from every part it offers. Every other interface
@@ -23,6 +24,7 @@
 #include "host/client/client_state.h"
 #include "host/client/crypto_context.h"
 #include "host/client/network_context.h"
+#include "host/client/nudge_context.h"
 #include "host/client/process_table_context.h"
 #include "host/client/settings_context.h"
 #include "host/client/site_context.h"
@@ -49,7 +51,8 @@ class ClientContext : private ClientStateHolder,
                       public CryptoContext,
                       public SettingsContext,
                       public SiteContext,
-                      public ActionContext {
+                      public ActionContext,
+                      public NudgeContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but

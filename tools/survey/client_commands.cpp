@@ -32,6 +32,8 @@ using client::ActionField;
 using client::ActionParameterRecord;
 using client::ActionRecord;
 using client::ClientRecordSet;
+using client::NudgeHeaderRecord;
+using client::NudgeRecord;
 using client::DatabaseError;
 using client::RecordError;
 using client::SettingRecord;
@@ -50,7 +52,7 @@ constexpr char const* kCommandWords[] = {"setting", "site", "import", "export",
                                          "show",    "list", "--help", "-h"};
 
 // The kinds of record that `list` shows.
-constexpr char const* kListKinds[] = {"settings", "sites", "actions"};
+constexpr char const* kListKinds[] = {"settings", "sites", "actions", "nudges", "administrators"};
 
 constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
 
@@ -190,8 +192,59 @@ void SettingsOfJson(SettingScope scope, std::string const& section, Json const& 
   }
 }
 
+std::uint64_t Unsigned64(Json const& value, std::string const& what);
+
+// The nudges of a site, in the order of its list: each with its number, its
+// relevance and its headers as [NAME, VALUE] pairs.
+void NudgesOfJson(std::string const& site, Json const& list, std::vector<NudgeRecord>& nudges) {
+  std::string const where = "the nudges of the site \"" + site + "\"";
+  if (!list.is_array()) throw UsageError(where + " must be a list");
+  if (list.size() > 0xFFFFFFFFull) throw UsageError(where + " are too many");
+  std::uint32_t position = 0;
+  for (Json const& entry : list) {
+    if (!entry.is_object() || !entry.contains("id")) {
+      throw UsageError(where + ": each nudge is an object with an \"id\"");
+    }
+    RefuseUnknownKeys(entry, {"id", "relevant", "headers"}, where + ": a nudge");
+    NudgeRecord nudge;
+    nudge.site = site;
+    nudge.position = position++;
+    nudge.id = Unsigned64(entry["id"], where + ": a nudge's \"id\"");
+    if (entry.contains("relevant")) {
+      if (!entry["relevant"].is_boolean()) throw UsageError(where + ": \"relevant\" must be true or false");
+      nudge.relevant = entry["relevant"].get<bool>();
+    }
+    if (entry.contains("headers")) {
+      Json const& headers = entry["headers"];
+      if (!headers.is_array()) throw UsageError(where + ": \"headers\" must be a list");
+      for (Json const& header : headers) {
+        if (!header.is_array() || header.size() != 2) {
+          throw UsageError(where + ": each header is a list of a name and a value");
+        }
+        nudge.headers.push_back(NudgeHeaderRecord{Text(header[0], where + ": a header's name"),
+                                                  Text(header[1], where + ": a header's value")});
+      }
+    }
+    nudges.push_back(std::move(nudge));
+  }
+}
+
+Json JsonOfNudges(std::string const& site, std::vector<NudgeRecord> const& nudges) {
+  Json list = Json::array();
+  for (NudgeRecord const& nudge : nudges) {
+    if (nudge.site != site) continue;
+    Json headers = Json::array();
+    for (NudgeHeaderRecord const& header : nudge.headers) {
+      headers.push_back(Json::array({header.name, header.value}));
+    }
+    list.push_back(Json{{"id", nudge.id}, {"relevant", nudge.relevant}, {"headers", headers}});
+  }
+  return list;
+}
+
 SiteRecord SiteOfJson(Json const& entry, std::vector<SettingRecord>& settings,
-                      std::vector<std::pair<std::string, std::string>>& mastheads) {
+                      std::vector<std::pair<std::string, std::string>>& mastheads,
+                      std::vector<NudgeRecord>& nudges) {
   if (!entry.is_object()) throw UsageError("each site must be an object");
   if (!entry.contains("name")) throw UsageError("a site has no \"name\"");
   SiteRecord site;
@@ -200,7 +253,7 @@ SiteRecord SiteOfJson(Json const& entry, std::vector<SettingRecord>& settings,
   RefuseUnknownKeys(entry,
                     {"name", "url", "type", "display name", "identity", "subscribe time",
                      "last gather time", "gather", "version", "versions", "publisher interval",
-                     "custom interval", "groups", "settings", "masthead"},
+                     "custom interval", "groups", "settings", "masthead", "nudges"},
                     where);
   if (entry.contains("url")) site.url = Text(entry["url"], where + ": \"url\"");
   if (entry.contains("type")) site.type = Text(entry["type"], where + ": \"type\"");
@@ -253,10 +306,12 @@ SiteRecord SiteOfJson(Json const& entry, std::vector<SettingRecord>& settings,
   if (entry.contains("masthead")) {
     mastheads.emplace_back(site.name, Text(entry["masthead"], where + ": \"masthead\""));
   }
+  if (entry.contains("nudges")) NudgesOfJson(site.name, entry["nudges"], nudges);
   return site;
 }
 
-Json JsonOfSite(SiteRecord const& site, std::vector<SettingRecord> const& settings) {
+Json JsonOfSite(SiteRecord const& site, std::vector<SettingRecord> const& settings,
+               std::vector<NudgeRecord> const& nudges) {
   Json entry = Json::object();
   entry["name"] = site.name;
   entry["url"] = site.url;
@@ -284,6 +339,7 @@ Json JsonOfSite(SiteRecord const& site, std::vector<SettingRecord> const& settin
     }
   }
   entry["settings"] = own;
+  entry["nudges"] = JsonOfNudges(site.name, nudges);
   return entry;
 }
 
@@ -366,7 +422,8 @@ Json JsonOfAction(ActionRecord const& action) {
 ClientRecordSet RecordsOfJson(Json const& document,
                               std::vector<std::pair<std::string, std::string>>& mastheads) {
   if (!document.is_object()) throw UsageError("the file must hold one JSON object");
-  RefuseUnknownKeys(document, {"settings", "sites", "actions"}, "the file");
+  RefuseUnknownKeys(document, {"settings", "sites", "actions", "nudge evaluation blocked"},
+                    "the file");
   ClientRecordSet records;
   if (document.contains("settings")) {
     Json const& sections = document["settings"];
@@ -378,12 +435,17 @@ ClientRecordSet RecordsOfJson(Json const& document,
   if (document.contains("sites")) {
     Json const& sites = document["sites"];
     if (!sites.is_array()) throw UsageError("\"sites\" must be a list");
-    for (Json const& site : sites) records.sites.push_back(SiteOfJson(site, records.settings, mastheads));
+    for (Json const& site : sites) records.sites.push_back(SiteOfJson(site, records.settings, mastheads, records.nudges));
   }
   if (document.contains("actions")) {
     Json const& actions = document["actions"];
     if (!actions.is_array()) throw UsageError("\"actions\" must be a list");
     for (Json const& action : actions) records.actions.push_back(ActionOfJson(action));
+  }
+  if (document.contains("nudge evaluation blocked")) {
+    Json const& blocked = document["nudge evaluation blocked"];
+    if (!blocked.is_boolean()) throw UsageError("\"nudge evaluation blocked\" must be true or false");
+    records.nudgeEvaluationBlocked = blocked.get<bool>();
   }
   return records;
 }
@@ -398,11 +460,12 @@ Json JsonOfRecords(ClientRecordSet const& records) {
   }
   document["settings"] = sections;
   Json sites = Json::array();
-  for (SiteRecord const& site : records.sites) sites.push_back(JsonOfSite(site, records.settings));
+  for (SiteRecord const& site : records.sites) sites.push_back(JsonOfSite(site, records.settings, records.nudges));
   document["sites"] = sites;
   Json actions = Json::array();
   for (ActionRecord const& action : records.actions) actions.push_back(JsonOfAction(action));
   document["actions"] = actions;
+  document["nudge evaluation blocked"] = records.nudgeEvaluationBlocked;
   return document;
 }
 
@@ -576,6 +639,25 @@ int List(ClientRecords& records, Arguments const& arguments) {
     for (ActionRecord const& action : records.Actions()) PrintAction(action);
     return 0;
   }
+  if (arguments.kind == "nudges") {
+    // One nudge a line: site, position, number, relevant or -, headers.
+    for (NudgeRecord const& nudge : records.Nudges()) {
+      std::string line = nudge.site + "\t" + std::to_string(nudge.position) + "\t" +
+                         std::to_string(nudge.id) + "\t" + (nudge.relevant ? "relevant" : "-");
+      for (NudgeHeaderRecord const& header : nudge.headers) {
+        line += "\t" + header.name + ": " + header.value;
+      }
+      std::printf("%s\n", line.c_str());
+    }
+    if (records.NudgeEvaluationBlocked()) std::printf("(reading the nudges is blocked)\n");
+    return 0;
+  }
+  if (arguments.kind == "administrators") {
+    for (SettingRecord const& setting : records.Settings(SettingScope::kClient, "Administrators")) {
+      PrintSetting(setting);
+    }
+    return 0;
+  }
   std::string kinds;
   for (char const* kind : kListKinds) kinds += std::string(kinds.empty() ? "" : ", ") + kind;
   throw UsageError("there is no kind of record " + arguments.kind + " to list; the kinds are " + kinds);
@@ -614,6 +696,7 @@ int Show(ClientFolder& folder, ClientRecords& records) {
   std::printf("site settings: %zu\n", siteSettings);
   std::printf("deleted settings: %zu\n", deleted);
   std::printf("actions: %zu\n", all.actions.size());
+  std::printf("nudges: %zu\n", all.nudges.size());
   return 0;
 }
 
@@ -659,7 +742,7 @@ char const* ClientCommandsHelp() {
          "  survey client setting set|get|unset|list [--site SITE] NAME [VALUE]\n"
          "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
          "  survey client import FILE.json | export | show\n"
-         "  survey client list settings|sites|actions";
+         "  survey client list settings|sites|actions|nudges|administrators";
 }
 
 std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
@@ -723,8 +806,11 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
   CLI::App* const listed = app.add_subcommand(
       "list", "lists the records of one kind, one a line: settings (SECTION, KEY=VALUE), sites "
               "(NAME, URL, TYPE), actions (ID, current or -, the fields that are not 0, "
-              "the parameters)");
-  listed->add_option("kind", arguments.kind, "settings, sites or actions")->required();
+              "the parameters), nudges (SITE, POSITION, ID, relevant or -, NAME: VALUE), "
+              "administrators (the settings of section Administrators, KEY=VALUE)");
+  listed->add_option("kind", arguments.kind,
+                     "settings, sites, actions, nudges or administrators")
+      ->required();
 
   try {
     app.parse(argc - at, argv + at);
