@@ -92,6 +92,10 @@ constexpr char const* kMigrations[] = {
     "  FOREIGN KEY (site, position) REFERENCES nudges(site, position) ON DELETE CASCADE)"
     "  WITHOUT ROWID;"
     "CREATE TABLE host_flags(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;",
+    // 4 -> 5: texts beside the host's flags, and the reasons of pending
+    // restarts.
+    "ALTER TABLE host_flags ADD COLUMN text BLOB;"
+    "CREATE TABLE pending_restarts(name BLOB PRIMARY KEY) WITHOUT ROWID;",
 };
 static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
 
@@ -299,6 +303,34 @@ void CheckNudge(NudgeRecord const& nudge) {
   }
 }
 
+void CheckHostState(HostStateRecord const& state) {
+  if (state.actionLockController > 2) {
+    throw RecordError("the action lock's controller is 0 to 2 (client, console, nobody), not " +
+                      std::to_string(state.actionLockController));
+  }
+  for (auto const* text : {&state.fipsModeFailureMessage, &state.encryptReportFailureMessage,
+                           &state.wakeOnLanSubnet}) {
+    if (!text->has_value()) continue;
+    if ((*text)->size() > kMaximumNameLength) {
+      throw RecordError("a text of the client's state is longer than " +
+                        std::to_string(kMaximumNameLength) + " bytes");
+    }
+    CheckText("a text of the client's state", **text, false);
+  }
+  std::vector<std::string> names = state.pendingRestarts;
+  for (std::string const& name : names) {
+    if (name.empty()) throw RecordError("the name of a pending restart cannot be empty");
+    if (name.size() > kMaximumNameLength) {
+      throw RecordError("the name of a pending restart is longer than " +
+                        std::to_string(kMaximumNameLength) + " bytes: " + Shown(name));
+    }
+    CheckText("the name of a pending restart", name, false);
+  }
+  std::sort(names.begin(), names.end());
+  auto const twice = std::adjacent_find(names.begin(), names.end());
+  if (twice != names.end()) throw RecordError("the pending restart " + Shown(*twice) + " comes twice");
+}
+
 void CheckAction(ActionRecord const& action) {
   std::string const where = "the action " + std::to_string(action.id);
   for (std::size_t k = 0; k < kActionFieldCount; ++k) {
@@ -424,6 +456,12 @@ struct ClientRecords::Statements {
         setFlag(database,
                 "INSERT INTO host_flags (name, value) VALUES (?1, ?2)"
                 " ON CONFLICT (name) DO UPDATE SET value = excluded.value"),
+        findFlagText(database, "SELECT text FROM host_flags WHERE name = ?1"),
+        setFlagText(database,
+                    "INSERT INTO host_flags (name, value, text) VALUES (?1, 0, ?2)"
+                    " ON CONFLICT (name) DO UPDATE SET text = excluded.text"),
+        insertRestart(database, "INSERT INTO pending_restarts (name) VALUES (?1)"),
+        allRestarts(database, "SELECT name FROM pending_restarts ORDER BY name"),
         bump(database, "UPDATE generation SET number = number + 1"),
         generation(database, "SELECT number FROM generation") {}
 
@@ -456,6 +494,10 @@ struct ClientRecords::Statements {
   Statement nudgeHeaders;
   Statement findFlag;
   Statement setFlag;
+  Statement findFlagText;
+  Statement setFlagText;
+  Statement insertRestart;
+  Statement allRestarts;
   Statement bump;
   Statement generation;
 
@@ -794,6 +836,61 @@ bool ClientRecords::NudgeEvaluationBlocked() {
   return blocked;
 }
 
+namespace {
+
+// The host's state, row by row: a number or a text under a name.
+constexpr char kComputerId[] = "computer id";
+constexpr char kApparentServerTime[] = "apparent server time";
+constexpr char kActionLockController[] = "action lock controller";
+constexpr char kAnalysisTime[] = "analysis time";
+constexpr char kFipsMode[] = "fips mode";
+constexpr char kDesiredFipsMode[] = "desired fips mode";
+constexpr char kFipsModeFailureMessage[] = "fips mode failure message";
+constexpr char kEncryptReport[] = "encrypt report";
+constexpr char kDesiredEncryptReport[] = "desired encrypt report";
+constexpr char kEncryptReportFailureMessage[] = "encrypt report failure message";
+constexpr char kWakeOnLanSubnet[] = "wake on lan subnet";
+constexpr char kRestartPending[] = "restart pending";
+
+}  // namespace
+
+HostStateRecord ClientRecords::HostState() {
+  auto const number = [this](char const* name) -> std::optional<std::int64_t> {
+    Statement& statement = statements_->findFlag;
+    statement.Bind(1, std::string_view(name));
+    std::optional<std::int64_t> found;
+    if (statement.Step()) found = statement.Number(0);
+    statement.Reset();
+    return found;
+  };
+  auto const text = [this](char const* name) -> std::optional<std::string> {
+    Statement& statement = statements_->findFlagText;
+    statement.Bind(1, std::string_view(name));
+    std::optional<std::string> found;
+    if (statement.Step() && !statement.IsNull(0)) found = statement.Bytes(0);
+    statement.Reset();
+    return found;
+  };
+  HostStateRecord state;
+  if (auto const id = number(kComputerId)) state.computerId = static_cast<std::uint64_t>(*id);
+  if (auto const time = number(kApparentServerTime)) {
+    state.apparentServerTime = static_cast<std::uint64_t>(*time);
+  }
+  state.actionLockController = static_cast<std::uint32_t>(number(kActionLockController).value_or(0));
+  state.analysisTime = number(kAnalysisTime);
+  state.fipsMode = number(kFipsMode).value_or(0) != 0;
+  state.desiredFipsMode = number(kDesiredFipsMode).value_or(0) != 0;
+  state.fipsModeFailureMessage = text(kFipsModeFailureMessage);
+  state.encryptReport = number(kEncryptReport).value_or(0) != 0;
+  state.desiredEncryptReport = number(kDesiredEncryptReport).value_or(0) != 0;
+  state.encryptReportFailureMessage = text(kEncryptReportFailureMessage);
+  state.wakeOnLanSubnet = text(kWakeOnLanSubnet);
+  state.restartPending = number(kRestartPending).value_or(0) != 0;
+  Statement& restarts = statements_->allRestarts;
+  while (restarts.Step()) state.pendingRestarts.push_back(restarts.Bytes(0));
+  return state;
+}
+
 ClientRecordSet ClientRecords::Export() {
   // One read transaction, so that the settings and the sites agree.
   database_.Execute("BEGIN");
@@ -809,6 +906,7 @@ ClientRecordSet ClientRecords::Export() {
     records.actions = Actions();
     records.nudges = Nudges();
     records.nudgeEvaluationBlocked = NudgeEvaluationBlocked();
+    records.state = HostState();
     database_.Execute("COMMIT");
     return records;
   } catch (...) {
@@ -841,9 +939,11 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
   auto const twice = std::adjacent_find(numbers.begin(), numbers.end());
   if (twice != numbers.end()) throw RecordError("the action " + std::to_string(*twice) + " comes twice");
   for (NudgeRecord const& nudge : records.nudges) CheckNudge(nudge);
+  CheckHostState(records.state);
   Transaction transaction(database_);
   database_.Execute(
-      "DELETE FROM action_parameters; DELETE FROM actions; DELETE FROM nudge_headers;"
+      "DELETE FROM host_flags; DELETE FROM pending_restarts;"
+      " DELETE FROM action_parameters; DELETE FROM actions; DELETE FROM nudge_headers;"
       " DELETE FROM nudges; DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
   for (ActionRecord const& action : records.actions) InsertAction(action);
   for (SiteRecord const& site : records.sites) {
@@ -876,6 +976,30 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
   statements_->setFlag.Bind(1, std::string_view(kNudgeEvaluationBlocked))
       .Bind(2, std::int64_t{records.nudgeEvaluationBlocked ? 1 : 0})
       .Run();
+  HostStateRecord const& state = records.state;
+  auto const setNumber = [this](char const* name, std::int64_t value) {
+    statements_->setFlag.Bind(1, std::string_view(name)).Bind(2, value).Run();
+  };
+  auto const setText = [this](char const* name, std::optional<std::string> const& value) {
+    if (value) statements_->setFlagText.Bind(1, std::string_view(name)).Bind(2, *value).Run();
+  };
+  if (state.computerId) setNumber(kComputerId, static_cast<std::int64_t>(*state.computerId));
+  if (state.apparentServerTime) {
+    setNumber(kApparentServerTime, static_cast<std::int64_t>(*state.apparentServerTime));
+  }
+  setNumber(kActionLockController, state.actionLockController);
+  if (state.analysisTime) setNumber(kAnalysisTime, *state.analysisTime);
+  setNumber(kFipsMode, state.fipsMode ? 1 : 0);
+  setNumber(kDesiredFipsMode, state.desiredFipsMode ? 1 : 0);
+  setText(kFipsModeFailureMessage, state.fipsModeFailureMessage);
+  setNumber(kEncryptReport, state.encryptReport ? 1 : 0);
+  setNumber(kDesiredEncryptReport, state.desiredEncryptReport ? 1 : 0);
+  setText(kEncryptReportFailureMessage, state.encryptReportFailureMessage);
+  setText(kWakeOnLanSubnet, state.wakeOnLanSubnet);
+  setNumber(kRestartPending, state.restartPending ? 1 : 0);
+  for (std::string const& name : state.pendingRestarts) {
+    statements_->insertRestart.Bind(1, name).Run();
+  }
   for (SettingRecord const& setting : records.settings) {
     if (setting.scope == SettingScope::kSites && !FindSite(setting.section)) {
       throw RecordError("a setting names the site " + Shown(setting.section) +

@@ -152,6 +152,31 @@ struct NudgeRecord {
   bool operator==(NudgeRecord const&) const = default;
 };
 
+// What the host knows of the client's own state beside its records: each
+// is absent until it is set.
+struct HostStateRecord {
+  std::optional<std::uint64_t> computerId;
+  // Microseconds since 1970 in UTC, by the server's clock.
+  std::optional<std::uint64_t> apparentServerTime;
+  // Who controls the action lock: 0 the client, 1 the console, 2 nobody.
+  std::uint32_t actionLockController = 0;
+  // When the analysis under evaluation last ran, microseconds since 1970
+  // (0 for never); absent when no analysis is under evaluation.
+  std::optional<std::int64_t> analysisTime;
+  bool fipsMode = false;
+  bool desiredFipsMode = false;
+  std::optional<std::string> fipsModeFailureMessage;
+  bool encryptReport = false;
+  bool desiredEncryptReport = false;
+  std::optional<std::string> encryptReportFailureMessage;
+  std::optional<std::string> wakeOnLanSubnet;
+  bool restartPending = false;
+  // The reasons for which a restart is pending, by name.
+  std::vector<std::string> pendingRestarts;
+
+  bool operator==(HostStateRecord const&) const = default;
+};
+
 // Everything in the database, as export gives it and import takes it.
 struct ClientRecordSet {
   std::vector<SettingRecord> settings;
@@ -161,6 +186,7 @@ struct ClientRecordSet {
   // While set, the nudges must not be read: a query that walks them cannot
   // be answered now.
   bool nudgeEvaluationBlocked = false;
+  HostStateRecord state;
 };
 
 // Limits of what a record holds. Longer or odder input is refused with a
@@ -185,6 +211,10 @@ void CheckSite(SiteRecord const& site);
 // without control bytes (the tab allowed in a value).
 inline constexpr std::size_t kMaximumNudgeHeaders = 4096;
 void CheckNudge(NudgeRecord const& nudge);
+// The host's state: the controller 0 to 2, each text at most 1024 bytes of
+// UTF-8 without control bytes, the names of pending restarts 1 to 1024
+// bytes and none twice.
+void CheckHostState(HostStateRecord const& state);
 // An action: each field within its bounds, a parameter's name 1 to 1024
 // bytes and its value at most 65536, both UTF-8 without control bytes (the
 // tab allowed in a value), no name twice.
@@ -198,7 +228,7 @@ std::string EncodedClientKey(std::string_view name);
 class ClientRecords {
  public:
   // The schema version this build writes.
-  static constexpr int kSchemaVersion = 4;
+  static constexpr int kSchemaVersion = 5;
   static constexpr char kFileName[] = "client.db";
 
   // Opens the database at that path, making it if missing and bringing its
@@ -248,6 +278,7 @@ class ClientRecords {
                                        bool relevantOnly);
   std::optional<NudgeRecord> FindNudge(std::string_view site, std::uint32_t position);
   bool NudgeEvaluationBlocked();
+  HostStateRecord HostState();
 
   // The whole state; `Replace` puts another in its place, in one
   // transaction.

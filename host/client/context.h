@@ -10,7 +10,12 @@
 //   settings       settings_context.h       the client's and sites' settings;
 //   sites          site_context.h           the client's sites;
 //   actions        action_context.h         the client's actions;
-//   nudges         nudge_context.h          the sites' advice items.
+//   nudges         nudge_context.h          the sites' advice items;
+//   client state   host_state_context.h     the action lock's controller,
+//                                           the computer's id and server
+//                                           time, the analysis, pending
+//                                           restarts, cryptography and the
+//                                           wake-on-LAN subnet.
 //
 // The library finds each interface with a cast from `SurveyorContext`, so
 // the context must derive from every part it offers. Every other interface
@@ -23,6 +28,7 @@
 #include "host/client/client_folder.h"
 #include "host/client/client_state.h"
 #include "host/client/crypto_context.h"
+#include "host/client/host_state_context.h"
 #include "host/client/network_context.h"
 #include "host/client/nudge_context.h"
 #include "host/client/process_table_context.h"
@@ -52,7 +58,8 @@ class ClientContext : private ClientStateHolder,
                       public SettingsContext,
                       public SiteContext,
                       public ActionContext,
-                      public NudgeContext {
+                      public NudgeContext,
+                      public HostStateContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -32,6 +33,7 @@ using client::ActionField;
 using client::ActionParameterRecord;
 using client::ActionRecord;
 using client::ClientRecordSet;
+using client::HostStateRecord;
 using client::NudgeHeaderRecord;
 using client::NudgeRecord;
 using client::DatabaseError;
@@ -52,7 +54,8 @@ constexpr char const* kCommandWords[] = {"setting", "site", "import", "export",
                                          "show",    "list", "--help", "-h"};
 
 // The kinds of record that `list` shows.
-constexpr char const* kListKinds[] = {"settings", "sites", "actions", "nudges", "administrators"};
+constexpr char const* kListKinds[] = {"settings", "sites",          "actions",
+                                      "nudges",   "administrators", "state"};
 
 constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
 
@@ -415,14 +418,100 @@ Json JsonOfAction(ActionRecord const& action) {
   return entry;
 }
 
+constexpr char const* kControllers[] = {"client", "console", "nobody"};
+
+// The client's own state: each key optional.
+HostStateRecord HostStateOfJson(Json const& object) {
+  std::string const where = "\"state\"";
+  if (!object.is_object()) throw UsageError(where + " must be an object");
+  RefuseUnknownKeys(object,
+                    {"computer id", "apparent server time", "action lock controller",
+                     "analysis time", "fips mode", "desired fips mode", "fips mode failure message",
+                     "encrypt report", "desired encrypt report", "encrypt report failure message",
+                     "wake on lan subnet", "restart pending", "pending restarts"},
+                    where);
+  HostStateRecord state;
+  auto const present = [&object](char const* key) {
+    return object.contains(key) && !object[key].is_null();
+  };
+  auto const flag = [&](char const* key, bool& into) {
+    if (!present(key)) return;
+    if (!object[key].is_boolean()) {
+      throw UsageError(where + ": \"" + key + "\" must be true or false");
+    }
+    into = object[key].get<bool>();
+  };
+  auto const text = [&](char const* key, std::optional<std::string>& into) {
+    if (present(key)) into = Text(object[key], where + ": \"" + key + "\"");
+  };
+  if (present("computer id")) state.computerId = Unsigned64(object["computer id"], where + ": \"computer id\"");
+  if (present("apparent server time")) {
+    state.apparentServerTime =
+        Unsigned64(object["apparent server time"], where + ": \"apparent server time\"");
+  }
+  if (present("action lock controller")) {
+    Json const& controller = object["action lock controller"];
+    if (controller.is_string()) {
+      std::string const name = controller.get<std::string>();
+      auto const found = std::find(std::begin(kControllers), std::end(kControllers), name);
+      if (found == std::end(kControllers)) {
+        throw UsageError(where + ": \"action lock controller\" is client, console or nobody, not " + name);
+      }
+      state.actionLockController = static_cast<std::uint32_t>(found - std::begin(kControllers));
+    } else {
+      state.actionLockController =
+          Unsigned32(controller, where + ": \"action lock controller\"");
+    }
+  }
+  if (present("analysis time")) state.analysisTime = Time(object["analysis time"], where + ": \"analysis time\"");
+  flag("fips mode", state.fipsMode);
+  flag("desired fips mode", state.desiredFipsMode);
+  text("fips mode failure message", state.fipsModeFailureMessage);
+  flag("encrypt report", state.encryptReport);
+  flag("desired encrypt report", state.desiredEncryptReport);
+  text("encrypt report failure message", state.encryptReportFailureMessage);
+  text("wake on lan subnet", state.wakeOnLanSubnet);
+  flag("restart pending", state.restartPending);
+  if (present("pending restarts")) {
+    Json const& names = object["pending restarts"];
+    if (!names.is_array()) throw UsageError(where + ": \"pending restarts\" must be a list");
+    for (Json const& name : names) state.pendingRestarts.push_back(Text(name, where + ": a pending restart"));
+  }
+  return state;
+}
+
+Json JsonOfHostState(HostStateRecord const& state) {
+  auto const optional = [](auto const& value) { return value ? Json(*value) : Json(nullptr); };
+  Json object = Json::object();
+  object["computer id"] = optional(state.computerId);
+  object["apparent server time"] = optional(state.apparentServerTime);
+  object["action lock controller"] = state.actionLockController < std::size(kControllers)
+                                         ? Json(kControllers[state.actionLockController])
+                                         : Json(state.actionLockController);
+  object["analysis time"] = optional(state.analysisTime);
+  object["fips mode"] = state.fipsMode;
+  object["desired fips mode"] = state.desiredFipsMode;
+  object["fips mode failure message"] = optional(state.fipsModeFailureMessage);
+  object["encrypt report"] = state.encryptReport;
+  object["desired encrypt report"] = state.desiredEncryptReport;
+  object["encrypt report failure message"] = optional(state.encryptReportFailureMessage);
+  object["wake on lan subnet"] = optional(state.wakeOnLanSubnet);
+  object["restart pending"] = state.restartPending;
+  object["pending restarts"] = state.pendingRestarts;
+  return object;
+}
+
 // The whole state of a fixture file:
 //   { "settings": { SECTION: { KEY: VALUE or {"value", "date", "deleted"} } },
 //     "sites": [ { "name", "url", ..., "settings": { KEY: ... } } ],
-//     "actions": [ { "id", "current", "pending", ..., "parameters": { NAME: VALUE } } ] }
+//     "actions": [ { "id", "current", "pending", ..., "parameters": { NAME: VALUE } } ],
+//     "nudge evaluation blocked": BOOLEAN,
+//     "state": { "computer id", "apparent server time", "action lock controller", ... } }
 ClientRecordSet RecordsOfJson(Json const& document,
                               std::vector<std::pair<std::string, std::string>>& mastheads) {
   if (!document.is_object()) throw UsageError("the file must hold one JSON object");
-  RefuseUnknownKeys(document, {"settings", "sites", "actions", "nudge evaluation blocked"},
+  RefuseUnknownKeys(document,
+                    {"settings", "sites", "actions", "nudge evaluation blocked", "state"},
                     "the file");
   ClientRecordSet records;
   if (document.contains("settings")) {
@@ -447,6 +536,7 @@ ClientRecordSet RecordsOfJson(Json const& document,
     if (!blocked.is_boolean()) throw UsageError("\"nudge evaluation blocked\" must be true or false");
     records.nudgeEvaluationBlocked = blocked.get<bool>();
   }
+  if (document.contains("state")) records.state = HostStateOfJson(document["state"]);
   return records;
 }
 
@@ -466,6 +556,7 @@ Json JsonOfRecords(ClientRecordSet const& records) {
   for (ActionRecord const& action : records.actions) actions.push_back(JsonOfAction(action));
   document["actions"] = actions;
   document["nudge evaluation blocked"] = records.nudgeEvaluationBlocked;
+  document["state"] = JsonOfHostState(records.state);
   return document;
 }
 
@@ -652,6 +743,14 @@ int List(ClientRecords& records, Arguments const& arguments) {
     if (records.NudgeEvaluationBlocked()) std::printf("(reading the nudges is blocked)\n");
     return 0;
   }
+  if (arguments.kind == "state") {
+    // One line a part of the state: its name, a tab and its value as JSON.
+    Json const state = JsonOfHostState(records.HostState());
+    for (auto const& [key, value] : state.items()) {
+      std::printf("%s\t%s\n", key.c_str(), value.dump().c_str());
+    }
+    return 0;
+  }
   if (arguments.kind == "administrators") {
     for (SettingRecord const& setting : records.Settings(SettingScope::kClient, "Administrators")) {
       PrintSetting(setting);
@@ -742,7 +841,7 @@ char const* ClientCommandsHelp() {
          "  survey client setting set|get|unset|list [--site SITE] NAME [VALUE]\n"
          "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
          "  survey client import FILE.json | export | show\n"
-         "  survey client list settings|sites|actions|nudges|administrators";
+         "  survey client list settings|sites|actions|nudges|administrators|state";
 }
 
 std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
@@ -807,9 +906,10 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
       "list", "lists the records of one kind, one a line: settings (SECTION, KEY=VALUE), sites "
               "(NAME, URL, TYPE), actions (ID, current or -, the fields that are not 0, "
               "the parameters), nudges (SITE, POSITION, ID, relevant or -, NAME: VALUE), "
-              "administrators (the settings of section Administrators, KEY=VALUE)");
+              "administrators (the settings of section Administrators, KEY=VALUE), state "
+              "(NAME, the value as JSON)");
   listed->add_option("kind", arguments.kind,
-                     "settings, sites, actions, nudges or administrators")
+                     "settings, sites, actions, nudges, administrators or state")
       ->required();
 
   try {
