@@ -45,12 +45,17 @@ ClientRecordSet Ordered(ClientRecordSet records) {
     std::sort(action.parameters.begin(), action.parameters.end(),
               [](auto const& left, auto const& right) { return left.name < right.name; });
   }
+  std::sort(records.nudges.begin(), records.nudges.end(), [](auto const& left, auto const& right) {
+    return std::tie(left.site, left.position) < std::tie(right.site, right.position);
+  });
+  std::sort(records.state.pendingRestarts.begin(), records.state.pendingRestarts.end());
   return records;
 }
 
 bool Same(ClientRecordSet const& left, ClientRecordSet const& right) {
   return left.settings == right.settings && left.sites == right.sites &&
-         left.actions == right.actions;
+         left.actions == right.actions && left.nudges == right.nudges &&
+         left.nudgeEvaluationBlocked == right.nudgeEvaluationBlocked && left.state == right.state;
 }
 
 ClientRecords& Records() {

@@ -175,7 +175,9 @@ prepare_target() {
       '{"sites": [{"name": "a", "url": "http://h/a", "groups": [{"id": 1, "member": true}], "settings": {"k": "v"}}]}' \
       '{"actions": [{"id": 12, "current": true, "constraint": 214, "constrained": true, "parameters": {"p": "q"}}]}' \
       '{"actions": [{"id": 18446744073709551615, "sub action ordinal": 0}, {"id": 1, "pending": true}]}' \
-      '{"actions": [{"id": 1}, {"id": 1}]}'
+      '{"actions": [{"id": 1}, {"id": 1}]}' \
+      '{"sites": [{"name": "a", "url": "u", "nudges": [{"id": 3, "relevant": true, "headers": [["a", "b"], ["a", ""]]}]}], "nudge evaluation blocked": true}' \
+      '{"state": {"computer id": 5, "action lock controller": "console", "pending restarts": ["b", "a"], "wake on lan subnet": "10.0.0.0/8"}}'
     dictionary=fuzz/client_import.dict
     max_len=1024
   elif [ "$TARGET" = regular_expressions_fuzzer ]; then

@@ -94,8 +94,8 @@ constexpr char const* kMigrations[] = {
     "CREATE TABLE host_flags(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;",
     // 4 -> 5: texts beside the host's flags, and the reasons of pending
     // restarts.
-    "ALTER TABLE host_flags ADD COLUMN text BLOB;"
-    "CREATE TABLE pending_restarts(name BLOB PRIMARY KEY) WITHOUT ROWID;",
+    ("ALTER TABLE host_flags ADD COLUMN text BLOB;"
+     "CREATE TABLE pending_restarts(name BLOB PRIMARY KEY) WITHOUT ROWID;"),
 };
 static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
 
