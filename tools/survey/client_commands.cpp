@@ -202,13 +202,13 @@ std::uint64_t Unsigned64(Json const& value, std::string const& what);
 void NudgesOfJson(std::string const& site, Json const& list, std::vector<NudgeRecord>& nudges) {
   std::string const where = "the nudges of the site \"" + site + "\"";
   if (!list.is_array()) throw UsageError(where + " must be a list");
-  if (list.size() > 0xFFFFFFFFull) throw UsageError(where + " are too many");
   std::uint32_t position = 0;
   for (Json const& entry : list) {
     if (!entry.is_object() || !entry.contains("id")) {
       throw UsageError(where + ": each nudge is an object with an \"id\"");
     }
     RefuseUnknownKeys(entry, {"id", "relevant", "headers"}, where + ": a nudge");
+    if (position == 0xFFFFFFFFu) throw UsageError(where + " are too many");
     NudgeRecord nudge;
     nudge.site = site;
     nudge.position = position++;
