@@ -41,8 +41,97 @@ constexpr char const* kMigrations[] = {
     "  PRIMARY KEY (site, id)) WITHOUT ROWID;"
     "CREATE TABLE generation(only INTEGER PRIMARY KEY CHECK (only = 1), number INTEGER NOT NULL);"
     "INSERT INTO generation VALUES (1, 1);",
+    // 2 -> 3: the actions with their state, and the parameters of each.
+    "CREATE TABLE actions("
+    "  id INTEGER PRIMARY KEY,"
+    "  current INTEGER NOT NULL DEFAULT 0,"
+    "  pending INTEGER NOT NULL DEFAULT 0,"
+    "  pending_time INTEGER NOT NULL DEFAULT 0,"
+    "  complete_time INTEGER NOT NULL DEFAULT 0,"
+    "  group_leader INTEGER NOT NULL DEFAULT 0,"
+    "  offer INTEGER NOT NULL DEFAULT 0,"
+    "  pending_restart INTEGER NOT NULL DEFAULT 0,"
+    "  pending_login INTEGER NOT NULL DEFAULT 0,"
+    "  constrained INTEGER NOT NULL DEFAULT 0,"
+    "  offer_accepted INTEGER NOT NULL DEFAULT 0,"
+    "  constraint_code INTEGER NOT NULL DEFAULT 0,"
+    "  persistent_constraint INTEGER NOT NULL DEFAULT 0,"
+    "  first_active_count INTEGER NOT NULL DEFAULT 0,"
+    "  active_count INTEGER NOT NULL DEFAULT 0,"
+    "  active_line_number INTEGER NOT NULL DEFAULT 0,"
+    "  active_start_time INTEGER NOT NULL DEFAULT 0,"
+    "  last_active_line_number INTEGER NOT NULL DEFAULT 0,"
+    "  last_active_time INTEGER NOT NULL DEFAULT 0,"
+    "  last_change_time INTEGER NOT NULL DEFAULT 0,"
+    "  waiting_for_download INTEGER NOT NULL DEFAULT 0,"
+    "  action_id INTEGER NOT NULL DEFAULT 0,"
+    "  sub_action_ordinal INTEGER NOT NULL DEFAULT 4294967295,"
+    "  active INTEGER NOT NULL DEFAULT 0,"
+    "  origin_nudge_id INTEGER NOT NULL DEFAULT 0,"
+    "  failed INTEGER NOT NULL DEFAULT 0);"
+    "CREATE TABLE action_parameters("
+    "  action INTEGER NOT NULL REFERENCES actions(id) ON DELETE CASCADE,"
+    "  name BLOB NOT NULL,"
+    "  value BLOB NOT NULL,"
+    "  PRIMARY KEY (action, name)) WITHOUT ROWID;",
+    // 3 -> 4: the sites' nudges with their headers, and the flags the host
+    // keeps of its own state.
+    "CREATE TABLE nudges("
+    "  site BLOB NOT NULL REFERENCES sites(name) ON DELETE CASCADE,"
+    "  position INTEGER NOT NULL,"
+    "  id INTEGER NOT NULL,"
+    "  relevant INTEGER NOT NULL,"
+    "  PRIMARY KEY (site, position)) WITHOUT ROWID;"
+    "CREATE TABLE nudge_headers("
+    "  site BLOB NOT NULL,"
+    "  position INTEGER NOT NULL,"
+    "  ordinal INTEGER NOT NULL,"
+    "  name BLOB NOT NULL,"
+    "  value BLOB NOT NULL,"
+    "  PRIMARY KEY (site, position, ordinal),"
+    "  FOREIGN KEY (site, position) REFERENCES nudges(site, position) ON DELETE CASCADE)"
+    "  WITHOUT ROWID;"
+    "CREATE TABLE host_flags(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;",
+    // 4 -> 5: texts beside the host's flags, and the reasons of pending
+    // restarts.
+    ("ALTER TABLE host_flags ADD COLUMN text BLOB;"
+     "CREATE TABLE pending_restarts(name BLOB PRIMARY KEY) WITHOUT ROWID;"),
 };
 static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
+
+// The fields of an action, in the order of ActionField.
+constexpr ActionFieldInfo kActionFields[] = {
+    {"pending", 1, true},
+    {"pending time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"complete time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"group leader", 1, true},
+    {"offer", 1, true},
+    {"pending restart", 1, true},
+    {"pending login", 1, true},
+    {"constrained", 1, true},
+    {"offer accepted", 1, true},
+    {"constraint", 255, false},
+    {"persistent constraint", 255, false},
+    {"first active count", 65535, false},
+    {"active count", 65535, false},
+    {"active line number", 65535, false},
+    {"active start time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"last active line number", 65535, false},
+    {"last active time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"last change time", 0xFFFFFFFFFFFFFFFFull, false},
+    {"waiting for download", 1, true},
+    {"action id", 4294967295ull, false},
+    {"sub action ordinal", 4294967295ull, false},
+    {"active", 1, true},
+    {"origin nudge id", 0xFFFFFFFFFFFFFFFFull, false},
+    {"failed", 1, true},
+};
+static_assert(std::size(kActionFields) == kActionFieldCount);
+
+// The columns of the fields, in the same order, behind the number and the
+// mark of the current action.
+constexpr char kActionColumns[] =
+    "id, current, pending, pending_time, complete_time, group_leader, offer, pending_restart, pending_login, constrained, offer_accepted, constraint_code, persistent_constraint, first_active_count, active_count, active_line_number, active_start_time, last_active_line_number, last_active_time, last_change_time, waiting_for_download, action_id, sub_action_ordinal, active, origin_nudge_id, failed";
 
 bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
 
@@ -187,6 +276,95 @@ void CheckSite(SiteRecord const& site) {
   }
 }
 
+ActionFieldInfo const& InfoOf(ActionField field) {
+  return kActionFields[static_cast<std::size_t>(field)];
+}
+
+ActionRecord::ActionRecord() { (*this)[ActionField::kSubActionOrdinal] = 0xFFFFFFFFu; }
+
+void CheckNudge(NudgeRecord const& nudge) {
+  std::string const where = "the nudge " + std::to_string(nudge.id) + " of " + Shown(nudge.site);
+  if (nudge.headers.size() > kMaximumNudgeHeaders) {
+    throw RecordError(where + " has more than " + std::to_string(kMaximumNudgeHeaders) +
+                      " headers");
+  }
+  for (NudgeHeaderRecord const& header : nudge.headers) {
+    if (header.name.empty()) throw RecordError(where + ": a header's name cannot be empty");
+    if (header.name.size() > kMaximumNameLength) {
+      throw RecordError(where + ": a header's name is longer than " +
+                        std::to_string(kMaximumNameLength) + " bytes: " + Shown(header.name));
+    }
+    CheckText(where + ": a header's name", header.name, false);
+    if (header.value.size() > kMaximumValueLength) {
+      throw RecordError(where + ": a header's value is longer than " +
+                        std::to_string(kMaximumValueLength) + " bytes");
+    }
+    CheckText(where + ": a header's value", header.value, true);
+  }
+}
+
+void CheckHostState(HostStateRecord const& state) {
+  if (state.actionLockController > 2) {
+    throw RecordError("the action lock's controller is 0 to 2 (client, console, nobody), not " +
+                      std::to_string(state.actionLockController));
+  }
+  for (auto const* text : {&state.fipsModeFailureMessage, &state.encryptReportFailureMessage,
+                           &state.wakeOnLanSubnet}) {
+    if (!text->has_value()) continue;
+    if ((*text)->size() > kMaximumNameLength) {
+      throw RecordError("a text of the client's state is longer than " +
+                        std::to_string(kMaximumNameLength) + " bytes");
+    }
+    CheckText("a text of the client's state", **text, false);
+  }
+  std::vector<std::string> names = state.pendingRestarts;
+  for (std::string const& name : names) {
+    if (name.empty()) throw RecordError("the name of a pending restart cannot be empty");
+    if (name.size() > kMaximumNameLength) {
+      throw RecordError("the name of a pending restart is longer than " +
+                        std::to_string(kMaximumNameLength) + " bytes: " + Shown(name));
+    }
+    CheckText("the name of a pending restart", name, false);
+  }
+  std::sort(names.begin(), names.end());
+  auto const twice = std::adjacent_find(names.begin(), names.end());
+  if (twice != names.end()) throw RecordError("the pending restart " + Shown(*twice) + " comes twice");
+}
+
+void CheckAction(ActionRecord const& action) {
+  std::string const where = "the action " + std::to_string(action.id);
+  for (std::size_t k = 0; k < kActionFieldCount; ++k) {
+    if (action.fields[k] > kActionFields[k].maximum) {
+      throw RecordError(where + ": \"" + kActionFields[k].name + "\" is at most " +
+                        std::to_string(kActionFields[k].maximum) + ", not " +
+                        std::to_string(action.fields[k]));
+    }
+  }
+  if (!action.parameters.empty() && !action.current) {
+    throw RecordError(where + " has parameters, which only the current action can have");
+  }
+  std::vector<std::string> names;
+  for (ActionParameterRecord const& parameter : action.parameters) {
+    if (parameter.name.empty()) throw RecordError(where + ": a parameter's name cannot be empty");
+    if (parameter.name.size() > kMaximumNameLength) {
+      throw RecordError(where + ": a parameter's name is longer than " +
+                        std::to_string(kMaximumNameLength) + " bytes: " + Shown(parameter.name));
+    }
+    CheckText(where + ": a parameter's name", parameter.name, false);
+    if (parameter.value.size() > kMaximumValueLength) {
+      throw RecordError(where + ": a parameter's value is longer than " +
+                        std::to_string(kMaximumValueLength) + " bytes");
+    }
+    CheckText(where + ": a parameter's value", parameter.value, true);
+    names.push_back(parameter.name);
+  }
+  std::sort(names.begin(), names.end());
+  auto const twice = std::adjacent_find(names.begin(), names.end());
+  if (twice != names.end()) {
+    throw RecordError(where + ": the parameter " + Shown(*twice) + " comes twice");
+  }
+}
+
 std::string EncodedClientKey(std::string_view name) {
   static char const kHex[] = "0123456789ABCDEF";
   std::string key;
@@ -251,6 +429,39 @@ struct ClientRecords::Statements {
                  " last_gather_time, gather_option, version, versions, publisher_interval,"
                  " custom_interval FROM sites ORDER BY name"),
         siteGroups(database, "SELECT id, member FROM site_groups WHERE site = ?1 ORDER BY id"),
+        insertAction(database, InsertActionSql()),
+        insertParameter(database,
+                        "INSERT INTO action_parameters (action, name, value) VALUES (?1, ?2, ?3)"),
+        allActions(database, std::string("SELECT ") + kActionColumns + " FROM actions"),
+        findAction(database, std::string("SELECT ") + kActionColumns + " FROM actions WHERE id = ?1"),
+        currentAction(database,
+                      std::string("SELECT ") + kActionColumns + " FROM actions WHERE current = 1"),
+        activeAction(database, std::string("SELECT ") + kActionColumns +
+                                   " FROM actions WHERE active = 1"),
+        actionParameters(database,
+                         "SELECT name, value FROM action_parameters WHERE action = ?1 ORDER BY name"),
+        insertNudge(database,
+                    "INSERT INTO nudges (site, position, id, relevant) VALUES (?1, ?2, ?3, ?4)"),
+        insertNudgeHeader(database,
+                          "INSERT INTO nudge_headers (site, position, ordinal, name, value)"
+                          " VALUES (?1, ?2, ?3, ?4, ?5)"),
+        allNudges(database, "SELECT site, position, id, relevant FROM nudges ORDER BY site, position"),
+        nextNudge(database,
+                  "SELECT site, position, id, relevant FROM nudges WHERE site = ?1 AND position >= ?2"
+                  " AND (?3 = 0 OR relevant = 1) ORDER BY position LIMIT 1"),
+        nudgeHeaders(database,
+                     "SELECT name, value FROM nudge_headers WHERE site = ?1 AND position = ?2"
+                     " ORDER BY ordinal"),
+        findFlag(database, "SELECT value FROM host_flags WHERE name = ?1"),
+        setFlag(database,
+                "INSERT INTO host_flags (name, value) VALUES (?1, ?2)"
+                " ON CONFLICT (name) DO UPDATE SET value = excluded.value"),
+        findFlagText(database, "SELECT text FROM host_flags WHERE name = ?1"),
+        setFlagText(database,
+                    "INSERT INTO host_flags (name, value, text) VALUES (?1, 0, ?2)"
+                    " ON CONFLICT (name) DO UPDATE SET text = excluded.text"),
+        insertRestart(database, "INSERT INTO pending_restarts (name) VALUES (?1)"),
+        allRestarts(database, "SELECT name FROM pending_restarts ORDER BY name"),
         bump(database, "UPDATE generation SET number = number + 1"),
         generation(database, "SELECT number FROM generation") {}
 
@@ -269,8 +480,32 @@ struct ClientRecords::Statements {
   Statement findSite;
   Statement allSites;
   Statement siteGroups;
+  Statement insertAction;
+  Statement insertParameter;
+  Statement allActions;
+  Statement findAction;
+  Statement currentAction;
+  Statement activeAction;
+  Statement actionParameters;
+  Statement insertNudge;
+  Statement insertNudgeHeader;
+  Statement allNudges;
+  Statement nextNudge;
+  Statement nudgeHeaders;
+  Statement findFlag;
+  Statement setFlag;
+  Statement findFlagText;
+  Statement setFlagText;
+  Statement insertRestart;
+  Statement allRestarts;
   Statement bump;
   Statement generation;
+
+  static std::string InsertActionSql() {
+    std::string sql = std::string("INSERT INTO actions (") + kActionColumns + ") VALUES (?1";
+    for (std::size_t k = 2; k <= kActionFieldCount + 2; ++k) sql += ", ?" + std::to_string(k);
+    return sql + ")";
+  }
 };
 
 namespace {
@@ -489,6 +724,173 @@ std::vector<SiteRecord> ClientRecords::Sites() {
   return sites;
 }
 
+void ClientRecords::InsertAction(ActionRecord const& action) {
+  CheckAction(action);
+  Statement& insert = statements_->insertAction;
+  insert.Bind(1, static_cast<std::int64_t>(action.id)).Bind(2, std::int64_t{action.current ? 1 : 0});
+  for (std::size_t k = 0; k < kActionFieldCount; ++k) {
+    insert.Bind(static_cast<int>(k + 3), static_cast<std::int64_t>(action.fields[k]));
+  }
+  insert.Run();
+  for (ActionParameterRecord const& parameter : action.parameters) {
+    statements_->insertParameter.Bind(1, static_cast<std::int64_t>(action.id))
+        .Bind(2, parameter.name)
+        .Bind(3, parameter.value)
+        .Run();
+  }
+}
+
+std::vector<ActionRecord> ClientRecords::ReadActions(Statement& statement) {
+  std::vector<ActionRecord> actions;
+  while (statement.Step()) {
+    ActionRecord action;
+    action.id = static_cast<std::uint64_t>(statement.Number(0));
+    action.current = statement.Number(1) != 0;
+    for (std::size_t k = 0; k < kActionFieldCount; ++k) {
+      action.fields[k] = static_cast<std::uint64_t>(statement.Number(static_cast<int>(k + 2)));
+    }
+    actions.push_back(std::move(action));
+  }
+  // The numbers are unsigned; the database keeps them signed.
+  std::sort(actions.begin(), actions.end(),
+            [](ActionRecord const& left, ActionRecord const& right) { return left.id < right.id; });
+  for (ActionRecord& action : actions) {
+    Statement& parameters = statements_->actionParameters;
+    parameters.Bind(1, static_cast<std::int64_t>(action.id));
+    while (parameters.Step()) {
+      action.parameters.push_back(ActionParameterRecord{parameters.Bytes(0), parameters.Bytes(1)});
+    }
+  }
+  return actions;
+}
+
+std::vector<ActionRecord> ClientRecords::Actions() { return ReadActions(statements_->allActions); }
+
+std::optional<ActionRecord> ClientRecords::FindAction(std::uint64_t id) {
+  Statement& statement = statements_->findAction;
+  statement.Bind(1, static_cast<std::int64_t>(id));
+  std::vector<ActionRecord> found = ReadActions(statement);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
+std::optional<ActionRecord> ClientRecords::CurrentAction() {
+  std::vector<ActionRecord> found = ReadActions(statements_->currentAction);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
+std::optional<ActionRecord> ClientRecords::ActiveAction() {
+  std::vector<ActionRecord> found = ReadActions(statements_->activeAction);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
+namespace {
+
+constexpr char kNudgeEvaluationBlocked[] = "nudge evaluation blocked";
+
+}  // namespace
+
+std::vector<NudgeRecord> ClientRecords::ReadNudges(Statement& statement) {
+  std::vector<NudgeRecord> nudges;
+  while (statement.Step()) {
+    NudgeRecord nudge;
+    nudge.site = statement.Bytes(0);
+    nudge.position = static_cast<std::uint32_t>(statement.Number(1));
+    nudge.id = static_cast<std::uint64_t>(statement.Number(2));
+    nudge.relevant = statement.Number(3) != 0;
+    nudges.push_back(std::move(nudge));
+  }
+  for (NudgeRecord& nudge : nudges) {
+    Statement& headers = statements_->nudgeHeaders;
+    headers.Bind(1, nudge.site).Bind(2, std::int64_t{nudge.position});
+    while (headers.Step()) nudge.headers.push_back(NudgeHeaderRecord{headers.Bytes(0), headers.Bytes(1)});
+  }
+  return nudges;
+}
+
+std::vector<NudgeRecord> ClientRecords::Nudges() { return ReadNudges(statements_->allNudges); }
+
+std::optional<NudgeRecord> ClientRecords::NextNudge(std::string_view site, std::uint32_t from,
+                                                    bool relevantOnly) {
+  Statement& statement = statements_->nextNudge;
+  statement.Bind(1, site).Bind(2, std::int64_t{from}).Bind(3, std::int64_t{relevantOnly ? 1 : 0});
+  std::vector<NudgeRecord> found = ReadNudges(statement);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
+std::optional<NudgeRecord> ClientRecords::FindNudge(std::string_view site, std::uint32_t position) {
+  std::optional<NudgeRecord> found = NextNudge(site, position, false);
+  if (!found || found->position != position) return std::nullopt;
+  return found;
+}
+
+bool ClientRecords::NudgeEvaluationBlocked() {
+  Statement& statement = statements_->findFlag;
+  statement.Bind(1, std::string_view(kNudgeEvaluationBlocked));
+  bool blocked = false;
+  if (statement.Step()) blocked = statement.Number(0) != 0;
+  statement.Reset();
+  return blocked;
+}
+
+namespace {
+
+// The host's state, row by row: a number or a text under a name.
+constexpr char kComputerId[] = "computer id";
+constexpr char kApparentServerTime[] = "apparent server time";
+constexpr char kActionLockController[] = "action lock controller";
+constexpr char kAnalysisTime[] = "analysis time";
+constexpr char kFipsMode[] = "fips mode";
+constexpr char kDesiredFipsMode[] = "desired fips mode";
+constexpr char kFipsModeFailureMessage[] = "fips mode failure message";
+constexpr char kEncryptReport[] = "encrypt report";
+constexpr char kDesiredEncryptReport[] = "desired encrypt report";
+constexpr char kEncryptReportFailureMessage[] = "encrypt report failure message";
+constexpr char kWakeOnLanSubnet[] = "wake on lan subnet";
+constexpr char kRestartPending[] = "restart pending";
+
+}  // namespace
+
+HostStateRecord ClientRecords::HostState() {
+  auto const number = [this](char const* name) -> std::optional<std::int64_t> {
+    Statement& statement = statements_->findFlag;
+    statement.Bind(1, std::string_view(name));
+    std::optional<std::int64_t> found;
+    if (statement.Step()) found = statement.Number(0);
+    statement.Reset();
+    return found;
+  };
+  auto const text = [this](char const* name) -> std::optional<std::string> {
+    Statement& statement = statements_->findFlagText;
+    statement.Bind(1, std::string_view(name));
+    std::optional<std::string> found;
+    if (statement.Step() && !statement.IsNull(0)) found = statement.Bytes(0);
+    statement.Reset();
+    return found;
+  };
+  HostStateRecord state;
+  if (auto const id = number(kComputerId)) state.computerId = static_cast<std::uint64_t>(*id);
+  if (auto const time = number(kApparentServerTime)) {
+    state.apparentServerTime = static_cast<std::uint64_t>(*time);
+  }
+  state.actionLockController = static_cast<std::uint32_t>(number(kActionLockController).value_or(0));
+  state.analysisTime = number(kAnalysisTime);
+  state.fipsMode = number(kFipsMode).value_or(0) != 0;
+  state.desiredFipsMode = number(kDesiredFipsMode).value_or(0) != 0;
+  state.fipsModeFailureMessage = text(kFipsModeFailureMessage);
+  state.encryptReport = number(kEncryptReport).value_or(0) != 0;
+  state.desiredEncryptReport = number(kDesiredEncryptReport).value_or(0) != 0;
+  state.encryptReportFailureMessage = text(kEncryptReportFailureMessage);
+  state.wakeOnLanSubnet = text(kWakeOnLanSubnet);
+  state.restartPending = number(kRestartPending).value_or(0) != 0;
+  Statement& restarts = statements_->allRestarts;
+  while (restarts.Step()) state.pendingRestarts.push_back(restarts.Bytes(0));
+  return state;
+}
+
 ClientRecordSet ClientRecords::Export() {
   // One read transaction, so that the settings and the sites agree.
   database_.Execute("BEGIN");
@@ -501,6 +903,10 @@ ClientRecordSet ClientRecords::Export() {
       records.settings.push_back(ReadSetting(statement, scope));
     }
     records.sites = Sites();
+    records.actions = Actions();
+    records.nudges = Nudges();
+    records.nudgeEvaluationBlocked = NudgeEvaluationBlocked();
+    records.state = HostState();
     database_.Execute("COMMIT");
     return records;
   } catch (...) {
@@ -521,11 +927,78 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
     CheckSettingName("name", setting.name);
     CheckSettingValue(setting.value);
   }
+  std::vector<std::uint64_t> numbers;
+  std::size_t current = 0;
+  for (ActionRecord const& action : records.actions) {
+    CheckAction(action);
+    numbers.push_back(action.id);
+    if (action.current) ++current;
+  }
+  if (current > 1) throw RecordError("at most one action can be the current one");
+  std::sort(numbers.begin(), numbers.end());
+  auto const twice = std::adjacent_find(numbers.begin(), numbers.end());
+  if (twice != numbers.end()) throw RecordError("the action " + std::to_string(*twice) + " comes twice");
+  for (NudgeRecord const& nudge : records.nudges) CheckNudge(nudge);
+  CheckHostState(records.state);
   Transaction transaction(database_);
-  database_.Execute("DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
+  database_.Execute(
+      "DELETE FROM host_flags; DELETE FROM pending_restarts;"
+      " DELETE FROM action_parameters; DELETE FROM actions; DELETE FROM nudge_headers;"
+      " DELETE FROM nudges; DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
+  for (ActionRecord const& action : records.actions) InsertAction(action);
   for (SiteRecord const& site : records.sites) {
     if (FindSite(site.name)) throw RecordError("the site " + Shown(site.name) + " comes twice");
     InsertSite(site);
+  }
+  for (NudgeRecord const& nudge : records.nudges) {
+    if (!FindSite(nudge.site)) {
+      throw RecordError("a nudge names the site " + Shown(nudge.site) +
+                        ", which is not among the sites");
+    }
+    if (FindNudge(nudge.site, nudge.position)) {
+      throw RecordError("the site " + Shown(nudge.site) + " has two nudges at " +
+                        std::to_string(nudge.position));
+    }
+    statements_->insertNudge.Bind(1, nudge.site)
+        .Bind(2, std::int64_t{nudge.position})
+        .Bind(3, static_cast<std::int64_t>(nudge.id))
+        .Bind(4, std::int64_t{nudge.relevant ? 1 : 0})
+        .Run();
+    for (std::size_t ordinal = 0; ordinal < nudge.headers.size(); ++ordinal) {
+      statements_->insertNudgeHeader.Bind(1, nudge.site)
+          .Bind(2, std::int64_t{nudge.position})
+          .Bind(3, static_cast<std::int64_t>(ordinal))
+          .Bind(4, nudge.headers[ordinal].name)
+          .Bind(5, nudge.headers[ordinal].value)
+          .Run();
+    }
+  }
+  statements_->setFlag.Bind(1, std::string_view(kNudgeEvaluationBlocked))
+      .Bind(2, std::int64_t{records.nudgeEvaluationBlocked ? 1 : 0})
+      .Run();
+  HostStateRecord const& state = records.state;
+  auto const setNumber = [this](char const* name, std::int64_t value) {
+    statements_->setFlag.Bind(1, std::string_view(name)).Bind(2, value).Run();
+  };
+  auto const setText = [this](char const* name, std::optional<std::string> const& value) {
+    if (value) statements_->setFlagText.Bind(1, std::string_view(name)).Bind(2, *value).Run();
+  };
+  if (state.computerId) setNumber(kComputerId, static_cast<std::int64_t>(*state.computerId));
+  if (state.apparentServerTime) {
+    setNumber(kApparentServerTime, static_cast<std::int64_t>(*state.apparentServerTime));
+  }
+  setNumber(kActionLockController, state.actionLockController);
+  if (state.analysisTime) setNumber(kAnalysisTime, *state.analysisTime);
+  setNumber(kFipsMode, state.fipsMode ? 1 : 0);
+  setNumber(kDesiredFipsMode, state.desiredFipsMode ? 1 : 0);
+  setText(kFipsModeFailureMessage, state.fipsModeFailureMessage);
+  setNumber(kEncryptReport, state.encryptReport ? 1 : 0);
+  setNumber(kDesiredEncryptReport, state.desiredEncryptReport ? 1 : 0);
+  setText(kEncryptReportFailureMessage, state.encryptReportFailureMessage);
+  setText(kWakeOnLanSubnet, state.wakeOnLanSubnet);
+  setNumber(kRestartPending, state.restartPending ? 1 : 0);
+  for (std::string const& name : state.pendingRestarts) {
+    statements_->insertRestart.Bind(1, name).Run();
   }
   for (SettingRecord const& setting : records.settings) {
     if (setting.scope == SettingScope::kSites && !FindSite(setting.section)) {

@@ -1,6 +1,6 @@
 // The client's records: one SQLite database in the client folder, named
 // "client.db", that holds the client's setting store, the sites' setting
-// store and the sites.
+// store, the sites with their nudges, and the actions with their state.
 //
 // Every change is one transaction; a change that is refused (RecordError)
 // or that fails (DatabaseError) leaves the database as it was. Readers see
@@ -73,10 +73,120 @@ struct SiteRecord {
   bool operator==(SiteRecord const&) const = default;
 };
 
+// The fields of an action that the client keeps, each a whole number, in
+// the order of the host's action record. A flag is 0 or 1; a time counts
+// microseconds since 1970 in UTC, 0 for none.
+enum class ActionField : int {
+  kPending,
+  kDateTrue,
+  kDateFalse,
+  kGroupLeader,
+  kOffer,
+  kPendingRestart,
+  kPendingLogin,
+  kConstrained,
+  kOfferAccepted,
+  kConstraint,
+  kPersistentConstraint,
+  kFirstActiveCount,
+  kActiveCount,
+  kActiveLineNumber,
+  kActiveStartTime,
+  kLastActiveLineNumber,
+  kLastActiveTime,
+  kLastChangeTime,
+  kWaitingForDownload,
+  kActionId,
+  kSubActionOrdinal,
+  kActive,
+  kOriginNudgeId,
+  kFailed,
+};
+inline constexpr std::size_t kActionFieldCount = 24;
+
+// What a field is called (in the import file and the database, with "_"
+// for the spaces), and the largest value it holds.
+struct ActionFieldInfo {
+  char const* name;
+  std::uint64_t maximum;
+  bool flag;
+};
+ActionFieldInfo const& InfoOf(ActionField field);
+
+struct ActionParameterRecord {
+  std::string name;
+  std::string value;
+
+  bool operator==(ActionParameterRecord const&) const = default;
+};
+
+struct ActionRecord {
+  ActionRecord();
+
+  std::uint64_t id = 0;
+  bool current = false;  // the action under evaluation; at most one is
+  std::uint64_t fields[kActionFieldCount] = {};
+  std::vector<ActionParameterRecord> parameters;  // of the current action alone
+
+  std::uint64_t& operator[](ActionField field) { return fields[static_cast<int>(field)]; }
+  std::uint64_t operator[](ActionField field) const { return fields[static_cast<int>(field)]; }
+  bool operator==(ActionRecord const&) const = default;
+};
+
+// An advice item of a site, a nudge: its place in the site's list, its
+// number, its relevance and its headers, in order; a name may come twice.
+struct NudgeHeaderRecord {
+  std::string name;
+  std::string value;
+
+  bool operator==(NudgeHeaderRecord const&) const = default;
+};
+
+struct NudgeRecord {
+  std::string site;
+  std::uint32_t position = 0;
+  std::uint64_t id = 0;
+  bool relevant = false;
+  std::vector<NudgeHeaderRecord> headers;
+
+  bool operator==(NudgeRecord const&) const = default;
+};
+
+// What the host knows of the client's own state beside its records: each
+// is absent until it is set.
+struct HostStateRecord {
+  std::optional<std::uint64_t> computerId;
+  // Microseconds since 1970 in UTC, by the server's clock.
+  std::optional<std::uint64_t> apparentServerTime;
+  // Who controls the action lock: 0 the client, 1 the console, 2 nobody.
+  std::uint32_t actionLockController = 0;
+  // When the analysis under evaluation last ran, microseconds since 1970
+  // (0 for never); absent when no analysis is under evaluation.
+  std::optional<std::int64_t> analysisTime;
+  bool fipsMode = false;
+  bool desiredFipsMode = false;
+  std::optional<std::string> fipsModeFailureMessage;
+  bool encryptReport = false;
+  bool desiredEncryptReport = false;
+  std::optional<std::string> encryptReportFailureMessage;
+  std::optional<std::string> wakeOnLanSubnet;
+  bool restartPending = false;
+  // The reasons for which a restart is pending, by name.
+  std::vector<std::string> pendingRestarts;
+
+  bool operator==(HostStateRecord const&) const = default;
+};
+
 // Everything in the database, as export gives it and import takes it.
 struct ClientRecordSet {
   std::vector<SettingRecord> settings;
   std::vector<SiteRecord> sites;
+  std::vector<ActionRecord> actions;
+  std::vector<NudgeRecord> nudges;
+  // While set, the nudges must not be read: a query that walks them cannot
+  // be answered now.
+  bool nudgeEvaluationBlocked = false;
+  HostStateRecord state;
 };
 
 // Limits of what a record holds. Longer or odder input is refused with a
@@ -96,6 +206,19 @@ void CheckSettingName(std::string_view what, std::string_view name);
 void CheckSettingValue(std::string_view value);
 void CheckSiteName(std::string_view name);
 void CheckSite(SiteRecord const& site);
+// A nudge: of a site that exists (checked when written), at most 4096
+// headers, each name 1 to 1024 bytes and value at most 65536, both UTF-8
+// without control bytes (the tab allowed in a value).
+inline constexpr std::size_t kMaximumNudgeHeaders = 4096;
+void CheckNudge(NudgeRecord const& nudge);
+// The host's state: the controller 0 to 2, each text at most 1024 bytes of
+// UTF-8 without control bytes, the names of pending restarts 1 to 1024
+// bytes and none twice.
+void CheckHostState(HostStateRecord const& state);
+// An action: each field within its bounds, a parameter's name 1 to 1024
+// bytes and its value at most 65536, both UTF-8 without control bytes (the
+// tab allowed in a value), no name twice.
+void CheckAction(ActionRecord const& action);
 
 // The client's own keys are stored percent-encoded: letters, digits, "_",
 // the space and "-" stay, every other byte is written as "%" and two
@@ -105,7 +228,7 @@ std::string EncodedClientKey(std::string_view name);
 class ClientRecords {
  public:
   // The schema version this build writes.
-  static constexpr int kSchemaVersion = 2;
+  static constexpr int kSchemaVersion = 5;
   static constexpr char kFileName[] = "client.db";
 
   // Opens the database at that path, making it if missing and bringing its
@@ -141,6 +264,22 @@ class ClientRecords {
   std::optional<SiteRecord> FindSite(std::string_view name);
   std::vector<SiteRecord> Sites();
 
+  // Actions, in the order of their numbers. The current action is the one
+  // marked so; the active action is the first one whose script runs now.
+  std::vector<ActionRecord> Actions();
+  std::optional<ActionRecord> FindAction(std::uint64_t id);
+  std::optional<ActionRecord> CurrentAction();
+  std::optional<ActionRecord> ActiveAction();
+
+  // Nudges: all of them, by site and position; the first of a site at or
+  // behind a position, of the relevant ones only if asked; one by place.
+  std::vector<NudgeRecord> Nudges();
+  std::optional<NudgeRecord> NextNudge(std::string_view site, std::uint32_t from,
+                                       bool relevantOnly);
+  std::optional<NudgeRecord> FindNudge(std::string_view site, std::uint32_t position);
+  bool NudgeEvaluationBlocked();
+  HostStateRecord HostState();
+
   // The whole state; `Replace` puts another in its place, in one
   // transaction.
   ClientRecordSet Export();
@@ -155,6 +294,9 @@ class ClientRecords {
   void Migrate();
   void InsertSite(SiteRecord const& site);
   void InsertSetting(SettingRecord const& setting);
+  void InsertAction(ActionRecord const& action);
+  std::vector<ActionRecord> ReadActions(Statement& statement);
+  std::vector<NudgeRecord> ReadNudges(Statement& statement);
 
   Database database_;
   std::unique_ptr<Statements> statements_;

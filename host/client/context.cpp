@@ -5,7 +5,8 @@ namespace survey::client {
 ClientContext::ClientContext(ClientFolder* folder)
     : ClientStateHolder(folder), StorageContext(state), ProcessTableContext(state),
       SettingsContext(state),
-      SiteContext(state) {}
+      SiteContext(state), ActionContext(state),
+      NudgeContext(state), HostStateContext(state) {}
 
 ClientContext::~ClientContext() = default;
 

@@ -8,7 +8,14 @@
 //   process table  process_table_context.h  the machine's applications;
 //   crypto         crypto_context.h         the SHA-1 digests of files;
 //   settings       settings_context.h       the client's and sites' settings;
-//   sites          site_context.h           the client's sites.
+//   sites          site_context.h           the client's sites;
+//   actions        action_context.h         the client's actions;
+//   nudges         nudge_context.h          the sites' advice items;
+//   client state   host_state_context.h     the action lock's controller,
+//                                           the computer's id and server
+//                                           time, the analysis, pending
+//                                           restarts, cryptography and the
+//                                           wake-on-LAN subnet.
 //
 // The library finds each interface with a cast from `SurveyorContext`, so
 // the context must derive from every part it offers. Every other interface
@@ -17,10 +24,13 @@
 // of its own, added to the bases below.
 #pragma once
 
+#include "host/client/action_context.h"
 #include "host/client/client_folder.h"
 #include "host/client/client_state.h"
 #include "host/client/crypto_context.h"
+#include "host/client/host_state_context.h"
 #include "host/client/network_context.h"
+#include "host/client/nudge_context.h"
 #include "host/client/process_table_context.h"
 #include "host/client/settings_context.h"
 #include "host/client/site_context.h"
@@ -46,7 +56,10 @@ class ClientContext : private ClientStateHolder,
                       public ProcessTableContext,
                       public CryptoContext,
                       public SettingsContext,
-                      public SiteContext {
+                      public SiteContext,
+                      public ActionContext,
+                      public NudgeContext,
+                      public HostStateContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but

@@ -32,9 +32,9 @@ void CurrentActionNodeState(Fingerprinter& fingerprinter) {
   if (current == nullptr) return;
   SurveyorActionData action{};
   if (!current(&action)) {
-    // No current action is a state of its own, folded in like any other.
+    // No current action folds 0 for the first count; the second is what the
+    // host left in the record, as it is for an action.
     action.firstActiveCount = 0;
-    action.activeCount = 0;
   }
   FingerprintBytewise<unsigned short>(fingerprinter, action.firstActiveCount);
   FingerprintBytewise<unsigned short>(fingerprinter, action.activeCount);

@@ -147,8 +147,8 @@ SURVEY_API void DependsOnProcessTable(Fingerprinter& fingerprinter);
 // `...DependencyNodeFunction`, which folds in the node's state as the host
 // keeps it.
 
-// "CurrentAction": the first and present active counts of the current action,
-// both 0 when there is none.
+// "CurrentAction": the first and present active counts of the current action;
+// with none, 0 for the first and the second as the host left the record.
 SURVEY_API extern DependencyNode CurrentActionDependencyNode;
 // "CurrentAnalysis": the time of the current analysis, 0 when there is none.
 SURVEY_API extern DependencyNode CurrentAnalysisDependencyNode;

@@ -108,14 +108,16 @@ TEST_F(ContextNodesTest, TheComputerIDNodeReadsTheHostsServerRecord) {
   EXPECT_EQ(byHand.Digest(), fingerprinter.Digest());
 }
 
-TEST_F(ContextNodesTest, TheHostsClientContextHasNoActionInterface) {
+TEST_F(ContextNodesTest, TheHostsClientContextWithoutAFolderCannotTellTheCurrentAction) {
   SurveyorDependency const node = Node("CurrentAction");
   ASSERT_NE(nullptr, node);
+  // The context has the action interface, but without a client folder its
+  // slots are null.
   survey::client::ClientContext context(nullptr);
   std::unique_ptr<Evaluation> evaluation = host.NewEvaluation(&context);
   Evaluation::Scope scope(*evaluation);
   Fingerprinter fingerprinter;
-  node(fingerprinter);
+  EXPECT_THROW(node(fingerprinter), SurveyorActionContextError);
   EXPECT_FALSE(fingerprinter.Touched());
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -28,7 +29,13 @@ namespace {
 using client::ClientFolder;
 using client::ClientFolderError;
 using client::ClientRecords;
+using client::ActionField;
+using client::ActionParameterRecord;
+using client::ActionRecord;
 using client::ClientRecordSet;
+using client::HostStateRecord;
+using client::NudgeHeaderRecord;
+using client::NudgeRecord;
 using client::DatabaseError;
 using client::RecordError;
 using client::SettingRecord;
@@ -43,8 +50,12 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-constexpr char const* kCommandWords[] = {"setting", "site",  "import", "export",
-                                         "show",    "--help", "-h"};
+constexpr char const* kCommandWords[] = {"setting", "site", "import", "export",
+                                         "show",    "list", "--help", "-h"};
+
+// The kinds of record that `list` shows.
+constexpr char const* kListKinds[] = {"settings", "sites",          "actions",
+                                      "nudges",   "administrators", "state"};
 
 constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
 
@@ -184,8 +195,59 @@ void SettingsOfJson(SettingScope scope, std::string const& section, Json const& 
   }
 }
 
+std::uint64_t Unsigned64(Json const& value, std::string const& what);
+
+// The nudges of a site, in the order of its list: each with its number, its
+// relevance and its headers as [NAME, VALUE] pairs.
+void NudgesOfJson(std::string const& site, Json const& list, std::vector<NudgeRecord>& nudges) {
+  std::string const where = "the nudges of the site \"" + site + "\"";
+  if (!list.is_array()) throw UsageError(where + " must be a list");
+  std::uint32_t position = 0;
+  for (Json const& entry : list) {
+    if (!entry.is_object() || !entry.contains("id")) {
+      throw UsageError(where + ": each nudge is an object with an \"id\"");
+    }
+    RefuseUnknownKeys(entry, {"id", "relevant", "headers"}, where + ": a nudge");
+    if (position == 0xFFFFFFFFu) throw UsageError(where + " are too many");
+    NudgeRecord nudge;
+    nudge.site = site;
+    nudge.position = position++;
+    nudge.id = Unsigned64(entry["id"], where + ": a nudge's \"id\"");
+    if (entry.contains("relevant")) {
+      if (!entry["relevant"].is_boolean()) throw UsageError(where + ": \"relevant\" must be true or false");
+      nudge.relevant = entry["relevant"].get<bool>();
+    }
+    if (entry.contains("headers")) {
+      Json const& headers = entry["headers"];
+      if (!headers.is_array()) throw UsageError(where + ": \"headers\" must be a list");
+      for (Json const& header : headers) {
+        if (!header.is_array() || header.size() != 2) {
+          throw UsageError(where + ": each header is a list of a name and a value");
+        }
+        nudge.headers.push_back(NudgeHeaderRecord{Text(header[0], where + ": a header's name"),
+                                                  Text(header[1], where + ": a header's value")});
+      }
+    }
+    nudges.push_back(std::move(nudge));
+  }
+}
+
+Json JsonOfNudges(std::string const& site, std::vector<NudgeRecord> const& nudges) {
+  Json list = Json::array();
+  for (NudgeRecord const& nudge : nudges) {
+    if (nudge.site != site) continue;
+    Json headers = Json::array();
+    for (NudgeHeaderRecord const& header : nudge.headers) {
+      headers.push_back(Json::array({header.name, header.value}));
+    }
+    list.push_back(Json{{"id", nudge.id}, {"relevant", nudge.relevant}, {"headers", headers}});
+  }
+  return list;
+}
+
 SiteRecord SiteOfJson(Json const& entry, std::vector<SettingRecord>& settings,
-                      std::vector<std::pair<std::string, std::string>>& mastheads) {
+                      std::vector<std::pair<std::string, std::string>>& mastheads,
+                      std::vector<NudgeRecord>& nudges) {
   if (!entry.is_object()) throw UsageError("each site must be an object");
   if (!entry.contains("name")) throw UsageError("a site has no \"name\"");
   SiteRecord site;
@@ -194,7 +256,7 @@ SiteRecord SiteOfJson(Json const& entry, std::vector<SettingRecord>& settings,
   RefuseUnknownKeys(entry,
                     {"name", "url", "type", "display name", "identity", "subscribe time",
                      "last gather time", "gather", "version", "versions", "publisher interval",
-                     "custom interval", "groups", "settings", "masthead"},
+                     "custom interval", "groups", "settings", "masthead", "nudges"},
                     where);
   if (entry.contains("url")) site.url = Text(entry["url"], where + ": \"url\"");
   if (entry.contains("type")) site.type = Text(entry["type"], where + ": \"type\"");
@@ -247,10 +309,12 @@ SiteRecord SiteOfJson(Json const& entry, std::vector<SettingRecord>& settings,
   if (entry.contains("masthead")) {
     mastheads.emplace_back(site.name, Text(entry["masthead"], where + ": \"masthead\""));
   }
+  if (entry.contains("nudges")) NudgesOfJson(site.name, entry["nudges"], nudges);
   return site;
 }
 
-Json JsonOfSite(SiteRecord const& site, std::vector<SettingRecord> const& settings) {
+Json JsonOfSite(SiteRecord const& site, std::vector<SettingRecord> const& settings,
+               std::vector<NudgeRecord> const& nudges) {
   Json entry = Json::object();
   entry["name"] = site.name;
   entry["url"] = site.url;
@@ -278,16 +342,177 @@ Json JsonOfSite(SiteRecord const& site, std::vector<SettingRecord> const& settin
     }
   }
   entry["settings"] = own;
+  entry["nudges"] = JsonOfNudges(site.name, nudges);
   return entry;
+}
+
+std::uint64_t Unsigned64(Json const& value, std::string const& what) {
+  if (!value.is_number_unsigned()) {
+    throw UsageError(what + " must be a whole number from 0 to 18446744073709551615");
+  }
+  return value.get<std::uint64_t>();
+}
+
+// One action: its number, whether it is the current one, its fields by
+// name (flags as true or false, the others whole numbers, times in
+// microseconds since 1970) and, for the current one, its parameters.
+ActionRecord ActionOfJson(Json const& entry) {
+  if (!entry.is_object()) throw UsageError("each action must be an object");
+  if (!entry.contains("id")) throw UsageError("an action has no \"id\"");
+  ActionRecord action;
+  action.id = Unsigned64(entry["id"], "an action's \"id\"");
+  std::string const where = "the action " + std::to_string(action.id);
+  std::set<std::string> known{"id", "current", "parameters"};
+  for (std::size_t k = 0; k < client::kActionFieldCount; ++k) {
+    known.insert(client::InfoOf(static_cast<ActionField>(k)).name);
+  }
+  RefuseUnknownKeys(entry, known, where);
+  if (entry.contains("current")) {
+    if (!entry["current"].is_boolean()) throw UsageError(where + ": \"current\" must be true or false");
+    action.current = entry["current"].get<bool>();
+  }
+  for (std::size_t k = 0; k < client::kActionFieldCount; ++k) {
+    client::ActionFieldInfo const& info = client::InfoOf(static_cast<ActionField>(k));
+    if (!entry.contains(info.name)) continue;
+    Json const& value = entry[info.name];
+    std::string const field = where + ": \"" + info.name + "\"";
+    if (info.flag) {
+      if (!value.is_boolean()) throw UsageError(field + " must be true or false");
+      action.fields[k] = value.get<bool>() ? 1 : 0;
+    } else {
+      std::uint64_t const number = Unsigned64(value, field);
+      if (number > info.maximum) {
+        throw UsageError(field + " must be a whole number from 0 to " + std::to_string(info.maximum));
+      }
+      action.fields[k] = number;
+    }
+  }
+  if (entry.contains("parameters")) {
+    Json const& parameters = entry["parameters"];
+    if (!parameters.is_object()) throw UsageError(where + ": \"parameters\" must be an object");
+    for (auto const& [name, value] : parameters.items()) {
+      action.parameters.push_back(
+          ActionParameterRecord{name, Text(value, where + ": the parameter \"" + name + "\"")});
+    }
+  }
+  return action;
+}
+
+Json JsonOfAction(ActionRecord const& action) {
+  Json entry = Json::object();
+  entry["id"] = action.id;
+  entry["current"] = action.current;
+  for (std::size_t k = 0; k < client::kActionFieldCount; ++k) {
+    client::ActionFieldInfo const& info = client::InfoOf(static_cast<ActionField>(k));
+    if (info.flag) {
+      entry[info.name] = action.fields[k] != 0;
+    } else {
+      entry[info.name] = action.fields[k];
+    }
+  }
+  Json parameters = Json::object();
+  for (ActionParameterRecord const& parameter : action.parameters) {
+    parameters[parameter.name] = parameter.value;
+  }
+  entry["parameters"] = parameters;
+  return entry;
+}
+
+constexpr char const* kControllers[] = {"client", "console", "nobody"};
+
+// The client's own state: each key optional.
+HostStateRecord HostStateOfJson(Json const& object) {
+  std::string const where = "\"state\"";
+  if (!object.is_object()) throw UsageError(where + " must be an object");
+  RefuseUnknownKeys(object,
+                    {"computer id", "apparent server time", "action lock controller",
+                     "analysis time", "fips mode", "desired fips mode", "fips mode failure message",
+                     "encrypt report", "desired encrypt report", "encrypt report failure message",
+                     "wake on lan subnet", "restart pending", "pending restarts"},
+                    where);
+  HostStateRecord state;
+  auto const present = [&object](char const* key) {
+    return object.contains(key) && !object[key].is_null();
+  };
+  auto const flag = [&](char const* key, bool& into) {
+    if (!present(key)) return;
+    if (!object[key].is_boolean()) {
+      throw UsageError(where + ": \"" + key + "\" must be true or false");
+    }
+    into = object[key].get<bool>();
+  };
+  auto const text = [&](char const* key, std::optional<std::string>& into) {
+    if (present(key)) into = Text(object[key], where + ": \"" + key + "\"");
+  };
+  if (present("computer id")) state.computerId = Unsigned64(object["computer id"], where + ": \"computer id\"");
+  if (present("apparent server time")) {
+    state.apparentServerTime =
+        Unsigned64(object["apparent server time"], where + ": \"apparent server time\"");
+  }
+  if (present("action lock controller")) {
+    Json const& controller = object["action lock controller"];
+    if (controller.is_string()) {
+      std::string const name = controller.get<std::string>();
+      auto const found = std::find(std::begin(kControllers), std::end(kControllers), name);
+      if (found == std::end(kControllers)) {
+        throw UsageError(where + ": \"action lock controller\" is client, console or nobody, not " + name);
+      }
+      state.actionLockController = static_cast<std::uint32_t>(found - std::begin(kControllers));
+    } else {
+      state.actionLockController =
+          Unsigned32(controller, where + ": \"action lock controller\"");
+    }
+  }
+  if (present("analysis time")) state.analysisTime = Time(object["analysis time"], where + ": \"analysis time\"");
+  flag("fips mode", state.fipsMode);
+  flag("desired fips mode", state.desiredFipsMode);
+  text("fips mode failure message", state.fipsModeFailureMessage);
+  flag("encrypt report", state.encryptReport);
+  flag("desired encrypt report", state.desiredEncryptReport);
+  text("encrypt report failure message", state.encryptReportFailureMessage);
+  text("wake on lan subnet", state.wakeOnLanSubnet);
+  flag("restart pending", state.restartPending);
+  if (present("pending restarts")) {
+    Json const& names = object["pending restarts"];
+    if (!names.is_array()) throw UsageError(where + ": \"pending restarts\" must be a list");
+    for (Json const& name : names) state.pendingRestarts.push_back(Text(name, where + ": a pending restart"));
+  }
+  return state;
+}
+
+Json JsonOfHostState(HostStateRecord const& state) {
+  auto const optional = [](auto const& value) { return value ? Json(*value) : Json(nullptr); };
+  Json object = Json::object();
+  object["computer id"] = optional(state.computerId);
+  object["apparent server time"] = optional(state.apparentServerTime);
+  object["action lock controller"] = state.actionLockController < std::size(kControllers)
+                                         ? Json(kControllers[state.actionLockController])
+                                         : Json(state.actionLockController);
+  object["analysis time"] = optional(state.analysisTime);
+  object["fips mode"] = state.fipsMode;
+  object["desired fips mode"] = state.desiredFipsMode;
+  object["fips mode failure message"] = optional(state.fipsModeFailureMessage);
+  object["encrypt report"] = state.encryptReport;
+  object["desired encrypt report"] = state.desiredEncryptReport;
+  object["encrypt report failure message"] = optional(state.encryptReportFailureMessage);
+  object["wake on lan subnet"] = optional(state.wakeOnLanSubnet);
+  object["restart pending"] = state.restartPending;
+  object["pending restarts"] = state.pendingRestarts;
+  return object;
 }
 
 // The whole state of a fixture file:
 //   { "settings": { SECTION: { KEY: VALUE or {"value", "date", "deleted"} } },
-//     "sites": [ { "name", "url", ..., "settings": { KEY: ... } } ] }
+//     "sites": [ { "name", "url", ..., "settings": { KEY: ... } } ],
+//     "actions": [ { "id", "current", "pending", ..., "parameters": { NAME: VALUE } } ],
+//     "nudge evaluation blocked": BOOLEAN,
+//     "state": { "computer id", "apparent server time", "action lock controller", ... } }
 ClientRecordSet RecordsOfJson(Json const& document,
                               std::vector<std::pair<std::string, std::string>>& mastheads) {
   if (!document.is_object()) throw UsageError("the file must hold one JSON object");
-  RefuseUnknownKeys(document, {"settings", "sites"}, "the file");
+  RefuseUnknownKeys(document,
+                    {"settings", "sites", "actions", "nudge evaluation blocked", "state"},
+                    "the file");
   ClientRecordSet records;
   if (document.contains("settings")) {
     Json const& sections = document["settings"];
@@ -299,8 +524,19 @@ ClientRecordSet RecordsOfJson(Json const& document,
   if (document.contains("sites")) {
     Json const& sites = document["sites"];
     if (!sites.is_array()) throw UsageError("\"sites\" must be a list");
-    for (Json const& site : sites) records.sites.push_back(SiteOfJson(site, records.settings, mastheads));
+    for (Json const& site : sites) records.sites.push_back(SiteOfJson(site, records.settings, mastheads, records.nudges));
   }
+  if (document.contains("actions")) {
+    Json const& actions = document["actions"];
+    if (!actions.is_array()) throw UsageError("\"actions\" must be a list");
+    for (Json const& action : actions) records.actions.push_back(ActionOfJson(action));
+  }
+  if (document.contains("nudge evaluation blocked")) {
+    Json const& blocked = document["nudge evaluation blocked"];
+    if (!blocked.is_boolean()) throw UsageError("\"nudge evaluation blocked\" must be true or false");
+    records.nudgeEvaluationBlocked = blocked.get<bool>();
+  }
+  if (document.contains("state")) records.state = HostStateOfJson(document["state"]);
   return records;
 }
 
@@ -314,8 +550,13 @@ Json JsonOfRecords(ClientRecordSet const& records) {
   }
   document["settings"] = sections;
   Json sites = Json::array();
-  for (SiteRecord const& site : records.sites) sites.push_back(JsonOfSite(site, records.settings));
+  for (SiteRecord const& site : records.sites) sites.push_back(JsonOfSite(site, records.settings, records.nudges));
   document["sites"] = sites;
+  Json actions = Json::array();
+  for (ActionRecord const& action : records.actions) actions.push_back(JsonOfAction(action));
+  document["actions"] = actions;
+  document["nudge evaluation blocked"] = records.nudgeEvaluationBlocked;
+  document["state"] = JsonOfHostState(records.state);
   return document;
 }
 
@@ -347,6 +588,7 @@ struct Arguments {
   std::string displayName;
   std::string masthead;
   std::string gather;
+  std::string kind;
   std::uint32_t identity = 0;
   std::uint32_t version = 0;
   std::vector<std::uint32_t> versions;
@@ -455,16 +697,75 @@ int SiteList(ClientRecords& records) {
   return 0;
 }
 
+// One action a line: its number, "current" or "-", its state as the
+// action's status would tell it, and every field that is not 0, by name.
+void PrintAction(ActionRecord const& action) {
+  std::string line = std::to_string(action.id) + "\t" + (action.current ? "current" : "-");
+  for (std::size_t k = 0; k < client::kActionFieldCount; ++k) {
+    client::ActionFieldInfo const& info = client::InfoOf(static_cast<ActionField>(k));
+    bool const shown = static_cast<ActionField>(k) == ActionField::kSubActionOrdinal
+                           ? action.fields[k] != 0xFFFFFFFFu
+                           : action.fields[k] != 0;
+    if (!shown) continue;
+    line += "\t";
+    line += info.name;
+    if (!info.flag) line += "=" + std::to_string(action.fields[k]);
+  }
+  for (ActionParameterRecord const& parameter : action.parameters) {
+    line += "\tparameter " + parameter.name + "=" + parameter.value;
+  }
+  std::printf("%s\n", line.c_str());
+}
+
+int List(ClientRecords& records, Arguments const& arguments) {
+  if (arguments.kind == "settings") {
+    for (SettingRecord const& setting : records.Settings(SettingScope::kClient)) {
+      std::printf("%s\t", setting.section.c_str());
+      PrintSetting(setting);
+    }
+    return 0;
+  }
+  if (arguments.kind == "sites") return SiteList(records);
+  if (arguments.kind == "actions") {
+    for (ActionRecord const& action : records.Actions()) PrintAction(action);
+    return 0;
+  }
+  if (arguments.kind == "nudges") {
+    // One nudge a line: site, position, number, relevant or -, headers.
+    for (NudgeRecord const& nudge : records.Nudges()) {
+      std::string line = nudge.site + "\t" + std::to_string(nudge.position) + "\t" +
+                         std::to_string(nudge.id) + "\t" + (nudge.relevant ? "relevant" : "-");
+      for (NudgeHeaderRecord const& header : nudge.headers) {
+        line += "\t" + header.name + ": " + header.value;
+      }
+      std::printf("%s\n", line.c_str());
+    }
+    if (records.NudgeEvaluationBlocked()) std::printf("(reading the nudges is blocked)\n");
+    return 0;
+  }
+  if (arguments.kind == "state") {
+    // One line a part of the state: its name, a tab and its value as JSON.
+    Json const state = JsonOfHostState(records.HostState());
+    for (auto const& [key, value] : state.items()) {
+      std::printf("%s\t%s\n", key.c_str(), value.dump().c_str());
+    }
+    return 0;
+  }
+  if (arguments.kind == "administrators") {
+    for (SettingRecord const& setting : records.Settings(SettingScope::kClient, "Administrators")) {
+      PrintSetting(setting);
+    }
+    return 0;
+  }
+  std::string kinds;
+  for (char const* kind : kListKinds) kinds += std::string(kinds.empty() ? "" : ", ") + kind;
+  throw UsageError("there is no kind of record " + arguments.kind + " to list; the kinds are " + kinds);
+}
+
 int Import(ClientFolder& folder, ClientRecords& records, Arguments const& arguments) {
   std::string const text = ReadWholeFile(arguments.file);
-  Json document;
-  try {
-    document = Json::parse(text);
-  } catch (Json::parse_error const& error) {
-    throw UsageError("cannot read " + arguments.file + " as JSON: " + error.what());
-  }
   std::vector<std::pair<std::string, std::string>> mastheads;
-  ClientRecordSet const imported = RecordsOfJson(document, mastheads);
+  ClientRecordSet const imported = RecordsOfImportText(text, arguments.file, mastheads);
   records.Replace(imported);
   MakeSiteFolders(folder, imported.sites);
   for (auto const& [site, text] : mastheads) WriteMasthead(folder, site, text);
@@ -493,6 +794,8 @@ int Show(ClientFolder& folder, ClientRecords& records) {
   std::printf("sites: %zu\n", all.sites.size());
   std::printf("site settings: %zu\n", siteSettings);
   std::printf("deleted settings: %zu\n", deleted);
+  std::printf("actions: %zu\n", all.actions.size());
+  std::printf("nudges: %zu\n", all.nudges.size());
   return 0;
 }
 
@@ -520,11 +823,25 @@ int ClientWordAt(int argc, char** argv, std::string& root) {
 
 }  // namespace
 
+ClientRecordSet RecordsOfImportText(std::string const& text, std::string const& source,
+                                    std::vector<std::pair<std::string, std::string>>& mastheads) {
+  Json document;
+  try {
+    document = Json::parse(text);
+  } catch (Json::exception const& error) {
+    // Not only a syntax error: a number too large for any JSON number type
+    // is refused as well.
+    throw UsageError("cannot read " + source + " as JSON: " + error.what());
+  }
+  return RecordsOfJson(document, mastheads);
+}
+
 char const* ClientCommandsHelp() {
   return "Client folder commands (see survey client --help):\n"
          "  survey client setting set|get|unset|list [--site SITE] NAME [VALUE]\n"
          "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
-         "  survey client import FILE.json | export | show";
+         "  survey client import FILE.json | export | show\n"
+         "  survey client list settings|sites|actions|nudges|administrators|state";
 }
 
 std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
@@ -585,6 +902,15 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
   import->add_option("file", arguments.file, "the JSON file; - for standard input")->required();
   CLI::App* const exported = app.add_subcommand("export", "prints the whole state as JSON");
   CLI::App* const show = app.add_subcommand("show", "prints the folder, its database and counts");
+  CLI::App* const listed = app.add_subcommand(
+      "list", "lists the records of one kind, one a line: settings (SECTION, KEY=VALUE), sites "
+              "(NAME, URL, TYPE), actions (ID, current or -, the fields that are not 0, "
+              "the parameters), nudges (SITE, POSITION, ID, relevant or -, NAME: VALUE), "
+              "administrators (the settings of section Administrators, KEY=VALUE), state "
+              "(NAME, the value as JSON)");
+  listed->add_option("kind", arguments.kind,
+                     "settings, sites, actions, nudges, administrators or state")
+      ->required();
 
   try {
     app.parse(argc - at, argv + at);
@@ -608,6 +934,7 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
     if (*import) return Import(folder, records, arguments);
     if (*exported) return Export(records);
     if (*show) return Show(folder, records);
+    if (*listed) return List(records, arguments);
   } catch (UsageError const& error) {
     std::fprintf(stderr, "survey client: %s\n", error.what());
     return 2;

@@ -10,6 +10,7 @@
 //   survey client [--client DIR] import FILE.json
 //   survey client [--client DIR] export
 //   survey client [--client DIR] show
+//   survey client [--client DIR] list settings|sites|actions|nudges|administrators|state
 //
 // Each change is one transaction of the client's records: input that is
 // refused gives a message on standard error, exit status 2, and leaves the
@@ -17,6 +18,11 @@
 #pragma once
 
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/client/client_records.h"
 
 namespace survey::tools {
 
@@ -26,6 +32,15 @@ namespace survey::tools {
 // the command words above or by --help, as the first argument or after
 // --client DIR.
 std::optional<int> RunClientCommandIfAsked(int argc, char** argv);
+
+// The records of the text of an import file (named `source` in messages),
+// read as `import` reads it before it writes anything, with each site's
+// masthead text beside them. Throws std::runtime_error, saying why, for text
+// that is refused here; the records themselves check the rest when they are
+// written.
+client::ClientRecordSet RecordsOfImportText(
+    std::string const& text, std::string const& source,
+    std::vector<std::pair<std::string, std::string>>& mastheads);
 
 // A paragraph for the command's own help, naming the client commands.
 char const* ClientCommandsHelp();

@@ -48,7 +48,7 @@ class ClientRecordsCommandTest : public ::testing::Test {
     ShellResult const run = client.Import(SmallFixture());
     ASSERT_EQ(0, run.status) << run.output;
     before = DatabaseDump(client.Database());
-    ASSERT_EQ(0u, before.rfind("ok\nversion 2\n", 0)) << before;
+    ASSERT_EQ(0u, before.rfind("ok\nversion 5\n", 0)) << before;
     ASSERT_NE(std::string::npos, before.find("settings (0, b'Client', b'keep', b'1', ")) << before;
   }
 
@@ -150,9 +150,11 @@ print("client settings: %d" % one("SELECT count(*) FROM settings WHERE scope = 0
 print("sites: %d" % one("SELECT count(*) FROM sites"))
 print("site settings: %d" % one("SELECT count(*) FROM settings WHERE scope = 1"))
 print("deleted settings: %d" % one("SELECT count(*) FROM settings WHERE deleted = 1"))
+print("actions: %d" % one("SELECT count(*) FROM actions"))
+print("nudges: %d" % one("SELECT count(*) FROM nudges"))
 EOF)PY");
   EXPECT_EQ("client folder: " + client.Root() + "\ndatabase: " + client.Database() +
-                " (schema version 2)\n" + counts,
+                " (schema version 5)\n" + counts,
             run.output);
 }
 
@@ -208,7 +210,10 @@ print(db.execute("PRAGMA user_version").fetchone()[0])
 print(sorted(r[0] for r in db.execute("SELECT name FROM sqlite_master WHERE type='table'")))
 print(db.execute("PRAGMA journal_mode").fetchone()[0])
 EOF)PY");
-  EXPECT_EQ("2\n['generation', 'settings', 'site_groups', 'sites']\nwal\n", after);
+  EXPECT_EQ(
+      "5\n['action_parameters', 'actions', 'generation', 'host_flags', 'nudge_headers', 'nudges', "
+      "'pending_restarts', 'settings', 'site_groups', 'sites']\nwal\n",
+      after);
 }
 
 TEST(ClientDatabaseTest, ANewerSchemaIsRefused) {

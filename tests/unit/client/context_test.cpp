@@ -257,7 +257,7 @@ TEST_F(ClientContextTest, WithoutAClientFolderTheFolderSlotsCannotAnswer) {
 // ---------------------------------------------------------------------------
 // The interfaces the context offers, and those it leaves out.
 
-TEST_F(ClientContextTest, OffersStorageNetworkYieldProcessTableSettingsAndSitesOnly) {
+TEST_F(ClientContextTest, OffersTheInterfacesOfTheClientsRecordsAndNoUsageLog) {
   ClientFolder folder(scratch.Path() + "/client");
   ClientContext context(&folder);
   Within(&context, [&] {
@@ -267,23 +267,45 @@ TEST_F(ClientContextTest, OffersStorageNetworkYieldProcessTableSettingsAndSitesO
     EXPECT_NE(nullptr, FindContextInterface<SurveyorProcessTableContext>());
     EXPECT_NE(nullptr, FindContextInterface<SurveyorSettingsContext>());
     EXPECT_NE(nullptr, FindContextInterface<SurveyorSiteContext>());
+    EXPECT_NE(nullptr, FindContextInterface<SurveyorActionContext>());
+    EXPECT_NE(nullptr, FindContextInterface<SurveyorNudgeContext>());
+    EXPECT_NE(nullptr, FindContextInterface<SurveyorSystemContext>());
+    EXPECT_NE(nullptr, FindContextInterface<SurveyorAnalysisContext>());
+    EXPECT_NE(nullptr, FindContextInterface<SurveyorFipsContext>());
+    EXPECT_NE(nullptr, FindContextInterface<WakeOnLanContext>());
+    EXPECT_NE(nullptr, FindContextInterface<SurveyorServerContext>());
+    EXPECT_NE(nullptr, FindContextInterface<PendingRestartSurveyorContext>());
     EXPECT_EQ(&context, ClientContext::Current());
+    // An empty folder has no current action and no analysis.
     SurveyorActionData action{};
-    EXPECT_THROW(CallContext<&SurveyorActionContext::GetCurrentAction>(&action), NoSurveyorContext);
+    EXPECT_FALSE(CallContext<&SurveyorActionContext::GetCurrentAction>(&action));
+    SurveyorAnalysisData analysis{};
+    EXPECT_FALSE(CallContext<&SurveyorAnalysisContext::GetCurrentAnalysis>(&analysis));
     // The usage log is not kept by this host.
     EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::ReadNextExecution>(),
                  SurveyorProcessTableContextError);
     EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::GetApplicationUsageSummary>(),
                  SurveyorProcessTableContextError);
     EXPECT_THROW(ContextSlot<&SurveyorSettingsContext::unused3>(), SurveyorSettingsContextError);
+    EXPECT_THROW(ContextSlot<&SurveyorNudgeContext::unused5>(), SurveyorNudgeContextError);
     EXPECT_NE(nullptr, FindContextInterface<CryptoSurveyorContext>());
-    EXPECT_THROW(ContextInterface<SurveyorServerContext>(), NoSurveyorContext);
-    // The nodes over absent interfaces add nothing.
-    Fingerprinter fingerprinter;
-    CurrentActionNodeState(fingerprinter);
-    CurrentAnalysisNodeState(fingerprinter);
-    ComputerIDNodeState(fingerprinter);
-    EXPECT_FALSE(fingerprinter.Touched());
+  });
+}
+
+TEST_F(ClientContextTest, WithoutAFolderTheSlotsOfTheRecordsAreNull) {
+  ClientContext context(nullptr);
+  Within(&context, [&] {
+    EXPECT_THROW(ContextSlot<&SurveyorActionContext::GetCurrentAction>(),
+                 SurveyorActionContextError);
+    EXPECT_THROW(ContextSlot<&SurveyorNudgeContext::IsEvaluationBlocked>(),
+                 SurveyorNudgeContextError);
+    EXPECT_THROW(ContextSlot<&SurveyorSystemContext::GetSystemData>(), SurveyorSystemContextError);
+    EXPECT_THROW(ContextSlot<&SurveyorFipsContext::FipsMode>(), SurveyorContextError);
+    EXPECT_THROW(ContextSlot<&WakeOnLanContext::SubnetCidrString>(), SurveyorContextError);
+    SurveyorServerRecord record{};
+    ContextInterface<SurveyorServerContext>().GetServerRecord(record);
+    EXPECT_EQ(0u, record.computerId);
+    EXPECT_FALSE(ContextInterface<PendingRestartSurveyorContext>().IsRestartPending());
   });
 }
 

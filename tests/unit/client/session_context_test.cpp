@@ -49,11 +49,12 @@ surveyor_string TestStorageFolder() {
   return Copy(madePath);
 }
 
-// "test action count": needs the action interface, which this host lacks.
-integer TestActionCount() {
-  SurveyorActionData action{};
-  if (!CallContext<&SurveyorActionContext::GetCurrentAction>(&action)) throw NoSuchObject();
-  return integer{action.activeCount};
+// "test selected server": needs the interface of the selected server, which
+// this host lacks.
+integer TestSelectedServer() {
+  HostSelectorEntry const* const entry = ContextInterface<HostSelectorSurveyorContext>().GetSelectedServer();
+  if (entry == nullptr) throw NoSuchObject();
+  return integer{1};
 }
 
 class SessionContextTest : public ::testing::Test {
@@ -102,12 +103,12 @@ class SessionContextTest : public ::testing::Test {
                      &TestStorageFolder,
                      nullptr};
   Prop actionCount{Using<GlobalProperty<integer>>,
-                   "test action count",
-                   "test action counts",
+                   "test selected server",
+                   "test selected servers",
                    "",
                    "",
                    "integer",
-                   &TestActionCount,
+                   &TestSelectedServer,
                    nullptr};
   bool hadLocalDomain = false;
   std::string localDomain;
@@ -135,7 +136,7 @@ TEST_F(SessionContextTest, WithoutAClientFolderTheStorageCannotAnswer) {
 }
 
 TEST_F(SessionContextTest, AnInterfaceTheHostLacksIsNotAvailable) {
-  std::string const answer = Ask("test action count");
+  std::string const answer = Ask("test selected server");
   EXPECT_EQ(0u, answer.find("error not available")) << answer;
   EXPECT_NE(std::string::npos, answer.find("this host has no context for it")) << answer;
 }

@@ -378,13 +378,13 @@ TEST_F(ContextsTest, CurrentActionFoldsBothCounts) {
   EXPECT_EQ(2, calls);
 }
 
-TEST_F(ContextsTest, NoCurrentActionFoldsTwoZeroFieldsRatherThanNothing) {
+TEST_F(ContextsTest, NoCurrentActionFoldsZeroForTheFirstCountAndTheSecondAsLeft) {
   FullContext context;
   context.GetCurrentAction = &CurrentAction;
   hasCurrentAction = false;
   Within(&context, [&] {
     EXPECT_TRUE(FoldsAnything(&CurrentActionNodeState));
-    EXPECT_EQ(DigestOfValues<unsigned short>(0, 0), DigestOf(&CurrentActionNodeState));
+    EXPECT_EQ(DigestOfValues<unsigned short>(0, 0xCAFE), DigestOf(&CurrentActionNodeState));
     EXPECT_NE(Fingerprinter().Digest(), DigestOf(&CurrentActionNodeState));
   });
 }
