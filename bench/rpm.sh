@@ -22,11 +22,11 @@ trap 'rm -rf "$tmp"' EXIT
 export HOME="$tmp/home"
 mkdir -p "$HOME"
 
-# A root with COUNT packages pkg0000...: one spec file whose sub-packages
+# A root with COUNT packages pkg0000...: one build recipe whose sub-packages
 # each have a version, a release, a provide, a require and a file.
 make_root() {
-  local count=$1 root=$2 top="$tmp/top-$1" spec="$tmp/bench-$1.spec"
-  python3 - "$count" "$spec" <<'PY'
+  local count=$1 root=$2 top="$tmp/top-$1" recipe="$tmp/bench-$1.recipe"
+  python3 - "$count" "$recipe" <<'PY'
 import sys
 count, path = int(sys.argv[1]), sys.argv[2]
 out = ["%define debug_package %{nil}"]
@@ -48,7 +48,7 @@ for i in range(count):
 open(path, "w").write("\n".join(out) + "\n")
 PY
   rpmbuild -bb --quiet --define "_topdir $top" --define "_build_id_links none" \
-    --define "_binary_payload w0.gzdio" "$spec" >/dev/null 2>&1
+    --define "_binary_payload w0.gzdio" "$recipe" >/dev/null 2>&1
   mkdir -p "$root"
   rpm --root "$root" --initdb
   find "$top/RPMS" -name '*.rpm' -print0 |

@@ -242,6 +242,54 @@ void AppendPackage(PackageList& out, char const* name, char const* version, char
   out.Append(name, version, arch);
 }
 
+// The one database of a generation that every share joins: opened by the
+// first share (the configuration files read before the first opening),
+// closed after the last, and refused to a share under another root path
+// while it is open.
+template <class Handle>
+class SharedDatabase {
+ public:
+  // The handle of the database under `root` (the default one when there is
+  // no root). Throws NoSuchObject when it cannot be opened, Mismatch for
+  // another root path than the open one's.
+  template <class Mismatch, class ReadConfig, class OpenDatabase>
+  Handle Join(bool hasRoot, Stringy const& root, ReadConfig readConfig, OpenDatabase open) {
+    if (configurationPending_) {
+      readConfig(nullptr, nullptr);
+      configurationPending_ = false;
+    }
+    if (count_ == 0) {
+      Handle handle = nullptr;
+      if (open(hasRoot ? root.CString() : nullptr, &handle, 0, 0444) != 0) throw NoSuchObject();
+      path_ = hasRoot ? root : Stringy("");
+      handle_ = handle;
+      count_ = 1;
+      return handle;
+    }
+    bool const same =
+        hasRoot ? std::strcmp(root.CString(), path_.CString()) == 0 : path_.IsEmpty();
+    if (!same) throw Mismatch();
+    ++count_;
+    return handle_;
+  }
+
+  // Leaves the database, closing it when this was the last share.
+  template <class CloseDatabase>
+  void Leave(CloseDatabase close) {
+    if (count_ > 0 && --count_ == 0) {
+      close(handle_);
+      handle_ = nullptr;
+      path_ = "";
+    }
+  }
+
+ private:
+  bool configurationPending_ = true;
+  unsigned long count_ = 0;
+  Stringy path_;
+  Handle handle_ = nullptr;
+};
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -251,10 +299,7 @@ namespace RPM4 {
 
 namespace {
 
-bool configurationPending = true;
-unsigned long openCount = 0;
-Stringy openPath;
-rpmdb openHandle = nullptr;
+SharedDatabase<rpmdb> shared;
 
 void ReadEntry(Header header, std::int32_t tag, Entry& entry) {
   entry.Release();
@@ -299,37 +344,12 @@ void ReadRecord(Header header, Stringy& name, Stringy& version, Stringy& arch) {
 
 void Database::Open() {
   if (joined_) return;
-  if (configurationPending) {
-    rpmReadConfigFiles(nullptr, nullptr);
-    configurationPending = false;
-  }
-  if (openCount == 0) {
-    rpmdb handle = nullptr;
-    if (rpmdbOpen(hasRoot_ ? root_.CString() : nullptr, &handle, 0, 0444) != 0)
-      throw NoSuchObject();
-    openPath = hasRoot_ ? root_ : Stringy("");
-    openHandle = handle;
-    handle_ = handle;
-    openCount = 1;
-    joined_ = true;
-    return;
-  }
-  bool const same = hasRoot_ ? std::strcmp(root_.CString(), openPath.CString()) == 0
-                             : openPath.IsEmpty();
-  if (!same) throw MismatchedPath();
-  handle_ = openHandle;
-  ++openCount;
+  handle_ = shared.Join<MismatchedPath>(hasRoot_, root_, rpmReadConfigFiles, rpmdbOpen);
   joined_ = true;
 }
 
 void Database::Close() {
-  if (joined_ && openCount > 0) {
-    if (--openCount == 0) {
-      rpmdbClose(openHandle);
-      openHandle = nullptr;
-      openPath = "";
-    }
-  }
+  if (joined_) shared.Leave(rpmdbClose);
   joined_ = false;
   handle_ = nullptr;
 }
@@ -523,10 +543,7 @@ namespace RPM3 {
 
 namespace {
 
-bool configurationPending = true;
-unsigned long openCount = 0;
-Stringy openPath;
-rpmdb openHandle = nullptr;
+SharedDatabase<rpmdb> shared;
 
 void ReadEntry(Header header, std::int32_t tag, Entry& entry) {
   entry.Release();
@@ -578,37 +595,12 @@ void ReadRecord(Header header, Stringy& name, Stringy& version, Stringy& arch) {
 
 void Database::Open() {
   if (joined_) return;
-  if (configurationPending) {
-    rpmReadConfigFiles(nullptr, nullptr);
-    configurationPending = false;
-  }
-  if (openCount == 0) {
-    rpmdb handle = nullptr;
-    if (rpmdbOpen(hasRoot_ ? root_.CString() : nullptr, &handle, 0, 0444) != 0)
-      throw NoSuchObject();
-    openPath = hasRoot_ ? root_ : Stringy("");
-    openHandle = handle;
-    handle_ = handle;
-    openCount = 1;
-    joined_ = true;
-    return;
-  }
-  bool const same = hasRoot_ ? std::strcmp(root_.CString(), openPath.CString()) == 0
-                             : openPath.IsEmpty();
-  if (!same) throw MismatchedPath();
-  handle_ = openHandle;
-  ++openCount;
+  handle_ = shared.Join<MismatchedPath>(hasRoot_, root_, rpmReadConfigFiles, rpmdbOpen);
   joined_ = true;
 }
 
 void Database::Close() {
-  if (joined_ && openCount > 0) {
-    if (--openCount == 0) {
-      rpmdbClose(openHandle);
-      openHandle = nullptr;
-      openPath = "";
-    }
-  }
+  if (joined_) shared.Leave(rpmdbClose);
   joined_ = false;
   handle_ = nullptr;
 }

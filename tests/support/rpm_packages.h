@@ -1,5 +1,5 @@
 // Package databases of a test's own: packages described here are built by
-// rpmbuild from generated spec files and installed, as database records
+// rpmbuild from generated build recipes and installed, as database records
 // only, into a root folder of the test's, where the package manager itself
 // and the command are both asked about them.
 //
@@ -18,12 +18,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/command_answers.h"
 #include "tests/support/shell.h"
 
 namespace survey::testing {
 
-// One package to build. The release is required by the spec format; the
-// epoch is left out when empty. Capability texts are "name", or "name REL
+// One package to build. rpmbuild requires a release; the epoch is left out
+// when empty. Capability texts are "name", or "name REL
 // version". Files are absolute paths, each made with one line of text.
 struct TestPackage {
   std::string name;
@@ -84,7 +85,7 @@ class PackageRoot {
   }
 
  private:
-  static std::string SpecSection(TestPackage const& package, bool main) {
+  static std::string RecipeSection(TestPackage const& package, bool main) {
     std::string text;
     if (main) {
       text += "Name: " + package.name + "\n";
@@ -108,13 +109,13 @@ class PackageRoot {
     return text;
   }
 
-  // One spec file for packages of distinct names and of one architecture:
+  // One build recipe for packages of distinct names and of one architecture:
   // the first is the main package and the others are its sub-packages, each
   // with its own version, release and epoch.
-  static std::string SpecFile(std::vector<TestPackage const*> const& group) {
+  static std::string RecipeText(std::vector<TestPackage const*> const& group) {
     std::string text = "%define debug_package %{nil}\n";
-    text += SpecSection(*group[0], true);
-    for (std::size_t i = 1; i < group.size(); ++i) text += SpecSection(*group[i], false);
+    text += RecipeSection(*group[0], true);
+    for (std::size_t i = 1; i < group.size(); ++i) text += RecipeSection(*group[i], false);
     text += "%install\n";
     for (TestPackage const* package : group) {
       for (auto const& file : package->files) {
@@ -152,14 +153,14 @@ class PackageRoot {
     }
     std::string const top = build_ + "/top";
     for (std::size_t g = 0; g < groups.size(); ++g) {
-      std::string const spec = build_ + "/group" + std::to_string(g) + ".spec";
-      std::ofstream(spec) << SpecFile(groups[g]);
+      std::string const recipe = build_ + "/group" + std::to_string(g) + ".recipe";
+      std::ofstream(recipe) << RecipeText(groups[g]);
       ShellResult const run = RunShell(WithHome(
           "rpmbuild -bb --quiet --define " + Quoted("_topdir " + top) + " --define " +
           Quoted("_build_id_links none") + " --define " + Quoted("_binary_payload w0.gzdio") +
-          " " + Quoted(spec) + " >" + Quoted(build_ + "/rpmbuild.log") + " 2>&1"));
+          " " + Quoted(recipe) + " >" + Quoted(build_ + "/rpmbuild.log") + " 2>&1"));
       if (run.status != 0) {
-        ADD_FAILURE() << "rpmbuild failed on " << spec << ": " << Output("cat " + Quoted(build_ + "/rpmbuild.log"));
+        ADD_FAILURE() << "rpmbuild failed on " << recipe << ": " << Output("cat " + Quoted(build_ + "/rpmbuild.log"));
         return false;
       }
     }
@@ -184,50 +185,17 @@ class PackageRoot {
 };
 
 // What one query of the command gave.
-struct QueryAnswer {
-  std::vector<std::string> values;
-  std::vector<std::string> types;
-  std::string error;
-  std::string message;
-};
+using QueryAnswer = CommandAnswer;
 
 // Runs the command once on all the queries, with the root's home folder,
 // and reads one JSON answer per query.
 inline std::vector<QueryAnswer> AskWithHome(PackageRoot const& root,
                                             std::vector<std::string> const& queries) {
-  std::string settings;
-  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (char const* const value = std::getenv(name)) {
-      settings += std::string(name) + "=" + Quoted(value) + " ";
-    }
-  }
+  std::string const settings = SanitizerSettings();
   std::string command = settings + Quoted(SURVEY_COMMAND) + " --json --timeout 300";
   for (std::string const& query : queries) command += " -e " + Quoted(query);
   ShellResult const run = RunShell(root.WithHome(command) + " 2>/dev/null");
-  std::vector<QueryAnswer> answers;
-  std::size_t start = 0;
-  while (start < run.output.size()) {
-    std::size_t end = run.output.find('\n', start);
-    if (end == std::string::npos) end = run.output.size();
-    nlohmann::json const parsed =
-        nlohmann::json::parse(run.output.substr(start, end - start), nullptr, false);
-    start = end + 1;
-    QueryAnswer answer;
-    if (parsed.is_discarded() || !parsed["values"].is_array()) {
-      ADD_FAILURE() << "not an answer: " << run.output;
-      answers.push_back(answer);
-      continue;
-    }
-    for (auto const& value : parsed["values"]) {
-      answer.values.push_back(value["text"]);
-      answer.types.push_back(value["type"]);
-    }
-    if (!parsed["error"].is_null()) {
-      answer.error = parsed["error"]["kind"];
-      answer.message = parsed["error"]["message"];
-    }
-    answers.push_back(answer);
-  }
+  std::vector<QueryAnswer> answers = ReadAnswers(run.output);
   if (answers.size() != queries.size()) {
     ADD_FAILURE() << queries.size() << " queries, " << answers.size() << " answers";
     answers.resize(queries.size());

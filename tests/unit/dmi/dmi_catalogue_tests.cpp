@@ -266,10 +266,10 @@ void CompareWithDmidecode(std::string const& dmidecode, std::string const& ours)
     DmiAnswer const& answer = answers[i];
     if (question.expected.kind == Expected::kAbsent) {
       EXPECT_EQ("no value", answer.error) << question.query;
-      EXPECT_TRUE(answer.texts.empty()) << question.query;
+      EXPECT_TRUE(answer.values.empty()) << question.query;
     } else {
       EXPECT_EQ("", answer.error) << question.query;
-      EXPECT_EQ(question.expected.texts, answer.texts) << question.query;
+      EXPECT_EQ(question.expected.texts, answer.values) << question.query;
       values += question.expected.texts.size();
     }
   }

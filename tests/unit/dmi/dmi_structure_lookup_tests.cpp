@@ -39,22 +39,22 @@ class DmiImage {
   }
   DmiAnswer Ask(std::string const& query) const {
     std::vector<DmiAnswer> const answers = Ask(std::vector<std::string>{query});
-    return answers.empty() ? DmiAnswer{{}, "none", ""} : answers.front();
+    return answers.empty() ? DmiAnswer{{}, {}, "none", ""} : answers.front();
   }
   std::string Value(std::string const& query) const {
     DmiAnswer const answer = Ask(query);
     EXPECT_EQ("", answer.error) << query << ": " << answer.message;
-    EXPECT_EQ(1u, answer.texts.size()) << query;
-    return answer.texts.empty() ? std::string() : answer.texts.front();
+    EXPECT_EQ(1u, answer.values.size()) << query;
+    return answer.values.empty() ? std::string() : answer.values.front();
   }
   std::vector<std::string> Values(std::string const& query) const {
     DmiAnswer const answer = Ask(query);
     EXPECT_EQ("", answer.error) << query << ": " << answer.message;
-    return answer.texts;
+    return answer.values;
   }
   bool Absent(std::string const& query) const {
     DmiAnswer const answer = Ask(query);
-    return answer.error == "no value" && answer.texts.empty();
+    return answer.error == "no value" && answer.values.empty();
   }
   // Runs `survey client ARGUMENTS` on the image's client folder.
   ShellResult ClientCommand(std::string const& arguments) const {
@@ -115,7 +115,7 @@ TEST(DmiStructureLookup, AStructureOf4096StoredBytesOrMoreIsAbsent) {
       "vendor of bios_information 2 of dmi"});
   ASSERT_EQ(3u, answers.size());
   EXPECT_EQ("no value", answers[0].error);
-  EXPECT_EQ((std::vector<std::string>{"short"}), answers[1].texts);
+  EXPECT_EQ((std::vector<std::string>{"short"}), answers[1].values);
   EXPECT_EQ("no value", answers[2].error);
 }
 

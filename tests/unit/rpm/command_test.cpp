@@ -13,7 +13,7 @@ namespace {
 
 using survey::rpmtesting::Listing;
 using survey::rpmtesting::MakeDatabase;
-using survey::rpmtesting::PackageSpec;
+using survey::rpmtesting::PackageToBuild;
 using survey::rpmtesting::Quoted;
 using survey::testing::Output;
 using survey::testing::RunShell;
@@ -28,7 +28,7 @@ class RpmCommandTest : public ::testing::Test {
     if (!missing.empty()) GTEST_SKIP() << missing;
     root_ = scratch_.Path() + "/root";
     RunShell("mkdir -p " + Quoted(root_) + " " + Quoted(scratch_.Path() + "/work"));
-    PackageSpec package;
+    PackageToBuild package;
     package.name = "lonely";
     package.version = "1.0";
     package.release = "1";

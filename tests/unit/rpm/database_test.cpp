@@ -28,7 +28,7 @@ using survey::host::Evaluation;
 using survey::host::Registry;
 using survey::rpmtesting::Listing;
 using survey::rpmtesting::MakeDatabase;
-using survey::rpmtesting::PackageSpec;
+using survey::rpmtesting::PackageToBuild;
 using survey::rpmtesting::Quoted;
 using survey::rpmtesting::RpmLines;
 using survey::rpmtesting::SortedLines;
@@ -47,10 +47,10 @@ std::string Number(int i) {
 // Packages of every shape: epochs, tildes and carets, releases with dots,
 // provides with and without versions, requires, conflicts, obsoletes, files
 // in nested folders and with blanks in their names, and both architectures.
-std::vector<PackageSpec> ManyPackages() {
-  std::vector<PackageSpec> packages;
+std::vector<PackageToBuild> ManyPackages() {
+  std::vector<PackageToBuild> packages;
   for (int i = 0; i < kPackages; ++i) {
-    PackageSpec package;
+    PackageToBuild package;
     std::string const n = Number(i);
     package.name = "pkg" + n;
     if (i % 5 == 0) package.epoch = std::to_string(i % 3 + 1);
@@ -76,9 +76,9 @@ std::vector<PackageSpec> ManyPackages() {
 }
 
 // Everything that goes into a package, as one text.
-std::string Describe(std::vector<PackageSpec> const& packages) {
+std::string Describe(std::vector<PackageToBuild> const& packages) {
   std::string text;
-  for (PackageSpec const& p : packages) {
+  for (PackageToBuild const& p : packages) {
     text += p.name + "|" + p.epoch + "|" + p.version + "|" + p.release + "|" +
             (p.noarch ? "n" : "a");
     for (auto const* list : {&p.provides, &p.requires_, &p.conflicts, &p.obsoletes, &p.files}) {
@@ -106,10 +106,10 @@ class Shared {
 
  private:
   Shared() {
-    std::vector<PackageSpec> const packages = ManyPackages();
-    std::vector<PackageSpec> twins;
+    std::vector<PackageToBuild> const packages = ManyPackages();
+    std::vector<PackageToBuild> twins;
     for (int version = 1; version <= 2; ++version) {
-      PackageSpec twin;
+      PackageToBuild twin;
       twin.name = "twin";
       twin.version = std::to_string(version) + ".0";
       twin.release = "1";

@@ -1,5 +1,5 @@
 // Packages of a package database, on a database made by the tests: about
-// two hundred packages built by rpmbuild from generated spec files and
+// two hundred packages built by rpmbuild from generated build recipes and
 // installed as records only. Every listing is compared with what the
 // package manager prints for the same root at test time.
 

@@ -33,16 +33,16 @@ void Tags(std::ostream& out, char const* tag, std::vector<std::string> const& va
 }  // namespace
 
 std::string MakeDatabase(std::string const& work, std::string const& root,
-                         std::vector<PackageSpec> const& packages) {
+                         std::vector<PackageToBuild> const& packages) {
   if (packages.empty()) return "no packages";
-  std::string const spec = work + "/packages.spec";
+  std::string const recipe = work + "/packages.recipe";
   {
-    std::ofstream out(spec);
+    std::ofstream out(recipe);
     out << "%define debug_package %{nil}\n"
         << "%define __os_install_post %{nil}\n"
         << "%define _build_id_links none\n";
     for (std::size_t i = 0; i < packages.size(); ++i) {
-      PackageSpec const& package = packages[i];
+      PackageToBuild const& package = packages[i];
       if (i == 0) {
         out << "Name: " << package.name << "\n";
       } else {
@@ -65,7 +65,7 @@ std::string MakeDatabase(std::string const& work, std::string const& root,
       }
     }
     out << "\n%install\n";
-    for (PackageSpec const& package : packages) {
+    for (PackageToBuild const& package : packages) {
       for (std::string const& file : package.files) {
         std::string const folder = file.substr(0, file.rfind('/'));
         out << "mkdir -p \"%{buildroot}" << folder << "\"\n"
@@ -78,7 +78,7 @@ std::string MakeDatabase(std::string const& work, std::string const& root,
     }
   }
   auto const build = RunShell("rpmbuild -bb --quiet --define " + Quoted("_topdir " + work + "/top") +
-                              " " + Quoted(spec) + " 2>&1");
+                              " " + Quoted(recipe) + " 2>&1");
   if (build.status != 0) return "rpmbuild failed: " + build.output;
   auto const install = RunShell("rpm --root " + Quoted(root) +
                                 " -i --nodeps --justdb --noscripts --ignorearch " +

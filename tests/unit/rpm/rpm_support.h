@@ -1,5 +1,5 @@
 // Real package databases for the RPM tests: small packages built with
-// rpmbuild from a generated spec file and installed, database only, under a
+// rpmbuild from a generated build recipe and installed, database only, under a
 // root folder of the test's own. What is in them is then read back with the
 // machine's rpm command, which is the oracle of every listing test.
 #pragma once
@@ -15,7 +15,7 @@ namespace survey::rpmtesting {
 
 // One package to build. An empty epoch has none; `noarch` packages have the
 // architecture "noarch", the others the build machine's.
-struct PackageSpec {
+struct PackageToBuild {
   std::string name;
   std::string epoch;
   std::string version;
@@ -49,7 +49,7 @@ std::string MissingForRpm();
 // subpackages) in `work` and installs them all into the database under
 // `root`. Returns "" or what went wrong.
 std::string MakeDatabase(std::string const& work, std::string const& root,
-                         std::vector<PackageSpec> const& packages);
+                         std::vector<PackageToBuild> const& packages);
 
 // The lines that rpm prints for `arguments` on the database under `root`,
 // sorted; standard error is dropped.

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/engine/registry.h"
+#include "tests/support/command_answers.h"
 #include "tests/support/shell.h"
 
 namespace survey::testing {
@@ -56,34 +57,21 @@ inline std::vector<std::string> Lines(std::string const& text) {
   return lines;
 }
 
-// The answer of the command to one query: the texts of its values, and the
-// kind of its error ("" for none).
-struct CommandAnswer {
-  std::vector<std::string> values;
-  std::string error;
-};
-
+// The answer of the command to one query, run in a home folder of its own.
 inline CommandAnswer AskCommand(std::string const& query) {
-  std::string settings;
-  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (char const* const value = std::getenv(name)) {
-      settings += std::string(name) + "='" + value + "' ";
-    }
-  }
   ScratchFolder home("survey-machine-test");
-  std::string const output = RunShell("env -i TZ=UTC HOME='" + home.Path() + "' " + settings +
-                                      "'" SURVEY_COMMAND "' --json -e '" + query + "'")
-                                 .output;
-  CommandAnswer answer;
-  nlohmann::json const parsed = nlohmann::json::parse(output, nullptr, false);
-  if (parsed.is_discarded() || !parsed["values"].is_array()) {
+  std::string const output =
+      RunShell("env -i TZ=UTC HOME='" + home.Path() + "' " + SanitizerSettings() +
+               "'" SURVEY_COMMAND "' --json -e '" + query + "'")
+          .output;
+  std::vector<CommandAnswer> const answers = ReadAnswers(output);
+  if (answers.size() != 1) {
     ADD_FAILURE() << query << ": " << output;
-    answer.error = "unreadable";
-    return answer;
+    CommandAnswer unreadable;
+    unreadable.error = "unreadable";
+    return unreadable;
   }
-  for (auto const& value : parsed["values"]) answer.values.push_back(value["text"]);
-  if (!parsed["error"].is_null()) answer.error = parsed["error"]["kind"];
-  return answer;
+  return answers.front();
 }
 
 // The one value of an answer; a failure of the test otherwise.

@@ -12,17 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/command_answers.h"
 #include "tests/support/shell.h"
 
 namespace survey::values::testing {
 
 // What one query gave.
-struct Answer {
-  std::vector<std::string> values;  // the values' texts, in order
-  std::vector<std::string> types;   // and their types
-  std::string error;                // the kind of error it ended with, or ""
-  std::string message;              // and its message
-};
+using Answer = survey::testing::CommandAnswer;
 
 // The text between single quotes for the shell.
 inline std::string ShellQuoted(std::string const& text) {
@@ -63,41 +59,14 @@ inline std::vector<Answer> AskAll(std::vector<std::string> const& queries,
                                   std::string const& timeout = "300") {
   std::vector<Answer> answers;
   survey::testing::ScratchFolder home("survey-values-home");
-  std::string settings;
-  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (char const* const value = std::getenv(name)) {
-      settings += std::string(name) + "=" + ShellQuoted(value) + " ";
-    }
-  }
+  std::string const settings = survey::testing::SanitizerSettings();
   std::string const file = home.Path() + "/queries";
   std::string command = "cd / && env -i TZ=UTC HOME=" + ShellQuoted(home.Path()) + " " + settings +
                         ShellQuoted(SURVEY_COMMAND) + " --json --timeout " + timeout;
   for (std::string const& query : queries) command += " -e " + ShellQuoted(query);
   command += " 2>" + ShellQuoted(home.Path() + "/stderr");
   survey::testing::ShellResult const run = survey::testing::RunShell(command);
-  std::size_t start = 0;
-  while (start < run.output.size()) {
-    std::size_t end = run.output.find('\n', start);
-    if (end == std::string::npos) end = run.output.size();
-    nlohmann::json const parsed =
-        nlohmann::json::parse(run.output.substr(start, end - start), nullptr, false);
-    start = end + 1;
-    Answer answer;
-    if (parsed.is_discarded() || !parsed["values"].is_array()) {
-      ADD_FAILURE() << "not an answer: " << run.output;
-      answers.push_back(answer);
-      continue;
-    }
-    for (auto const& value : parsed["values"]) {
-      answer.values.push_back(value["text"]);
-      answer.types.push_back(value["type"]);
-    }
-    if (!parsed["error"].is_null()) {
-      answer.error = parsed["error"]["kind"];
-      answer.message = parsed["error"]["message"];
-    }
-    answers.push_back(answer);
-  }
+  answers = survey::testing::ReadAnswers(run.output);
   if (answers.size() != queries.size()) {
     std::ifstream in(home.Path() + "/stderr");
     std::string const errors((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
