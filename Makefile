@@ -34,6 +34,13 @@ FUZZ_TARGETS ?= \
   client_import_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
+
+# Compiles go through ccache when the machine has it (the dependency script
+# installs it), so that a second check rebuilds only what changed.
+ifneq ($(shell command -v ccache 2>/dev/null),)
+export CMAKE_C_COMPILER_LAUNCHER   ?= ccache
+export CMAKE_CXX_COMPILER_LAUNCHER ?= ccache
+endif
 SHELL   := /bin/bash
 
 .PHONY: all run check build test deps demo fuzz format format-check clean vocabulary
