@@ -11,6 +11,7 @@
 #include "host/engine/registry.h"
 #include "survey/client/action_lock.h"
 #include "survey/client/administrators.h"
+#include "tests/support/context_test.h"
 
 namespace {
 
@@ -32,22 +33,11 @@ class FipsHost : public SurveyorContext, public SurveyorFipsContext, public Wake
                  public SurveyorAnalysisContext {};
 class CertificateHost : public SurveyorContext, public SurveyorCertificateContext {};
 
-class ClientStateTest : public ::testing::Test {
+class ClientStateTest : public survey::testing::ContextTest {
  protected:
   ClientStateTest() {
     controller = 0;
     hasSystemData = true;
-  }
-
-  template <class Body>
-  void Within(SurveyorContext* context, Body body) {
-    Evaluation evaluation(Registry::Default(), context);
-    Evaluation::Scope scope(evaluation);
-    body();
-  }
-
-  static std::string Text(surveyor_string text) {
-    return std::string(reinterpret_cast<char const*>(text.data), text.length);
   }
 };
 
