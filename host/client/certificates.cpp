@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "host/client/client_records.h"
+#include "host/client/crypto_context.h"
 
 namespace survey::client {
 
@@ -36,17 +37,6 @@ std::string LibraryReason() {
   }
   ERR_clear_error();
   return reason.empty() ? std::string("unreadable") : reason;
-}
-
-std::string Hexadecimal(unsigned char const* bytes, unsigned length) {
-  static char const kDigits[] = "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * length);
-  for (unsigned i = 0; i < length; ++i) {
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 15];
-  }
-  return text;
 }
 
 // Days from 1 January 1970 to that date of the Gregorian calendar, for any
@@ -130,7 +120,7 @@ CertificateFacts FactsOfCertificate(std::string_view der) {
   if (EVP_Digest(der.data(), der.size(), digest, &length, EVP_sha1(), nullptr) != 1) {
     throw RecordError("the certificate cannot be hashed: " + LibraryReason());
   }
-  facts.sha1 = Hexadecimal(digest, length);
+  facts.sha1 = HexadecimalOf(digest, length);
   ASN1_TIME const* const start = X509_get0_notBefore(certificate.get());
   std::tm parts{};
   if (start == nullptr || ASN1_TIME_to_tm(start, &parts) != 1) {
