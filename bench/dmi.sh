@@ -11,15 +11,7 @@
 #
 #   bench/dmi.sh [BUILD_DIR]      (default: build/default)
 set -euo pipefail
-build=${1:-build/default}
-survey="$build/bin/survey"
-[ -x "$survey" ] || { echo "no $survey: build first (make build)" >&2; exit 1; }
-command -v hyperfine >/dev/null || { echo "hyperfine is missing (scripts/install-deps.sh)" >&2; exit 1; }
-command -v dmidecode >/dev/null || { echo "dmidecode is missing (scripts/install-deps.sh)" >&2; exit 1; }
-
-tmp=$(mktemp -d "${TMPDIR:-/var/tmp}/survey-dmi-bench.XXXXXX")
-trap 'rm -rf "$tmp"' EXIT
-client="$tmp/client"
+source "$(dirname "${BASH_SOURCE[0]}")/dmi_setup.sh" "$@"
 
 hyperfine -N --output=pipe --warmup 2 --runs 20 --export-json "$tmp/start.json" \
   "$survey --client $client '1'" >/dev/null 2>&1

@@ -8,17 +8,9 @@
 #
 #   bench/dmi_catalogue.sh [BUILD_DIR]      (default: build/default)
 set -euo pipefail
-build=${1:-build/default}
-survey="$build/bin/survey"
-[ -x "$survey" ] || { echo "no $survey: build first (make build)" >&2; exit 1; }
-command -v hyperfine >/dev/null || { echo "hyperfine is missing (scripts/install-deps.sh)" >&2; exit 1; }
-command -v dmidecode >/dev/null || { echo "dmidecode is missing (scripts/install-deps.sh)" >&2; exit 1; }
-
-tmp=$(mktemp -d "${TMPDIR:-/var/tmp}/survey-dmi-bench.XXXXXX")
-trap 'rm -rf "$tmp"' EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/dmi_setup.sh" "$@"
 export HOME="$tmp/home"
 mkdir -p "$HOME"
-client="$tmp/client"
 
 query='vendors of bios_informations of dmi; bios_versions of bios_informations of dmi; bios_release_dates of bios_informations of dmi; manufacturers of system_informations of dmi; product_names of system_informations of dmi; versions of system_informations of dmi; serial_numbers of system_informations of dmi; manufacturers of base_board_informations of dmi; products of base_board_informations of dmi; versions of base_board_informations of dmi; serial_numbers of base_board_informations of dmi; manufacturers of system_enclosure_or_chassiss of dmi; versions of system_enclosure_or_chassiss of dmi; serial_numbers of system_enclosure_or_chassiss of dmi; asset_tag_numbers of system_enclosure_or_chassiss of dmi; socket_designations of processor_informations of dmi; processor_manufacturers of processor_informations of dmi; processor_versions of processor_informations of dmi; socket_designations of memory_module_informations of dmi; socket_designations of cache_informations of dmi; internal_reference_designators of port_connector_informations of dmi; external_reference_designators of port_connector_informations of dmi; slot_designations of system_slotss of dmi; current_languages of bios_language_informations of dmi; group_names of group_associationss of dmi; device_locators of memory_devices of dmi; bank_locators of memory_devices of dmi; locations of portable_batterys of dmi; manufacturers of portable_batterys of dmi; manufacture_dates of portable_batterys of dmi; serial_numbers of portable_batterys of dmi; device_names of portable_batterys of dmi; sbds_version_numbers of portable_batterys of dmi; sbds_device_chemistrys of portable_batterys of dmi; descriptions of voltage_probes of dmi; descriptions of temperature_probes of dmi; descriptions of electrical_current_probes of dmi; manufacturer_names of out_of_band_remote_accesss of dmi; descriptions of management_devices of dmi; descriptions of management_device_components of dmi; oem_strings of dmi; system_configuration_options of dmi; device_descriptions of on_board_devices_informations of dmi'
 

@@ -49,13 +49,16 @@ ClientRecordSet Ordered(ClientRecordSet records) {
     return std::tie(left.site, left.position) < std::tie(right.site, right.position);
   });
   std::sort(records.state.pendingRestarts.begin(), records.state.pendingRestarts.end());
+  std::sort(records.certificates.begin(), records.certificates.end(),
+            [](auto const& left, auto const& right) { return left.name < right.name; });
   return records;
 }
 
 bool Same(ClientRecordSet const& left, ClientRecordSet const& right) {
   return left.settings == right.settings && left.sites == right.sites &&
          left.actions == right.actions && left.nudges == right.nudges &&
-         left.nudgeEvaluationBlocked == right.nudgeEvaluationBlocked && left.state == right.state;
+         left.nudgeEvaluationBlocked == right.nudgeEvaluationBlocked && left.state == right.state &&
+         left.certificates == right.certificates;
 }
 
 ClientRecords& Records() {

@@ -23,30 +23,16 @@
 #include <optional>
 #include <string>
 
+#include "fuzz/two_texts.h"
 #include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
 #include "survey/rpm/capability.h"
 
 namespace {
 
-std::string Shown(std::string const& text) {
-  std::string shown;
-  for (unsigned char c : text) {
-    char buffer[8];
-    std::snprintf(buffer, sizeof buffer, c >= 32 && c < 127 ? "%c" : "\\x%02x", c);
-    shown += buffer;
-  }
-  return shown;
-}
-
-[[noreturn]] void Mismatch(std::string const& left, std::string const& right,
-                           std::string const& what) {
-  std::fprintf(stderr, "\"%s\" against \"%s\": %s\n", Shown(left).c_str(), Shown(right).c_str(),
-               what.c_str());
-  std::abort();
-}
-
-int Sign(int value) { return value < 0 ? -1 : value > 0 ? 1 : 0; }
+using fuzz_texts::Mismatch;
+using fuzz_texts::Shown;
+using fuzz_texts::Sign;
 
 bool Digit(char c) { return c >= '0' && c <= '9'; }
 bool Letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
@@ -158,33 +144,27 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   survey::host::Evaluation evaluation(survey::host::Registry::Default());
   survey::host::Evaluation::Scope scope(evaluation);
 
-  std::size_t const rest = size - 1;
-  std::size_t const cut = data[0] % (rest + 1);
-  std::string const wholeA(reinterpret_cast<char const*>(data + 1), cut);
-  std::string const wholeB(reinterpret_cast<char const*>(data + 1 + cut), rest - cut);
+  fuzz_texts::TwoTexts const texts(data, size);
 
-  CheckCapability(wholeA, wholeB);
-  CheckCapability(wholeB, wholeA);
+  CheckCapability(texts.wholeA, texts.wholeB);
+  CheckCapability(texts.wholeB, texts.wholeA);
 
-  std::string const a(wholeA.c_str());
-  std::string const b(wholeB.c_str());
-  std::unique_ptr<char[]> const blockA(new char[a.size() + 1]);
-  std::memcpy(blockA.get(), a.c_str(), a.size() + 1);
-  std::unique_ptr<char[]> const blockB(new char[b.size() + 1]);
-  std::memcpy(blockB.get(), b.c_str(), b.size() + 1);
-  int const order = Sign(CompareVersionSegment(blockA.get(), blockB.get()));
-  int const expected = ReferenceOrder(a, b);
+  int const order = Sign(CompareVersionSegment(texts.blockA.get(), texts.blockB.get()));
+  int const expected = ReferenceOrder(texts.a, texts.b);
   if (order != expected) {
-    Mismatch(a, b, "sign " + std::to_string(order) + ", the rules give " + std::to_string(expected));
+    Mismatch(texts.a, texts.b,
+             "sign " + std::to_string(order) + ", the rules give " + std::to_string(expected));
   }
-  if (CompareVersionSegment(blockA.get(), blockA.get()) != 0) Mismatch(a, a, "not equal to itself");
-  (void)CompareVersionRelease(blockA.get(), blockB.get());
+  if (CompareVersionSegment(texts.blockA.get(), texts.blockA.get()) != 0) {
+    Mismatch(texts.a, texts.a, "not equal to itself");
+  }
+  (void)CompareVersionRelease(texts.blockA.get(), texts.blockB.get());
 
-  std::optional<capability> const left = Parsed(wholeA);
-  std::optional<capability> const right = Parsed(wholeB);
+  std::optional<capability> const left = Parsed(texts.wholeA);
+  std::optional<capability> const right = Parsed(texts.wholeB);
   if (left && right) {
     unsigned char const answer = CapabilityContains(*left, *right).value;
-    if (answer > 1) Mismatch(a, b, "contains answered neither true nor false");
+    if (answer > 1) Mismatch(texts.a, texts.b, "contains answered neither true nor false");
   }
   return 0;
 }

@@ -22,6 +22,7 @@
 #include <memory>
 #include <string>
 
+#include "fuzz/two_texts.h"
 #include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
 #include "survey/frame/registration.h"
@@ -32,24 +33,9 @@ namespace {
 using survey::host::OperatorEntry;
 using survey::host::Registry;
 
-std::string Shown(std::string const& text) {
-  std::string shown;
-  for (unsigned char c : text) {
-    char buffer[8];
-    std::snprintf(buffer, sizeof buffer, c >= 32 && c < 127 ? "%c" : "\\x%02x", c);
-    shown += buffer;
-  }
-  return shown;
-}
-
-[[noreturn]] void Mismatch(std::string const& left, std::string const& right,
-                           std::string const& what) {
-  std::fprintf(stderr, "\"%s\" against \"%s\": %s\n", Shown(left).c_str(), Shown(right).c_str(),
-               what.c_str());
-  std::abort();
-}
-
-int Sign(int value) { return value < 0 ? -1 : value > 0 ? 1 : 0; }
+using fuzz_texts::Mismatch;
+using fuzz_texts::Shown;
+using fuzz_texts::Sign;
 
 bool Digit(std::string const& text, std::size_t at) {
   return at < text.size() && text[at] >= '0' && text[at] <= '9';
@@ -154,63 +140,57 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   survey::host::Evaluation evaluation(Registry::Default());
   survey::host::Evaluation::Scope scope(evaluation);
 
-  std::size_t const rest = size - 1;
-  std::size_t const cut = data[0] % (rest + 1);
-  std::string const wholeA(reinterpret_cast<char const*>(data + 1), cut);
-  std::string const wholeB(reinterpret_cast<char const*>(data + 1 + cut), rest - cut);
-  // What counts: the text up to the first NUL.
-  std::string const a(wholeA.c_str());
-  std::string const b(wholeB.c_str());
+  // What counts: the texts up to their first NULs, in exact heap blocks.
+  fuzz_texts::TwoTexts const texts(data, size);
 
-  // Exact heap blocks: the text and its NUL, nothing more.
-  std::unique_ptr<char[]> const blockA(new char[a.size() + 1]);
-  std::memcpy(blockA.get(), a.c_str(), a.size() + 1);
-  std::unique_ptr<char[]> const blockB(new char[b.size() + 1]);
-  std::memcpy(blockB.get(), b.c_str(), b.size() + 1);
-
-  int const forward = Sign(CompareVersions(blockA.get(), blockB.get()));
-  int const backward = Sign(CompareVersions(blockB.get(), blockA.get()));
-  if (forward != -backward) Mismatch(a, b, "reversing the operands does not reverse the sign");
-  if ((forward == 0) != (a == b)) Mismatch(a, b, "zero is not sameness");
-  if (CompareVersions(blockA.get(), blockA.get()) != 0) Mismatch(a, a, "not equal to itself");
-  int const expected = Reference(a, b);
+  int const forward = Sign(CompareVersions(texts.blockA.get(), texts.blockB.get()));
+  int const backward = Sign(CompareVersions(texts.blockB.get(), texts.blockA.get()));
+  if (forward != -backward)
+    Mismatch(texts.a, texts.b, "reversing the operands does not reverse the sign");
+  if ((forward == 0) != (texts.a == texts.b)) Mismatch(texts.a, texts.b, "zero is not sameness");
+  if (CompareVersions(texts.blockA.get(), texts.blockA.get()) != 0)
+    Mismatch(texts.a, texts.a, "not equal to itself");
+  int const expected = Reference(texts.a, texts.b);
   if (forward != expected) {
-    Mismatch(a, b,
+    Mismatch(texts.a, texts.b,
              "sign " + std::to_string(forward) + ", the rules give " + std::to_string(expected));
   }
 
   // Through the registered relations, the strings whole, NULs and all.
-  surveyor_string const textA{reinterpret_cast<unsigned char const*>(wholeA.data()),
-                              static_cast<unsigned long>(wholeA.size())};
-  surveyor_string const textB{reinterpret_cast<unsigned char const*>(wholeB.data()),
-                              static_cast<unsigned long>(wholeB.size())};
+  surveyor_string const textA{reinterpret_cast<unsigned char const*>(texts.wholeA.data()),
+                              static_cast<unsigned long>(texts.wholeA.size())};
+  surveyor_string const textB{reinterpret_cast<unsigned char const*>(texts.wholeB.data()),
+                              static_cast<unsigned long>(texts.wholeB.size())};
   surveyor_version const versionA = version_of(textA);
   surveyor_version const versionB = AsVersion(textB);
-  if (RelationSign(0, &versionA, &versionB, a, b) != forward) Mismatch(a, b, "version, version");
-  if (RelationSign(1, &versionA, &textB, a, b) != forward) Mismatch(a, b, "version, string");
-  if (RelationSign(2, &textA, &versionB, a, b) != forward) Mismatch(a, b, "string, version");
+  if (RelationSign(0, &versionA, &versionB, texts.a, texts.b) != forward)
+    Mismatch(texts.a, texts.b, "version, version");
+  if (RelationSign(1, &versionA, &textB, texts.a, texts.b) != forward)
+    Mismatch(texts.a, texts.b, "version, string");
+  if (RelationSign(2, &textA, &versionB, texts.a, texts.b) != forward)
+    Mismatch(texts.a, texts.b, "string, version");
 
-  int const strverscmpSign = Sign(strverscmp(blockA.get(), blockB.get()));
+  int const strverscmpSign = Sign(strverscmp(texts.blockA.get(), texts.blockB.get()));
   surveyor_strverscmp_version const strverscmpA = strverscmp_version_of(textA);
   surveyor_strverscmp_version const strverscmpB = AsStrverscmpVersion(textB);
-  if (RelationSign(3, &strverscmpA, &strverscmpB, a, b) != strverscmpSign) {
-    Mismatch(a, b, "strverscmp version, strverscmp version");
+  if (RelationSign(3, &strverscmpA, &strverscmpB, texts.a, texts.b) != strverscmpSign) {
+    Mismatch(texts.a, texts.b, "strverscmp version, strverscmp version");
   }
-  if (RelationSign(4, &strverscmpA, &textB, a, b) != strverscmpSign) {
-    Mismatch(a, b, "strverscmp version, string");
+  if (RelationSign(4, &strverscmpA, &textB, texts.a, texts.b) != strverscmpSign) {
+    Mismatch(texts.a, texts.b, "strverscmp version, string");
   }
-  if (RelationSign(5, &textA, &strverscmpB, a, b) != strverscmpSign) {
-    Mismatch(a, b, "string, strverscmp version");
+  if (RelationSign(5, &textA, &strverscmpB, texts.a, texts.b) != strverscmpSign) {
+    Mismatch(texts.a, texts.b, "string, strverscmp version");
   }
 
   // Stored whole, printed to the first NUL.
-  if (std::memcmp(versionA.text, wholeA.data(), wholeA.size()) != 0 ||
-      versionA.text[wholeA.size()] != '\0') {
-    Mismatch(a, b, "the stored text is not the whole string");
+  if (std::memcmp(versionA.text, texts.wholeA.data(), texts.wholeA.size()) != 0 ||
+      versionA.text[texts.wholeA.size()] != '\0') {
+    Mismatch(texts.a, texts.b, "the stored text is not the whole string");
   }
   surveyor_string const printed = AsString(versionA);
-  if (std::string(reinterpret_cast<char const*>(printed.data), printed.length) != a) {
-    Mismatch(a, b, "prints otherwise");
+  if (std::string(reinterpret_cast<char const*>(printed.data), printed.length) != texts.a) {
+    Mismatch(texts.a, texts.b, "prints otherwise");
   }
   return 0;
 }

@@ -183,9 +183,25 @@ prepare_target() {
       '{"actions": [{"id": 18446744073709551615, "sub action ordinal": 0}, {"id": 1, "pending": true}]}' \
       '{"actions": [{"id": 1}, {"id": 1}]}' \
       '{"sites": [{"name": "a", "url": "u", "nudges": [{"id": 3, "relevant": true, "headers": [["a", "b"], ["a", ""]]}]}], "nudge evaluation blocked": true}' \
-      '{"state": {"computer id": 5, "action lock controller": "console", "pending restarts": ["b", "a"], "wake on lan subnet": "10.0.0.0/8"}}'
+      '{"state": {"computer id": 5, "action lock controller": "console", "pending restarts": ["b", "a"], "wake on lan subnet": "10.0.0.0/8"}}' \
+      '{"certificates": [{"name": "c", "pem": "-----BEGIN CERTIFICATE-----"}, {"name": "s", "file": "/dev/null"}]}'
     dictionary=fuzz/client_import.dict
     max_len=1024
+  elif [ "$TARGET" = certificate_pem_fuzzer ]; then
+    # Certificates made now by the openssl command, one with text around it
+    # and two in one text, and texts that only look like one.
+    fresh_seeds plain "-----BEGIN CERTIFICATE-----" \
+      $'-----BEGIN CERTIFICATE-----\nMAA=\n-----END CERTIFICATE-----\n'
+    key="$seeds/key.pem"
+    for curve in prime256v1 secp384r1; do
+      openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:$curve -nodes -keyout "$key" \
+        -out "$seeds/seed-$curve" -subj "/CN=$curve" -days 1 2>/dev/null
+    done
+    rm -f "$key"
+    { echo "text before"; cat "$seeds/seed-prime256v1"; echo "text after"; } >"$seeds/seed-around"
+    cat "$seeds/seed-prime256v1" "$seeds/seed-secp384r1" >"$seeds/seed-two"
+    dictionary=fuzz/certificate_pem.dict
+    max_len=2048
   elif [ "$TARGET" = regular_expressions_fuzzer ]; then
     # The first byte: twice the pattern's length, plus one to ignore case.
     fresh_seeds escaped "\x04aaaa" "\x06(a)bab" "\x0a[a-c]+abcx" "\x0a(a)\\\\1aa" "\x02(x" \

@@ -19,8 +19,9 @@ PACKAGES=(
   libxxhash-dev       # fingerprints of cached results (used header-only)
   libsqlite3-dev      # the client folder's record stores
   libsqlite3-0:i386   # the same, for the i386 preset (its headers are the native ones)
-  libssl-dev          # file hashes: SHA-1, SHA-256, MD5
+  libssl-dev          # file hashes (SHA-1, SHA-256, MD5); reading certificates
   libssl-dev:i386     # the same for the i386 preset
+  openssl             # certificates made and read by the certificate tests
   libreadline-dev     # line editing and history at the interactive prompt
   nlohmann-json3-dev  # JSON output and test fixtures
   libcli11-dev        # command-line argument parsing

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "host/client/certificates.h"
+
 namespace survey::client {
 
 namespace {
@@ -96,6 +98,8 @@ constexpr char const* kMigrations[] = {
     // restarts.
     ("ALTER TABLE host_flags ADD COLUMN text BLOB;"
      "CREATE TABLE pending_restarts(name BLOB PRIMARY KEY) WITHOUT ROWID;"),
+    // 5 -> 6: the certificates the client keeps, by name, in their DER form.
+    "CREATE TABLE certificates(name BLOB PRIMARY KEY, der BLOB NOT NULL) WITHOUT ROWID;",
 };
 static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
 
@@ -300,6 +304,20 @@ void CheckNudge(NudgeRecord const& nudge) {
                         std::to_string(kMaximumValueLength) + " bytes");
     }
     CheckText(where + ": a header's value", header.value, true);
+  }
+}
+
+void CheckCertificate(CertificateRecord const& certificate) {
+  if (certificate.name.empty()) throw RecordError("the name of a certificate cannot be empty");
+  if (certificate.name.size() > kMaximumNameLength) {
+    throw RecordError("the name of a certificate is longer than " +
+                      std::to_string(kMaximumNameLength) + " bytes: " + Shown(certificate.name));
+  }
+  CheckText("the name of a certificate", certificate.name, false);
+  try {
+    FactsOfCertificate(certificate.der);
+  } catch (RecordError const& error) {
+    throw RecordError("the certificate " + Shown(certificate.name) + ": " + error.what());
   }
 }
 
@@ -891,6 +909,22 @@ HostStateRecord ClientRecords::HostState() {
   return state;
 }
 
+std::vector<CertificateRecord> ClientRecords::Certificates() {
+  Statement statement(database_, "SELECT name, der FROM certificates ORDER BY name");
+  std::vector<CertificateRecord> certificates;
+  while (statement.Step()) {
+    certificates.push_back(CertificateRecord{statement.Bytes(0), statement.Bytes(1)});
+  }
+  return certificates;
+}
+
+std::optional<CertificateRecord> ClientRecords::FindCertificate(std::string_view name) {
+  Statement statement(database_, "SELECT name, der FROM certificates WHERE name = ?1");
+  statement.Bind(1, name);
+  if (!statement.Step()) return std::nullopt;
+  return CertificateRecord{statement.Bytes(0), statement.Bytes(1)};
+}
+
 ClientRecordSet ClientRecords::Export() {
   // One read transaction, so that the settings and the sites agree.
   database_.Execute("BEGIN");
@@ -907,6 +941,7 @@ ClientRecordSet ClientRecords::Export() {
     records.nudges = Nudges();
     records.nudgeEvaluationBlocked = NudgeEvaluationBlocked();
     records.state = HostState();
+    records.certificates = Certificates();
     database_.Execute("COMMIT");
     return records;
   } catch (...) {
@@ -940,9 +975,19 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
   if (twice != numbers.end()) throw RecordError("the action " + std::to_string(*twice) + " comes twice");
   for (NudgeRecord const& nudge : records.nudges) CheckNudge(nudge);
   CheckHostState(records.state);
+  std::vector<std::string> certificateNames;
+  for (CertificateRecord const& certificate : records.certificates) {
+    CheckCertificate(certificate);
+    certificateNames.push_back(certificate.name);
+  }
+  std::sort(certificateNames.begin(), certificateNames.end());
+  auto const sameName = std::adjacent_find(certificateNames.begin(), certificateNames.end());
+  if (sameName != certificateNames.end()) {
+    throw RecordError("the certificate " + Shown(*sameName) + " comes twice");
+  }
   Transaction transaction(database_);
   database_.Execute(
-      "DELETE FROM host_flags; DELETE FROM pending_restarts;"
+      "DELETE FROM host_flags; DELETE FROM pending_restarts; DELETE FROM certificates;"
       " DELETE FROM action_parameters; DELETE FROM actions; DELETE FROM nudge_headers;"
       " DELETE FROM nudges; DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
   for (ActionRecord const& action : records.actions) InsertAction(action);
@@ -999,6 +1044,12 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
   setNumber(kRestartPending, state.restartPending ? 1 : 0);
   for (std::string const& name : state.pendingRestarts) {
     statements_->insertRestart.Bind(1, name).Run();
+  }
+  if (!records.certificates.empty()) {
+    Statement insert(database_, "INSERT INTO certificates (name, der) VALUES (?1, ?2)");
+    for (CertificateRecord const& certificate : records.certificates) {
+      insert.Bind(1, certificate.name).Bind(2, certificate.der).Run();
+    }
   }
   for (SettingRecord const& setting : records.settings) {
     if (setting.scope == SettingScope::kSites && !FindSite(setting.section)) {

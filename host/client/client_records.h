@@ -1,6 +1,7 @@
 // The client's records: one SQLite database in the client folder, named
 // "client.db", that holds the client's setting store, the sites' setting
-// store, the sites with their nudges, and the actions with their state.
+// store, the sites with their nudges, the actions with their state, and the
+// certificates the client keeps.
 //
 // Every change is one transaction; a change that is refused (RecordError)
 // or that fails (DatabaseError) leaves the database as it was. Readers see
@@ -177,6 +178,15 @@ struct HostStateRecord {
   bool operator==(HostStateRecord const&) const = default;
 };
 
+// A certificate the client keeps, by name ("client", "server", ...): its DER
+// form, as certificates.h reads it from PEM text.
+struct CertificateRecord {
+  std::string name;
+  std::string der;
+
+  bool operator==(CertificateRecord const&) const = default;
+};
+
 // Everything in the database, as export gives it and import takes it.
 struct ClientRecordSet {
   std::vector<SettingRecord> settings;
@@ -187,6 +197,7 @@ struct ClientRecordSet {
   // be answered now.
   bool nudgeEvaluationBlocked = false;
   HostStateRecord state;
+  std::vector<CertificateRecord> certificates;
 };
 
 // Limits of what a record holds. Longer or odder input is refused with a
@@ -219,6 +230,9 @@ void CheckHostState(HostStateRecord const& state);
 // bytes and its value at most 65536, both UTF-8 without control bytes (the
 // tab allowed in a value), no name twice.
 void CheckAction(ActionRecord const& action);
+// A certificate: its name 1 to 1024 bytes of UTF-8 without control bytes,
+// its DER form one whole certificate whose facts can be read.
+void CheckCertificate(CertificateRecord const& certificate);
 
 // The client's own keys are stored percent-encoded: letters, digits, "_",
 // the space and "-" stay, every other byte is written as "%" and two
@@ -228,7 +242,7 @@ std::string EncodedClientKey(std::string_view name);
 class ClientRecords {
  public:
   // The schema version this build writes.
-  static constexpr int kSchemaVersion = 5;
+  static constexpr int kSchemaVersion = 6;
   static constexpr char kFileName[] = "client.db";
 
   // Opens the database at that path, making it if missing and bringing its
@@ -279,6 +293,10 @@ class ClientRecords {
   std::optional<NudgeRecord> FindNudge(std::string_view site, std::uint32_t position);
   bool NudgeEvaluationBlocked();
   HostStateRecord HostState();
+
+  // Certificates, in the order of their names' bytes.
+  std::vector<CertificateRecord> Certificates();
+  std::optional<CertificateRecord> FindCertificate(std::string_view name);
 
   // The whole state; `Replace` puts another in its place, in one
   // transaction.

@@ -15,7 +15,9 @@
 //                                           the computer's id and server
 //                                           time, the analysis, pending
 //                                           restarts, cryptography and the
-//                                           wake-on-LAN subnet.
+//                                           wake-on-LAN subnet;
+//   certificates   certificate_context.h    the certificates the client
+//                                           keeps.
 //
 // The library finds each interface with a cast from `SurveyorContext`, so
 // the context must derive from every part it offers. Every other interface
@@ -25,6 +27,7 @@
 #pragma once
 
 #include "host/client/action_context.h"
+#include "host/client/certificate_context.h"
 #include "host/client/client_folder.h"
 #include "host/client/client_state.h"
 #include "host/client/crypto_context.h"
@@ -59,7 +62,8 @@ class ClientContext : private ClientStateHolder,
                       public SiteContext,
                       public ActionContext,
                       public NudgeContext,
-                      public HostStateContext {
+                      public HostStateContext,
+                      public CertificateContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but

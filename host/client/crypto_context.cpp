@@ -28,7 +28,9 @@ struct DigestContextFree {
   void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
 };
 
-std::string Hexadecimal(unsigned char const* bytes, unsigned length) {
+}  // namespace
+
+std::string HexadecimalOf(unsigned char const* bytes, unsigned length) {
   static char const kDigits[] = "0123456789abcdef";
   std::string text;
   text.reserve(2 * length);
@@ -38,8 +40,6 @@ std::string Hexadecimal(unsigned char const* bytes, unsigned length) {
   }
   return text;
 }
-
-}  // namespace
 
 std::string Sha1OfFile(char const* path) {
   if (path == nullptr || std::strcmp(path, "/proc/kmsg") == 0) return std::string();
@@ -69,7 +69,7 @@ std::string Sha1OfFile(char const* path) {
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned length = 0;
   if (EVP_DigestFinal_ex(context.get(), digest, &length) != 1) return std::string();
-  return Hexadecimal(digest, length);
+  return HexadecimalOf(digest, length);
 }
 
 SurveyorDigestText CryptoContext::HashOfFile(char const* path) {

@@ -8,6 +8,9 @@
 
 namespace survey::client {
 
+// The bytes as lower-case hexadecimal text, two digits a byte.
+std::string HexadecimalOf(unsigned char const* bytes, unsigned length);
+
 // The digest of the file at `path` as lower-case hexadecimal text, read in
 // pieces of a fixed size so that a file of any size is hashed in the same
 // small memory. An empty text when the file cannot be opened or read to its

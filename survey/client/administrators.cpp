@@ -18,6 +18,14 @@ surveyor_string HostText(char const* text) {
   return ConstData(text).AsSurveyorString();
 }
 
+// A copy of the text in evaluator memory, which outlives the value it came
+// from.
+surveyor_string InEvaluatorMemory(char const* text, unsigned long length) {
+  unsigned char* const copy = Allocate_Surveyor_Memory(length);
+  if (length != 0) std::memcpy(copy, text, length);
+  return surveyor_string{copy, length};
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -81,7 +89,7 @@ boolean NamedPendingRestart(unsigned char const* name, unsigned long length) {
 }
 
 // ---------------------------------------------------------------------------
-// Cryptography and the wake-on-LAN subnet.
+// Cryptography.
 
 cryptography cryptography_of_world() {
   cryptography value{};
@@ -109,6 +117,45 @@ surveyor_string EncryptReportFailureMessage(client_cryptography const& value) {
   return HostText(value.failure);
 }
 
+// ---------------------------------------------------------------------------
+// Certificates.
+
+surveyor_string CertificateSHA1(x509_certificate const& value) {
+  return InEvaluatorMemory(value.sha1, strnlen(value.sha1, sizeof value.sha1));
+}
+
+moment NotBefore(x509_certificate const& value) {
+  return january_1_1970() + integer{value.notBefore} * microsecond_of();
+}
+
+x509_certificate x509_certificate_of_world(unsigned char const* name, unsigned long length) {
+  x509_certificate value{};
+  if (!CallContext<&SurveyorCertificateContext::FindCertificate>(
+          reinterpret_cast<char const*>(name), length,
+          static_cast<SurveyorCertificateData*>(&value))) {
+    throw NoSuchObject();
+  }
+  return value;
+}
+
+x509_certificate x509_certificate_iterator::First() {
+  next_ = 0;
+  return Next();
+}
+
+x509_certificate x509_certificate_iterator::Next() {
+  x509_certificate value{};
+  if (!CallContext<&SurveyorCertificateContext::GetCertificate>(
+          next_, static_cast<SurveyorCertificateData*>(&value))) {
+    throw NoSuchObject();
+  }
+  ++next_;
+  return value;
+}
+
+// ---------------------------------------------------------------------------
+// The wake-on-LAN subnet.
+
 surveyor_string SubnetCidrString() {
   return HostText(CallContext<&WakeOnLanContext::SubnetCidrString>());
 }
@@ -117,7 +164,8 @@ surveyor_string SubnetCidrString() {
 // Registration, in table order. The nodes "CurrentAnalysis" and
 // "ComputerID" are registered with the frame's nodes, before any table of
 // properties. Each answer is the host's of the moment, so nothing else is
-// reused.
+// reused. The two rows that reach a certificate from the world are this
+// host's addition and come last.
 
 namespace {
 
@@ -150,8 +198,15 @@ RegistrationTable table{
     PropertyRow("desired encrypt report", "desired encrypt reports", &DesiredEncryptReport),
     PropertyRow("encrypt report failure message", "encrypt report failure messages",
                 &EncryptReportFailureMessage),
+    TypeRow<x509_certificate>(),
+    PropertyRow("sha1", "sha1s", &CertificateSHA1),
+    PropertyRow("invalid before", "invalid befores", &NotBefore),
     PropertyRow("wake on lan subnet cidr string", "wake on lan subnet cidr strings",
                 &SubnetCidrString),
+    // How a query reaches a certificate: the client's own by name, or all
+    // of them.
+    IndexedRow("x509 certificate", "x509 certificates", &x509_certificate_of_world),
+    IteratedRow<x509_certificate_iterator>("x509 certificate", "x509 certificates"),
 };
 
 }  // namespace

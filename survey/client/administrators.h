@@ -1,7 +1,8 @@
 // Small surveyors that each ask the host one thing: the client's
 // administrators (settings of section "Administrators"), its administrative
 // rights, the analysis under evaluation, the computer's id, pending logins
-// and restarts, the cryptography states and the wake-on-LAN subnet. Some
+// and restarts, the cryptography states, the certificates the client keeps
+// and the wake-on-LAN subnet. Some
 // answers are fixed on this platform: administrative rights are always
 // enabled, and no login is ever pending.
 #pragma once
@@ -9,6 +10,7 @@
 #include "survey/client/client_object.h"
 #include "survey/client/settings.h"
 #include "survey/frame/adaptors.h"
+#include "survey/frame/certificate_context.h"
 
 // The walk over the client's administrators.
 class SURVEY_API administrator_iterator {
@@ -54,6 +56,21 @@ struct SURVEY_API client_cryptography {
   char const* failure;
 };
 
+// "x509 certificate": the host's record of a certificate the client keeps.
+struct SURVEY_API x509_certificate : SurveyorCertificateData {
+  static constexpr char const* TypeName() { return "x509 certificate"; }
+};
+
+// The walk over the client's certificates, in the host's order.
+class SURVEY_API x509_certificate_iterator {
+ public:
+  x509_certificate First();
+  x509_certificate Next();
+
+ private:
+  unsigned long next_ = 0;
+};
+
 // The setting of that name in section "Administrators", as stored.
 SURVEY_API setting administrator_of_client(unsigned char const* name, unsigned long length,
                                            client const& owner);
@@ -83,6 +100,16 @@ SURVEY_API boolean EncryptReport(client_cryptography const& value);
 SURVEY_API boolean DesiredEncryptReport(client_cryptography const& value);
 // NoSuchObject without a failure.
 SURVEY_API surveyor_string EncryptReportFailureMessage(client_cryptography const& value);
+
+// The SHA-1 digest of the certificate's DER form, as the host computed it:
+// 40 lower-case hexadecimal digits.
+SURVEY_API surveyor_string CertificateSHA1(x509_certificate const& value);
+// The start of the certificate's validity period.
+SURVEY_API moment NotBefore(x509_certificate const& value);
+// The certificate the client keeps under that name ("client", "server");
+// NoSuchObject when it keeps none.
+SURVEY_API x509_certificate x509_certificate_of_world(unsigned char const* name,
+                                                      unsigned long length);
 
 // NoSuchObject when the host has no subnet.
 SURVEY_API surveyor_string SubnetCidrString();

@@ -19,6 +19,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/client/certificates.h"
 #include "host/client/client_folder.h"
 #include "host/client/client_records.h"
 
@@ -32,6 +33,7 @@ using client::ClientRecords;
 using client::ActionField;
 using client::ActionParameterRecord;
 using client::ActionRecord;
+using client::CertificateRecord;
 using client::ClientRecordSet;
 using client::HostStateRecord;
 using client::NudgeHeaderRecord;
@@ -55,7 +57,8 @@ constexpr char const* kCommandWords[] = {"setting", "site", "import", "export",
 
 // The kinds of record that `list` shows.
 constexpr char const* kListKinds[] = {"settings", "sites",          "actions",
-                                      "nudges",   "administrators", "state"};
+                                      "nudges",   "administrators", "state",
+                                      "certificates"};
 
 constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
 
@@ -501,17 +504,62 @@ Json JsonOfHostState(HostStateRecord const& state) {
   return object;
 }
 
+// A certificate: {"name", "pem": TEXT} or {"name", "file": PATH}, the file
+// holding PEM text. Read and checked here, before anything is written.
+CertificateRecord CertificateOfJson(Json const& entry) {
+  if (!entry.is_object()) throw UsageError("a certificate must be an object");
+  RefuseUnknownKeys(entry, {"name", "pem", "file"}, "a certificate");
+  if (!entry.contains("name")) throw UsageError("a certificate needs a \"name\"");
+  CertificateRecord certificate;
+  certificate.name = Text(entry["name"], "a certificate's \"name\"");
+  std::string const where = "the certificate " + certificate.name;
+  if (entry.contains("pem") == entry.contains("file")) {
+    throw UsageError(where + " needs either \"pem\" or \"file\"");
+  }
+  std::string pem;
+  if (entry.contains("pem")) {
+    pem = Text(entry["pem"], where + ": \"pem\"");
+  } else {
+    std::string const path = Text(entry["file"], where + ": \"file\"");
+    // Only a regular file: a device or a pipe could give text without end.
+    std::error_code error;
+    std::filesystem::file_status const status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) {
+      throw UsageError(where + ": cannot read " + path + ": there is no such file");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+      throw UsageError(where + ": cannot read " + path + ": not a regular file");
+    }
+    if (std::filesystem::file_size(path, error) > client::kMaximumCertificateTextLength) {
+      throw UsageError(where + ": " + path + " is longer than " +
+                       std::to_string(client::kMaximumCertificateTextLength) + " bytes");
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw UsageError(where + ": cannot read " + path + ": " + std::strerror(errno));
+    pem.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    if (in.bad()) throw UsageError(where + ": cannot read " + path);
+  }
+  try {
+    certificate.der = client::CertificateDerOfPem(pem);
+  } catch (RecordError const& refused) {
+    throw RecordError(where + ": " + refused.what());
+  }
+  return certificate;
+}
+
 // The whole state of a fixture file:
 //   { "settings": { SECTION: { KEY: VALUE or {"value", "date", "deleted"} } },
 //     "sites": [ { "name", "url", ..., "settings": { KEY: ... } } ],
 //     "actions": [ { "id", "current", "pending", ..., "parameters": { NAME: VALUE } } ],
 //     "nudge evaluation blocked": BOOLEAN,
-//     "state": { "computer id", "apparent server time", "action lock controller", ... } }
+//     "state": { "computer id", "apparent server time", "action lock controller", ... },
+//     "certificates": [ { "name", "pem" or "file" } ] }
 ClientRecordSet RecordsOfJson(Json const& document,
                               std::vector<std::pair<std::string, std::string>>& mastheads) {
   if (!document.is_object()) throw UsageError("the file must hold one JSON object");
   RefuseUnknownKeys(document,
-                    {"settings", "sites", "actions", "nudge evaluation blocked", "state"},
+                    {"settings", "sites", "actions", "nudge evaluation blocked", "state",
+                     "certificates"},
                     "the file");
   ClientRecordSet records;
   if (document.contains("settings")) {
@@ -537,6 +585,11 @@ ClientRecordSet RecordsOfJson(Json const& document,
     records.nudgeEvaluationBlocked = blocked.get<bool>();
   }
   if (document.contains("state")) records.state = HostStateOfJson(document["state"]);
+  if (document.contains("certificates")) {
+    Json const& certificates = document["certificates"];
+    if (!certificates.is_array()) throw UsageError("\"certificates\" must be a list");
+    for (Json const& entry : certificates) records.certificates.push_back(CertificateOfJson(entry));
+  }
   return records;
 }
 
@@ -557,6 +610,12 @@ Json JsonOfRecords(ClientRecordSet const& records) {
   document["actions"] = actions;
   document["nudge evaluation blocked"] = records.nudgeEvaluationBlocked;
   document["state"] = JsonOfHostState(records.state);
+  Json certificates = Json::array();
+  for (CertificateRecord const& certificate : records.certificates) {
+    certificates.push_back(
+        Json{{"name", certificate.name}, {"pem", client::CertificatePemOfDer(certificate.der)}});
+  }
+  document["certificates"] = certificates;
   return document;
 }
 
@@ -697,6 +756,32 @@ int SiteList(ClientRecords& records) {
   return 0;
 }
 
+// A time as "YYYY-MM-DD HH:MM:SS UTC", from microseconds since 1970, for
+// any year from 0 to 9999.
+std::string UtcText(std::int64_t microseconds) {
+  std::int64_t const seconds =
+      microseconds / 1000000 - (microseconds % 1000000 < 0 ? 1 : 0);
+  std::int64_t const days = seconds / 86400 - (seconds % 86400 < 0 ? 1 : 0);
+  std::int64_t const inDay = seconds - days * 86400;
+  // Days to the civil date, by 400-year eras.
+  std::int64_t const shifted = days + 719468;
+  std::int64_t const era = (shifted >= 0 ? shifted : shifted - 146096) / 146097;
+  std::int64_t const dayOfEra = shifted - era * 146097;
+  std::int64_t const yearOfEra =
+      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  std::int64_t const dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  std::int64_t const monthIndex = (5 * dayOfYear + 2) / 153;
+  std::int64_t const day = dayOfYear - (153 * monthIndex + 2) / 5 + 1;
+  std::int64_t const month = monthIndex < 10 ? monthIndex + 3 : monthIndex - 9;
+  std::int64_t const year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04lld-%02lld-%02lld %02lld:%02lld:%02lld UTC",
+                static_cast<long long>(year), static_cast<long long>(month),
+                static_cast<long long>(day), static_cast<long long>(inDay / 3600),
+                static_cast<long long>(inDay / 60 % 60), static_cast<long long>(inDay % 60));
+  return text;
+}
+
 // One action a line: its number, "current" or "-", its state as the
 // action's status would tell it, and every field that is not 0, by name.
 void PrintAction(ActionRecord const& action) {
@@ -757,6 +842,16 @@ int List(ClientRecords& records, Arguments const& arguments) {
     }
     return 0;
   }
+  if (arguments.kind == "certificates") {
+    // One certificate a line: its name, its SHA-1 digest and the start of
+    // its validity in UTC.
+    for (CertificateRecord const& certificate : records.Certificates()) {
+      client::CertificateFacts const facts = client::FactsOfCertificate(certificate.der);
+      std::printf("%s\t%s\t%s\n", certificate.name.c_str(), facts.sha1.c_str(),
+                  UtcText(facts.notBefore).c_str());
+    }
+    return 0;
+  }
   std::string kinds;
   for (char const* kind : kListKinds) kinds += std::string(kinds.empty() ? "" : ", ") + kind;
   throw UsageError("there is no kind of record " + arguments.kind + " to list; the kinds are " + kinds);
@@ -796,6 +891,7 @@ int Show(ClientFolder& folder, ClientRecords& records) {
   std::printf("deleted settings: %zu\n", deleted);
   std::printf("actions: %zu\n", all.actions.size());
   std::printf("nudges: %zu\n", all.nudges.size());
+  std::printf("certificates: %zu\n", all.certificates.size());
   return 0;
 }
 
@@ -841,7 +937,7 @@ char const* ClientCommandsHelp() {
          "  survey client setting set|get|unset|list [--site SITE] NAME [VALUE]\n"
          "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
          "  survey client import FILE.json | export | show\n"
-         "  survey client list settings|sites|actions|nudges|administrators|state";
+         "  survey client list settings|sites|actions|nudges|administrators|state|certificates";
 }
 
 std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
@@ -907,9 +1003,9 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
               "(NAME, URL, TYPE), actions (ID, current or -, the fields that are not 0, "
               "the parameters), nudges (SITE, POSITION, ID, relevant or -, NAME: VALUE), "
               "administrators (the settings of section Administrators, KEY=VALUE), state "
-              "(NAME, the value as JSON)");
+              "(NAME, the value as JSON), certificates (NAME, SHA-1, start of validity)");
   listed->add_option("kind", arguments.kind,
-                     "settings, sites, actions, nudges, administrators or state")
+                     "settings, sites, actions, nudges, administrators, state or certificates")
       ->required();
 
   try {

@@ -10,7 +10,7 @@
 //   survey client [--client DIR] import FILE.json
 //   survey client [--client DIR] export
 //   survey client [--client DIR] show
-//   survey client [--client DIR] list settings|sites|actions|nudges|administrators|state
+//   survey client [--client DIR] list settings|sites|actions|nudges|administrators|state|certificates
 //
 // Each change is one transaction of the client's records: input that is
 // refused gives a message on standard error, exit status 2, and leaves the

@@ -11,6 +11,7 @@
 
 #include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
+#include "tests/support/context_test.h"
 
 namespace {
 
@@ -63,23 +64,12 @@ unsigned char NotOne(SurveyorConstData const*, SurveyorConstData* value) {
 class ActionHost : public SurveyorContext, public SurveyorActionContext {};
 class OtherHost : public SurveyorContext {};
 
-class ActionsTest : public ::testing::Test {
+class ActionsTest : public survey::testing::ContextTest {
  protected:
   ActionsTest() {
     calls = 0;
     stored = SurveyorActionData{};
     stored.subActionOrdinal = 0xffffffffu;
-  }
-
-  template <class Body>
-  void Within(SurveyorContext* context, Body body) {
-    Evaluation evaluation(Registry::Default(), context);
-    Evaluation::Scope scope(evaluation);
-    body();
-  }
-
-  static std::string Text(surveyor_string text) {
-    return std::string(reinterpret_cast<char const*>(text.data), text.length);
   }
 };
 

@@ -13,6 +13,7 @@
 #include "host/client/nudge_context.h"
 #include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
+#include "tests/support/context_test.h"
 
 namespace {
 
@@ -75,7 +76,7 @@ class NudgeHost : public SurveyorContext, public SurveyorNudgeContext {
   }
 };
 
-class AdviceItemsTest : public ::testing::Test {
+class AdviceItemsTest : public survey::testing::ContextTest {
  protected:
   AdviceItemsTest() {
     items.clear();
@@ -83,17 +84,6 @@ class AdviceItemsTest : public ::testing::Test {
     blockAfterCalls = -1;
     nudgeCalls = 0;
     askedFrom.clear();
-  }
-
-  template <class Body>
-  void Within(SurveyorContext* context, Body body) {
-    Evaluation evaluation(Registry::Default(), context);
-    Evaluation::Scope scope(evaluation);
-    body();
-  }
-
-  static std::string Text(surveyor_string text) {
-    return std::string(reinterpret_cast<char const*>(text.data), text.length);
   }
 
   site owner{nullptr};

@@ -58,6 +58,19 @@ class ClientFixture {
     return Client("import " + Quoted(file));
   }
 
+  // Imports the text, which must be refused: status 2, a message that
+  // holds `message`, and the records exported as they were before.
+  void ExpectImportRefused(std::string const& document, std::string const& message) const {
+    std::string const before = Client("export", false).output;
+    std::string const file = scratch_.Path() + "/refused.json";
+    std::ofstream(file, std::ios::trunc | std::ios::binary) << document;
+    ShellResult const run = Client("import " + Quoted(file));
+    std::string const shown = document.substr(0, 200);
+    EXPECT_EQ(2, run.status) << shown << ": " << run.output;
+    EXPECT_NE(std::string::npos, run.output.find(message)) << shown << ": " << run.output;
+    EXPECT_EQ(before, Client("export", false).output) << shown;
+  }
+
   // The exported state, parsed.
   nlohmann::json Export() const {
     ShellResult const run = Client("export", false);

@@ -4,12 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
 #include "survey/client/action_lock.h"
 #include "survey/client/administrators.h"
+#include "tests/support/context_test.h"
 
 namespace {
 
@@ -29,23 +31,13 @@ class SettingsHost : public SurveyorContext, public SurveyorSettingsContext {};
 class Bare : public SurveyorContext {};
 class FipsHost : public SurveyorContext, public SurveyorFipsContext, public WakeOnLanContext,
                  public SurveyorAnalysisContext {};
+class CertificateHost : public SurveyorContext, public SurveyorCertificateContext {};
 
-class ClientStateTest : public ::testing::Test {
+class ClientStateTest : public survey::testing::ContextTest {
  protected:
   ClientStateTest() {
     controller = 0;
     hasSystemData = true;
-  }
-
-  template <class Body>
-  void Within(SurveyorContext* context, Body body) {
-    Evaluation evaluation(Registry::Default(), context);
-    Evaluation::Scope scope(evaluation);
-    body();
-  }
-
-  static std::string Text(surveyor_string text) {
-    return std::string(reinterpret_cast<char const*>(text.data), text.length);
   }
 };
 
@@ -112,6 +104,49 @@ TEST_F(ClientStateTest, TheOtherInterfacesAreNeededAndTheirSlotsToo) {
     EXPECT_THROW(ClientCryptography(), SurveyorContextError);
     EXPECT_THROW(SubnetCidrString(), SurveyorContextError);
     EXPECT_THROW(CurrentAnalysis_of_world(), SurveyorAnalysisContextError);
+  });
+}
+
+TEST_F(ClientStateTest, CertificatesNeedTheirInterfaceAndItsSlots) {
+  unsigned char const name[] = "client";
+  Bare bare;
+  Within(&bare, [&] {
+    EXPECT_THROW(x509_certificate_of_world(name, 6), NoSurveyorContext);
+    x509_certificate_iterator walk;
+    EXPECT_THROW(walk.First(), NoSurveyorContext);
+  });
+  CertificateHost host;
+  Within(&host, [&] {
+    EXPECT_THROW(x509_certificate_of_world(name, 6), SurveyorContextError);
+    x509_certificate_iterator walk;
+    EXPECT_THROW(walk.First(), SurveyorContextError);
+  });
+  // The host's answers: a name it knows, and two certificates to walk.
+  host.FindCertificate = [](char const* wanted, unsigned long length,
+                            SurveyorCertificateData* record) {
+    if (std::string(wanted, length) != "client") return false;
+    std::memcpy(record->sha1, "0123456789abcdef0123456789abcdef01234567", 41);
+    record->notBefore = -1500000;
+    return true;
+  };
+  host.GetCertificate = [](unsigned long index, SurveyorCertificateData* record) {
+    if (index >= 2) return false;
+    std::memset(record->sha1, 0, sizeof record->sha1);
+    record->sha1[0] = static_cast<char>('a' + index);
+    record->notBefore = static_cast<long long>(index);
+    return true;
+  };
+  Within(&host, [&] {
+    x509_certificate const found = x509_certificate_of_world(name, 6);
+    EXPECT_EQ("0123456789abcdef0123456789abcdef01234567", Text(CertificateSHA1(found)));
+    // A second and a half before 1970, in the host's microseconds.
+    EXPECT_EQ(-1500000, NotBefore(found).ticks);
+    EXPECT_THROW(x509_certificate_of_world(name, 5), NoSuchObject);
+    x509_certificate_iterator walk;
+    EXPECT_EQ("a", Text(CertificateSHA1(walk.First())));
+    EXPECT_EQ("b", Text(CertificateSHA1(walk.Next())));
+    EXPECT_THROW(walk.Next(), NoSuchObject);
+    EXPECT_EQ("a", Text(CertificateSHA1(walk.First())));
   });
 }
 

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <string>
 
+#include "tests/support/command_answers.h"
 #include "tests/support/shell.h"
 
 namespace {
@@ -29,13 +30,7 @@ Outcome Survey(std::string const& environment, std::string const& arguments) {
 // Sanitizer builds need their settings to pass through the cleared
 // environment.
 std::string PassedThrough() {
-  std::string settings;
-  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (char const* const value = std::getenv(name)) {
-      settings += std::string(name) + "='" + value + "' ";
-    }
-  }
-  return settings;
+  return survey::testing::SanitizerSettings();
 }
 
 bool IsFolder(std::string const& path) {

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/command_answers.h"
 #include "tests/support/shell.h"
 
 namespace {
@@ -47,13 +48,7 @@ class CommandUseTest : public ::testing::Test {
   // Sanitizer builds need their settings to pass through the cleared
   // environment.
   std::string Environment() const {
-    std::string settings = "env -i HOME=" + Quote(scratch) + " ";
-    for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-      if (char const* const value = std::getenv(name)) {
-        settings += std::string(name) + "=" + Quote(value) + " ";
-      }
-    }
-    return settings;
+    return "env -i HOME=" + Quote(scratch) + " " + survey::testing::SanitizerSettings();
   }
 
   // Runs the command with `arguments` (shell words); `redirect` adds the

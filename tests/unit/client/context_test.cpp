@@ -26,6 +26,7 @@
 #include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
 #include "survey/frame/contexts.h"
+#include "tests/support/context_test.h"
 #include "tests/support/shell.h"
 
 namespace {
@@ -61,16 +62,9 @@ FileLocation* RecordLocation(char const* path) {
 
 void* Allocate(unsigned long size) { return Allocate_Surveyor_Memory(size); }
 
-class ClientContextTest : public ::testing::Test {
+class ClientContextTest : public survey::testing::ContextTest {
  protected:
   ClientContextTest() { madeLocations.clear(); }
-
-  template <class Body>
-  void Within(SurveyorContext* context, Body body) {
-    Evaluation evaluation(Registry::Default(), context);
-    Evaluation::Scope scope(evaluation);
-    body();
-  }
 
   ScratchFolder scratch;
 };

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/command_answers.h"
 #include "tests/support/shell.h"
 
 namespace survey::command_test {
@@ -49,13 +50,8 @@ class CommandTest : public ::testing::Test {
   // The environment the command runs in. Sanitizer builds need their
   // settings to pass through.
   std::string Environment() const {
-    std::string settings = "env -i HOME=" + Quote(scratch) + " TZ=UTC " + extraEnvironment;
-    for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-      if (char const* const value = std::getenv(name)) {
-        settings += std::string(name) + "=" + Quote(value) + " ";
-      }
-    }
-    return settings;
+    return "env -i HOME=" + Quote(scratch) + " TZ=UTC " + extraEnvironment +
+           survey::testing::SanitizerSettings();
   }
 
   std::string Command() const {

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/command_answers.h"
 #include "tests/unit/files/files_test_support.h"
 
 namespace {
@@ -71,12 +72,7 @@ std::vector<Reply> AskAll(std::vector<std::string> const& queries) {
     std::ofstream out(file);
     for (std::string const& query : queries) out << query << "\n";
   }
-  std::string settings;
-  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (char const* const value = std::getenv(name)) {
-      settings += std::string(name) + "=" + ShellQuoted(value) + " ";
-    }
-  }
+  std::string const settings = survey::testing::SanitizerSettings();
   int status = 0;
   std::string const output =
       Line("env -i TZ=UTC HOME=" + ShellQuoted(scratch.Path()) + " " + settings +

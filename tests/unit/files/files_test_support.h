@@ -21,6 +21,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/command_answers.h"
 #include "tests/support/shell.h"
 
 namespace survey::files::testing {
@@ -225,12 +226,7 @@ inline Answer Ask(std::string const& query, std::string const& cwd = "/", bool j
   }
   chmod(home, 0777);
   std::string const errors = std::string(home) + "/stderr";
-  std::string settings;
-  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (char const* const value = std::getenv(name)) {
-      settings += std::string(name) + "=" + ShellQuoted(value) + " ";
-    }
-  }
+  std::string const settings = survey::testing::SanitizerSettings();
   std::string const command = "cd " + ShellQuoted(cwd) + " && " + runAs + "env -i TZ=UTC HOME=" +
                               ShellQuoted(home) + " " + settings +
                               ShellQuoted(SURVEY_COMMAND) + (json ? " --json" : "") +

@@ -32,6 +32,7 @@
 
 #include "host/engine/evaluation.h"
 #include "host/engine/registry.h"
+#include "tests/support/command_answers.h"
 #include "tests/support/shell.h"
 
 namespace {
@@ -1207,11 +1208,8 @@ TEST_F(NamespaceInterfacesTest, TheCommandAnswersInTheNamespace) {
   char pattern[] = "/tmp/survey-netns-home-XXXXXX";
   char const* const home = mkdtemp(pattern);
   ASSERT_NE(nullptr, home);
-  std::string environment = "HOME=" + std::string(home) + " XDG_STATE_HOME=" + home + "/state";
-  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (char const* const value = std::getenv(name))
-      environment += std::string(" ") + name + "='" + value + "'";
-  }
+  std::string const environment = "HOME=" + std::string(home) + " XDG_STATE_HOME=" + home +
+                                  "/state " + survey::testing::SanitizerSettings();
   std::vector<std::string> const queries{
       "names of ip interfaces of network",
       "(name of it, address of it, cidr string of it) of ip interfaces whose (alias of it) of "

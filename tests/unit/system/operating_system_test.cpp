@@ -30,6 +30,7 @@
 #include "host/engine/fingerprint.h"
 #include "host/engine/registry.h"
 #include "survey/frame/contexts.h"
+#include "tests/support/command_answers.h"
 #include "tests/support/shell.h"
 
 namespace {
@@ -714,12 +715,7 @@ TEST(OperatingSystemRegistrationTest, PropertiesHaveTheirPhrasesTypesAndDependen
 // Through the command, as a user asks.
 
 nlohmann::json Ask(std::string const& query) {
-  std::string settings;
-  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (char const* const value = std::getenv(name)) {
-      settings += std::string(name) + "='" + value + "' ";
-    }
-  }
+  std::string const settings = survey::testing::SanitizerSettings();
   ScratchFolder home;
   std::string const output = Output("env -i TZ=UTC HOME='" + home.Path() + "' " + settings +
                                     "'" SURVEY_COMMAND "' --json -e '" + query + "'");

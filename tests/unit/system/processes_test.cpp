@@ -39,6 +39,7 @@
 #include "host/engine/registry.h"
 #include "survey/foundation/file_errors.h"
 #include "survey/frame/contexts.h"
+#include "tests/support/command_answers.h"
 #include "tests/support/failing_allocation.h"
 #include "tests/support/shell.h"
 #include "tests/unit/system/program_copy.h"
@@ -729,12 +730,7 @@ TEST_F(ProcessesTest, ValueIsTwoTextsAndNameIsNotCopied) {
 // The command's answer in JSON; it exits with 1 when the query ends in an
 // error.
 nlohmann::json Ask(std::string const& query, int status = 0) {
-  std::string settings;
-  for (char const* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (char const* const value = std::getenv(name)) {
-      settings += std::string(name) + "='" + value + "' ";
-    }
-  }
+  std::string const settings = survey::testing::SanitizerSettings();
   char pattern[] = "/tmp/survey-processes-home-XXXXXX";
   std::string const home = mkdtemp(pattern);
   ShellResult const result = RunShell("env -i TZ=UTC HOME='" + home + "' " + settings +
