@@ -55,7 +55,8 @@ ClientRecordSet Ordered(ClientRecordSet records) {
 bool Same(ClientRecordSet const& left, ClientRecordSet const& right) {
   return left.settings == right.settings && left.sites == right.sites &&
          left.actions == right.actions && left.nudges == right.nudges &&
-         left.nudgeEvaluationBlocked == right.nudgeEvaluationBlocked && left.state == right.state;
+         left.nudgeEvaluationBlocked == right.nudgeEvaluationBlocked && left.state == right.state &&
+         left.servers == right.servers;
 }
 
 ClientRecords& Records() {

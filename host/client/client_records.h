@@ -177,6 +177,24 @@ struct HostStateRecord {
   bool operator==(HostStateRecord const&) const = default;
 };
 
+// The servers the client knows: what it has learnt of its registration
+// server, relay, root and download servers, and its server list. A text is
+// empty when it is not known.
+struct ServerRecordSet {
+  std::string registrationServerVersion;  // at most 31 bytes
+  std::string registrationServerName;     // each name at most 255 bytes
+  std::string relayVersion;               // at most 255 bytes
+  std::string rootServerName;
+  std::uint32_t rootServerId = 0;
+  std::string downloadServerName;
+  // The server list, each entry in its flattened big-endian form, in order.
+  std::vector<std::string> list;
+  // The place in the list of the server the client chose; none for none.
+  std::optional<std::uint32_t> selected;
+
+  bool operator==(ServerRecordSet const&) const = default;
+};
+
 // Everything in the database, as export gives it and import takes it.
 struct ClientRecordSet {
   std::vector<SettingRecord> settings;
@@ -187,6 +205,7 @@ struct ClientRecordSet {
   // be answered now.
   bool nudgeEvaluationBlocked = false;
   HostStateRecord state;
+  ServerRecordSet servers;
 };
 
 // Limits of what a record holds. Longer or odder input is refused with a
@@ -215,6 +234,13 @@ void CheckNudge(NudgeRecord const& nudge);
 // UTF-8 without control bytes, the names of pending restarts 1 to 1024
 // bytes and none twice.
 void CheckHostState(HostStateRecord const& state);
+// The servers: the texts UTF-8 without control bytes and within their
+// lengths (so that each fits its field of the host's server record with its
+// terminator), at most 1024 entries in the list, each from 32 to 4096 bytes,
+// and the selected one among them.
+inline constexpr std::size_t kMaximumServerListEntries = 1024;
+inline constexpr std::size_t kMaximumFlattenedServerLength = 4096;
+void CheckServers(ServerRecordSet const& servers);
 // An action: each field within its bounds, a parameter's name 1 to 1024
 // bytes and its value at most 65536, both UTF-8 without control bytes (the
 // tab allowed in a value), no name twice.
@@ -228,7 +254,7 @@ std::string EncodedClientKey(std::string_view name);
 class ClientRecords {
  public:
   // The schema version this build writes.
-  static constexpr int kSchemaVersion = 5;
+  static constexpr int kSchemaVersion = 6;
   static constexpr char kFileName[] = "client.db";
 
   // Opens the database at that path, making it if missing and bringing its
@@ -279,6 +305,7 @@ class ClientRecords {
   std::optional<NudgeRecord> FindNudge(std::string_view site, std::uint32_t position);
   bool NudgeEvaluationBlocked();
   HostStateRecord HostState();
+  ServerRecordSet Servers();
 
   // The whole state; `Replace` puts another in its place, in one
   // transaction.
@@ -295,6 +322,7 @@ class ClientRecords {
   void InsertSite(SiteRecord const& site);
   void InsertSetting(SettingRecord const& setting);
   void InsertAction(ActionRecord const& action);
+  void InsertServers(ServerRecordSet const& servers);
   std::vector<ActionRecord> ReadActions(Statement& statement);
   std::vector<NudgeRecord> ReadNudges(Statement& statement);
 

@@ -6,7 +6,7 @@ ClientContext::ClientContext(ClientFolder* folder)
     : ClientStateHolder(folder), StorageContext(state), ProcessTableContext(state),
       SettingsContext(state),
       SiteContext(state), ActionContext(state),
-      NudgeContext(state), HostStateContext(state) {}
+      NudgeContext(state), HostStateContext(state), ServerContext(state) {}
 
 ClientContext::~ClientContext() = default;
 

@@ -15,7 +15,9 @@
 //                                           the computer's id and server
 //                                           time, the analysis, pending
 //                                           restarts, cryptography and the
-//                                           wake-on-LAN subnet.
+//                                           wake-on-LAN subnet, and the
+//                                           server record;
+//   servers        server_context.h         the selected server.
 //
 // The library finds each interface with a cast from `SurveyorContext`, so
 // the context must derive from every part it offers. Every other interface
@@ -32,6 +34,7 @@
 #include "host/client/network_context.h"
 #include "host/client/nudge_context.h"
 #include "host/client/process_table_context.h"
+#include "host/client/server_context.h"
 #include "host/client/settings_context.h"
 #include "host/client/site_context.h"
 #include "host/client/storage_context.h"
@@ -59,7 +62,8 @@ class ClientContext : private ClientStateHolder,
                       public SiteContext,
                       public ActionContext,
                       public NudgeContext,
-                      public HostStateContext {
+                      public HostStateContext,
+                      public ServerContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but
