@@ -186,6 +186,16 @@ prepare_target() {
       '{"state": {"computer id": 5, "action lock controller": "console", "pending restarts": ["b", "a"], "wake on lan subnet": "10.0.0.0/8"}}'
     dictionary=fuzz/client_import.dict
     max_len=1024
+  elif [ "$TARGET" = host_selector_fuzzer ]; then
+    # Flattened server entries: whole with three gateways, blank, with more
+    # addresses than it holds, cut short, and with a name longer than the bytes.
+    fresh_seeds escaped \
+      "\x00\x00\x00\x0812345678\x5f\x5e\x10\x00\x0a\x01\x02\x03\xcc\x57\x00\x03\x00\x64\x03\x07\x00\x00\x00\x0c\x00\x00\x00\x22\x00\x00\x00\x03\x0a\x01\x02\xfe\x00\x00\x00\x00\xc0\xa8\x00\x01" \
+      "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\xff\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00" \
+      "\x00\x00\x00\x01a\x00\x00\x00\x01\x00\x00\x00\x02\x00\x50\x00\x01\x00\x02\x19\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x19\x01\x01\x01\x01\x02\x02\x02\x02" \
+      "\x00\x00\x00\x04ab" "\xff\xff\xff\xffabc"
+    dictionary=fuzz/host_selector.dict
+    max_len=512
   elif [ "$TARGET" = regular_expressions_fuzzer ]; then
     # The first byte: twice the pattern's length, plus one to ignore case.
     fresh_seeds escaped "\x04aaaa" "\x06(a)bab" "\x0a[a-c]+abcx" "\x0a(a)\\\\1aa" "\x02(x" \
