@@ -176,14 +176,15 @@ prepare_target() {
     dictionary=fuzz/command_input.dict
     max_len=256
   elif [ "$TARGET" = client_import_fuzzer ]; then
-    # Import files: settings, sites and actions, taken and refused.
+    # Import files: settings, sites, actions, state and servers, taken and refused.
     fresh_seeds plain '{"settings": {"Client": {"k": "v", "d": {"value": "x", "date": 5, "deleted": true}}}}' \
       '{"sites": [{"name": "a", "url": "http://h/a", "groups": [{"id": 1, "member": true}], "settings": {"k": "v"}}]}' \
       '{"actions": [{"id": 12, "current": true, "constraint": 214, "constrained": true, "parameters": {"p": "q"}}]}' \
       '{"actions": [{"id": 18446744073709551615, "sub action ordinal": 0}, {"id": 1, "pending": true}]}' \
       '{"actions": [{"id": 1}, {"id": 1}]}' \
       '{"sites": [{"name": "a", "url": "u", "nudges": [{"id": 3, "relevant": true, "headers": [["a", "b"], ["a", ""]]}]}], "nudge evaluation blocked": true}' \
-      '{"state": {"computer id": 5, "action lock controller": "console", "pending restarts": ["b", "a"], "wake on lan subnet": "10.0.0.0/8"}}'
+      '{"state": {"computer id": 5, "action lock controller": "console", "pending restarts": ["b", "a"], "wake on lan subnet": "10.0.0.0/8"}}' \
+      '{"servers": {"registration server": {"name": "b", "version": "9.5"}, "relay": {"version": "1"}, "root server": {"name": "r", "id": 3}, "download server": {"name": "d"}}}'
     dictionary=fuzz/client_import.dict
     max_len=1024
   elif [ "$TARGET" = host_selector_fuzzer ]; then
