@@ -32,7 +32,8 @@ FUZZ_TARGETS ?= \
   dmi_entry_point_fuzzer \
   rpm_capability_fuzzer \
   client_import_fuzzer \
-  certificate_pem_fuzzer
+  certificate_pem_fuzzer \
+  host_selector_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 

@@ -58,7 +58,7 @@ bool Same(ClientRecordSet const& left, ClientRecordSet const& right) {
   return left.settings == right.settings && left.sites == right.sites &&
          left.actions == right.actions && left.nudges == right.nudges &&
          left.nudgeEvaluationBlocked == right.nudgeEvaluationBlocked && left.state == right.state &&
-         left.certificates == right.certificates;
+         left.certificates == right.certificates && left.servers == right.servers;
 }
 
 ClientRecords& Records() {

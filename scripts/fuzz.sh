@@ -176,7 +176,7 @@ prepare_target() {
     dictionary=fuzz/command_input.dict
     max_len=256
   elif [ "$TARGET" = client_import_fuzzer ]; then
-    # Import files: settings, sites and actions, taken and refused.
+    # Import files: settings, sites, actions, state and servers, taken and refused.
     fresh_seeds plain '{"settings": {"Client": {"k": "v", "d": {"value": "x", "date": 5, "deleted": true}}}}' \
       '{"sites": [{"name": "a", "url": "http://h/a", "groups": [{"id": 1, "member": true}], "settings": {"k": "v"}}]}' \
       '{"actions": [{"id": 12, "current": true, "constraint": 214, "constrained": true, "parameters": {"p": "q"}}]}' \
@@ -184,7 +184,8 @@ prepare_target() {
       '{"actions": [{"id": 1}, {"id": 1}]}' \
       '{"sites": [{"name": "a", "url": "u", "nudges": [{"id": 3, "relevant": true, "headers": [["a", "b"], ["a", ""]]}]}], "nudge evaluation blocked": true}' \
       '{"state": {"computer id": 5, "action lock controller": "console", "pending restarts": ["b", "a"], "wake on lan subnet": "10.0.0.0/8"}}' \
-      '{"certificates": [{"name": "c", "pem": "-----BEGIN CERTIFICATE-----"}, {"name": "s", "file": "/dev/null"}]}'
+      '{"certificates": [{"name": "c", "pem": "-----BEGIN CERTIFICATE-----"}, {"name": "s", "file": "/dev/null"}]}' \
+      '{"servers": {"registration server": {"name": "b", "version": "9.5"}, "relay": {"version": "1"}, "root server": {"name": "r", "id": 3}, "download server": {"name": "d"}}}'
     dictionary=fuzz/client_import.dict
     max_len=1024
   elif [ "$TARGET" = certificate_pem_fuzzer ]; then
@@ -202,6 +203,16 @@ prepare_target() {
     cat "$seeds/seed-prime256v1" "$seeds/seed-secp384r1" >"$seeds/seed-two"
     dictionary=fuzz/certificate_pem.dict
     max_len=2048
+  elif [ "$TARGET" = host_selector_fuzzer ]; then
+    # Flattened server entries: whole with three gateways, blank, with more
+    # addresses than it holds, cut short, and with a name longer than the bytes.
+    fresh_seeds escaped \
+      "\x00\x00\x00\x0812345678\x5f\x5e\x10\x00\x0a\x01\x02\x03\xcc\x57\x00\x03\x00\x64\x03\x07\x00\x00\x00\x0c\x00\x00\x00\x22\x00\x00\x00\x03\x0a\x01\x02\xfe\x00\x00\x00\x00\xc0\xa8\x00\x01" \
+      "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\xff\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00" \
+      "\x00\x00\x00\x01a\x00\x00\x00\x01\x00\x00\x00\x02\x00\x50\x00\x01\x00\x02\x19\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x19\x01\x01\x01\x01\x02\x02\x02\x02" \
+      "\x00\x00\x00\x04ab" "\xff\xff\xff\xffabc"
+    dictionary=fuzz/host_selector.dict
+    max_len=512
   elif [ "$TARGET" = regular_expressions_fuzzer ]; then
     # The first byte: twice the pattern's length, plus one to ignore case.
     fresh_seeds escaped "\x04aaaa" "\x06(a)bab" "\x0a[a-c]+abcx" "\x0a(a)\\\\1aa" "\x02(x" \

@@ -100,6 +100,18 @@ constexpr char const* kMigrations[] = {
      "CREATE TABLE pending_restarts(name BLOB PRIMARY KEY) WITHOUT ROWID;"),
     // 5 -> 6: the certificates the client keeps, by name, in their DER form.
     "CREATE TABLE certificates(name BLOB PRIMARY KEY, der BLOB NOT NULL) WITHOUT ROWID;",
+    // 6 -> 7: the servers the client knows, and its server list with the
+    // entries in their flattened form.
+    ("CREATE TABLE server_record("
+     "  only INTEGER PRIMARY KEY CHECK (only = 1),"
+     "  registration_server_version BLOB NOT NULL,"
+     "  registration_server_name BLOB NOT NULL,"
+     "  relay_version BLOB NOT NULL,"
+     "  root_server_name BLOB NOT NULL,"
+     "  root_server_id INTEGER NOT NULL,"
+     "  download_server_name BLOB NOT NULL,"
+     "  selected INTEGER);"
+     "CREATE TABLE server_list(position INTEGER PRIMARY KEY, entry BLOB NOT NULL);"),
 };
 static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
 
@@ -942,6 +954,7 @@ ClientRecordSet ClientRecords::Export() {
     records.nudgeEvaluationBlocked = NudgeEvaluationBlocked();
     records.state = HostState();
     records.certificates = Certificates();
+    records.servers = Servers();
     database_.Execute("COMMIT");
     return records;
   } catch (...) {
@@ -985,12 +998,14 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
   if (sameName != certificateNames.end()) {
     throw RecordError("the certificate " + Shown(*sameName) + " comes twice");
   }
+  CheckServers(records.servers);
   Transaction transaction(database_);
   database_.Execute(
       "DELETE FROM host_flags; DELETE FROM pending_restarts; DELETE FROM certificates;"
       " DELETE FROM action_parameters; DELETE FROM actions; DELETE FROM nudge_headers;"
       " DELETE FROM nudges; DELETE FROM site_groups; DELETE FROM settings; DELETE FROM sites;");
   for (ActionRecord const& action : records.actions) InsertAction(action);
+  InsertServers(records.servers);
   for (SiteRecord const& site : records.sites) {
     if (FindSite(site.name)) throw RecordError("the site " + Shown(site.name) + " comes twice");
     InsertSite(site);
@@ -1064,6 +1079,90 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
   }
   statements_->bump.Run();
   transaction.Commit();
+}
+
+// ---------------------------------------------------------------------------
+// The servers.
+
+void CheckServers(ServerRecordSet const& servers) {
+  struct Field {
+    char const* what;
+    std::string const* text;
+    std::size_t maximum;
+  };
+  Field const fields[] = {
+      {"the registration server's version", &servers.registrationServerVersion, 31},
+      {"the registration server's name", &servers.registrationServerName, 255},
+      {"the relay's version", &servers.relayVersion, 255},
+      {"the root server's name", &servers.rootServerName, 255},
+      {"the download server's name", &servers.downloadServerName, 255},
+  };
+  for (Field const& field : fields) {
+    if (field.text->size() > field.maximum) {
+      throw RecordError(std::string(field.what) + " is longer than " +
+                        std::to_string(field.maximum) + " bytes: " + Shown(*field.text));
+    }
+    CheckText(field.what, *field.text, false);
+  }
+  if (servers.list.size() > kMaximumServerListEntries) {
+    throw RecordError("the server list holds at most " + std::to_string(kMaximumServerListEntries) +
+                      " servers");
+  }
+  for (std::string const& entry : servers.list) {
+    // A flattened entry has at least its 32 bytes of numbers.
+    if (entry.size() < 32 || entry.size() > kMaximumFlattenedServerLength) {
+      throw RecordError("a server of the list is not a flattened entry of 32 to " +
+                        std::to_string(kMaximumFlattenedServerLength) + " bytes");
+    }
+  }
+  if (servers.selected && *servers.selected >= servers.list.size()) {
+    throw RecordError("the selected server " + std::to_string(*servers.selected) +
+                      " is not in the server list");
+  }
+}
+
+void ClientRecords::InsertServers(ServerRecordSet const& servers) {
+  CheckServers(servers);
+  database_.Execute("DELETE FROM server_list; DELETE FROM server_record;");
+  Statement record(database_,
+                   "INSERT INTO server_record (only, registration_server_version,"
+                   " registration_server_name, relay_version, root_server_name, root_server_id,"
+                   " download_server_name, selected) VALUES (1, ?1, ?2, ?3, ?4, ?5, ?6, ?7)");
+  std::optional<std::int64_t> selected;
+  if (servers.selected) selected = *servers.selected;
+  record.Bind(1, servers.registrationServerVersion)
+      .Bind(2, servers.registrationServerName)
+      .Bind(3, servers.relayVersion)
+      .Bind(4, servers.rootServerName)
+      .Bind(5, std::int64_t{servers.rootServerId})
+      .Bind(6, servers.downloadServerName)
+      .Bind(7, selected)
+      .Run();
+  Statement entry(database_, "INSERT INTO server_list (position, entry) VALUES (?1, ?2)");
+  for (std::size_t position = 0; position < servers.list.size(); ++position) {
+    entry.Bind(1, static_cast<std::int64_t>(position)).Bind(2, servers.list[position]).Run();
+  }
+}
+
+ServerRecordSet ClientRecords::Servers() {
+  ServerRecordSet servers;
+  Statement record(database_,
+                   "SELECT registration_server_version, registration_server_name, relay_version,"
+                   " root_server_name, root_server_id, download_server_name, selected"
+                   " FROM server_record");
+  if (record.Step()) {
+    servers.registrationServerVersion = record.Bytes(0);
+    servers.registrationServerName = record.Bytes(1);
+    servers.relayVersion = record.Bytes(2);
+    servers.rootServerName = record.Bytes(3);
+    servers.rootServerId = static_cast<std::uint32_t>(record.Number(4));
+    servers.downloadServerName = record.Bytes(5);
+    if (!record.IsNull(6)) servers.selected = static_cast<std::uint32_t>(record.Number(6));
+    record.Reset();
+  }
+  Statement entries(database_, "SELECT entry FROM server_list ORDER BY position");
+  while (entries.Step()) servers.list.push_back(entries.Bytes(0));
+  return servers;
 }
 
 std::uint64_t ClientRecords::Generation() {

@@ -187,6 +187,24 @@ struct CertificateRecord {
   bool operator==(CertificateRecord const&) const = default;
 };
 
+// The servers the client knows: what it has learnt of its registration
+// server, relay, root and download servers, and its server list. A text is
+// empty when it is not known.
+struct ServerRecordSet {
+  std::string registrationServerVersion;  // at most 31 bytes
+  std::string registrationServerName;     // each name at most 255 bytes
+  std::string relayVersion;               // at most 255 bytes
+  std::string rootServerName;
+  std::uint32_t rootServerId = 0;
+  std::string downloadServerName;
+  // The server list, each entry in its flattened big-endian form, in order.
+  std::vector<std::string> list;
+  // The place in the list of the server the client chose; none for none.
+  std::optional<std::uint32_t> selected;
+
+  bool operator==(ServerRecordSet const&) const = default;
+};
+
 // Everything in the database, as export gives it and import takes it.
 struct ClientRecordSet {
   std::vector<SettingRecord> settings;
@@ -198,6 +216,7 @@ struct ClientRecordSet {
   bool nudgeEvaluationBlocked = false;
   HostStateRecord state;
   std::vector<CertificateRecord> certificates;
+  ServerRecordSet servers;
 };
 
 // Limits of what a record holds. Longer or odder input is refused with a
@@ -226,6 +245,13 @@ void CheckNudge(NudgeRecord const& nudge);
 // UTF-8 without control bytes, the names of pending restarts 1 to 1024
 // bytes and none twice.
 void CheckHostState(HostStateRecord const& state);
+// The servers: the texts UTF-8 without control bytes and within their
+// lengths (so that each fits its field of the host's server record with its
+// terminator), at most 1024 entries in the list, each from 32 to 4096 bytes,
+// and the selected one among them.
+inline constexpr std::size_t kMaximumServerListEntries = 1024;
+inline constexpr std::size_t kMaximumFlattenedServerLength = 4096;
+void CheckServers(ServerRecordSet const& servers);
 // An action: each field within its bounds, a parameter's name 1 to 1024
 // bytes and its value at most 65536, both UTF-8 without control bytes (the
 // tab allowed in a value), no name twice.
@@ -242,7 +268,7 @@ std::string EncodedClientKey(std::string_view name);
 class ClientRecords {
  public:
   // The schema version this build writes.
-  static constexpr int kSchemaVersion = 6;
+  static constexpr int kSchemaVersion = 7;
   static constexpr char kFileName[] = "client.db";
 
   // Opens the database at that path, making it if missing and bringing its
@@ -293,6 +319,7 @@ class ClientRecords {
   std::optional<NudgeRecord> FindNudge(std::string_view site, std::uint32_t position);
   bool NudgeEvaluationBlocked();
   HostStateRecord HostState();
+  ServerRecordSet Servers();
 
   // Certificates, in the order of their names' bytes.
   std::vector<CertificateRecord> Certificates();
@@ -313,6 +340,7 @@ class ClientRecords {
   void InsertSite(SiteRecord const& site);
   void InsertSetting(SettingRecord const& setting);
   void InsertAction(ActionRecord const& action);
+  void InsertServers(ServerRecordSet const& servers);
   std::vector<ActionRecord> ReadActions(Statement& statement);
   std::vector<NudgeRecord> ReadNudges(Statement& statement);
 

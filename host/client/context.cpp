@@ -6,8 +6,8 @@ ClientContext::ClientContext(ClientFolder* folder)
     : ClientStateHolder(folder), StorageContext(state), ProcessTableContext(state),
       SettingsContext(state),
       SiteContext(state), ActionContext(state),
-      NudgeContext(state), HostStateContext(state),
-      CertificateContext(state) {}
+      NudgeContext(state), HostStateContext(state), CertificateContext(state),
+      ServerContext(state) {}
 
 ClientContext::~ClientContext() = default;
 

@@ -15,7 +15,9 @@
 //                                           the computer's id and server
 //                                           time, the analysis, pending
 //                                           restarts, cryptography and the
-//                                           wake-on-LAN subnet;
+//                                           wake-on-LAN subnet, and the
+//                                           server record;
+//   servers        server_context.h         the selected server;
 //   certificates   certificate_context.h    the certificates the client
 //                                           keeps.
 //
@@ -35,6 +37,7 @@
 #include "host/client/network_context.h"
 #include "host/client/nudge_context.h"
 #include "host/client/process_table_context.h"
+#include "host/client/server_context.h"
 #include "host/client/settings_context.h"
 #include "host/client/site_context.h"
 #include "host/client/storage_context.h"
@@ -63,7 +66,8 @@ class ClientContext : private ClientStateHolder,
                       public ActionContext,
                       public NudgeContext,
                       public HostStateContext,
-                      public CertificateContext {
+                      public CertificateContext,
+                      public ServerContext {
  public:
   // A context over that client folder, which must outlive it. With no folder
   // the storage slots of folders are null: the host has the interface but

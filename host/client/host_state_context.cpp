@@ -1,6 +1,7 @@
 #include "host/client/host_state_context.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace survey::client {
 
@@ -30,10 +31,30 @@ char const* HostStateContext::Kept(std::optional<std::string> const& text) {
   return kept_.emplace_back(*text).c_str();
 }
 
+namespace {
+
+// A text into a field of the record, cut to leave room for its terminator.
+template <std::size_t N>
+void CopyField(char (&field)[N], std::string const& text) {
+  std::size_t const length = std::min(text.size(), N - 1);
+  std::memcpy(field, text.data(), length);
+  field[length] = '\0';
+}
+
+}  // namespace
+
 void HostStateContext::GetServerRecord(SurveyorServerRecord& record) {
   HostStateRecord const state = Current();
   record.computerId = state.computerId.value_or(0);
   record.apparentServerTime = state.apparentServerTime.value_or(0);
+  if (state_.Folder() == nullptr) return;
+  ServerRecordSet const servers = state_.Records().Servers();
+  record.rootServerId = servers.rootServerId;
+  CopyField(record.registrationServerVersion, servers.registrationServerVersion);
+  CopyField(record.registrationServerName, servers.registrationServerName);
+  CopyField(record.relayVersion, servers.relayVersion);
+  CopyField(record.rootServerName, servers.rootServerName);
+  CopyField(record.downloadServerName, servers.downloadServerName);
 }
 
 bool HostStateContext::IsRestartPending() { return Current().restartPending; }

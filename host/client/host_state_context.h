@@ -2,8 +2,12 @@
 // own state, kept in its records (client_records.h, HostStateRecord):
 //
 //   system         `SurveyorSystemContext`: who controls the action lock;
-//   servers        `SurveyorServerContext`: the computer's id and the
-//                  server's apparent time, the rest of the record left clear;
+//   servers        `SurveyorServerContext`: the computer's id, the
+//                  server's apparent time, the registration server's version
+//                  and name, the relay's version, the root server's name and
+//                  id and the download server's name (client_records.h,
+//                  ServerRecordSet); the rest of the record, its buffers
+//                  included, is left as the library prepared it;
 //   analysis       `SurveyorAnalysisContext`: the analysis under evaluation,
 //                  none unless its time is recorded;
 //   restarts       `PendingRestartSurveyorContext`: whether a restart is

@@ -63,6 +63,19 @@ void PrepareServerRecord(SurveyorServerRecord& record) {
 
 }  // namespace
 
+std::unique_ptr<SurveyorServerRecord> AskServerRecord() {
+  SurveyorServerContext& servers = ContextInterface<SurveyorServerContext>();
+  // The record is large; it lives on the heap.
+  auto record = std::make_unique<SurveyorServerRecord>();
+  PrepareServerRecord(*record);
+  servers.GetServerRecord(*record);
+  return record;
+}
+
+HostSelectorEntry const* AskSelectedServer() {
+  return ContextInterface<HostSelectorSurveyorContext>().GetSelectedServer();
+}
+
 void ComputerIDNodeState(Fingerprinter& fingerprinter) {
   SurveyorServerContext* const servers = FindContextInterface<SurveyorServerContext>();
   if (servers == nullptr) return;

@@ -16,8 +16,19 @@
 // they return. `DependsOnSiteList` and `DependsOnProcessTable` are the
 // exceptions and throw as a property does. `YieldTimeSlice` and `Trickle`
 // return without doing anything in every missing case, a null slot included.
+//
+// The server record and the selected server are reached through interfaces
+// with virtual operations, so steps 3 and 4 are one call:
+//
+//   - `AskServerRecord` makes a record on the heap, clears it, points each
+//     of its four buffers at its own bytes (begin and current at the start,
+//     end behind the last), and asks the host to fill it; the library reads
+//     only the fields it names, whatever the host writes elsewhere;
+//   - `AskSelectedServer` gives the host's entry as it stands, which the
+//     host keeps until the evaluation ends; null for none.
 #pragma once
 
+#include <memory>
 #include <utility>
 
 #include "survey/frame/adaptors.h"
@@ -131,6 +142,15 @@ survey::frame::SlotFunctionOf<Slot> ContextSlotIfPresent() {
   if (slot == nullptr) throw typename ContextErrorOf<Interface>::Type();
   return slot;
 }
+
+// ---------------------------------------------------------------------------
+// The servers' interfaces. Both throw `NoSurveyorContext` without a context
+// or interface.
+
+// The host's server record, prepared and filled as told above.
+SURVEY_API std::unique_ptr<SurveyorServerRecord> AskServerRecord();
+// The host's selected server; null when it has none.
+SURVEY_API HostSelectorEntry const* AskSelectedServer();
 
 // ---------------------------------------------------------------------------
 // Dependency functions given at registration.

@@ -1,5 +1,6 @@
 #include "tools/survey/client_commands.h"
 
+#include <arpa/inet.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,6 +23,9 @@
 #include "host/client/certificates.h"
 #include "host/client/client_folder.h"
 #include "host/client/client_records.h"
+#include "host/client/server_context.h"
+#include "host/engine/errors.h"
+#include "host/engine/host.h"
 
 namespace survey::tools {
 
@@ -44,6 +48,8 @@ using client::SettingRecord;
 using client::SettingScope;
 using client::SiteGroupRecord;
 using client::SiteRecord;
+using client::HostSelectorCodec;
+using client::ServerRecordSet;
 using Json = nlohmann::ordered_json;
 
 // Input that the command refuses before it reaches the records.
@@ -56,9 +62,8 @@ constexpr char const* kCommandWords[] = {"setting", "site", "import", "export",
                                          "show",    "list", "--help", "-h"};
 
 // The kinds of record that `list` shows.
-constexpr char const* kListKinds[] = {"settings", "sites",          "actions",
-                                      "nudges",   "administrators", "state",
-                                      "certificates"};
+constexpr char const* kListKinds[] = {"settings", "sites",   "actions",     "nudges",
+                                      "administrators", "state", "servers", "certificates"};
 
 constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
 
@@ -421,6 +426,285 @@ Json JsonOfAction(ActionRecord const& action) {
   return entry;
 }
 
+// ---------------------------------------------------------------------------
+// The servers. The server list's entries are kept in their flattened form,
+// which the surveyor library writes and reads: its functions are found among
+// the loaded objects, and the library is loaded for them when none offers
+// them yet.
+
+std::string& LibraryPath() {
+  static std::string path;
+  return path;
+}
+
+HostSelectorCodec const& ServerCodec() {
+  static HostSelectorCodec codec = HostSelectorCodec::Find();
+  static std::unique_ptr<host::Host> loaded;
+  if (codec.Found()) return codec;
+  if (LibraryPath().empty()) {
+    throw UsageError("the surveyor library, which writes and reads the server list, is not at hand");
+  }
+  loaded = std::make_unique<host::Host>();
+  try {
+    loaded->Load(LibraryPath());
+  } catch (host::EvaluationError const& error) {
+    loaded.reset();
+    throw UsageError(std::string("the server list needs the surveyor library: ") + error.what());
+  }
+  codec = HostSelectorCodec::Find();
+  if (!codec.Found()) {
+    throw UsageError("the surveyor library " + LibraryPath() + " does not write server entries");
+  }
+  return codec;
+}
+
+std::uint32_t AddressOfText(Json const& value, std::string const& what) {
+  if (!value.is_string()) throw UsageError(what + " must be an IPv4 address in dotted decimal");
+  std::string const text = value.get<std::string>();
+  in_addr address{};
+  if (inet_pton(AF_INET, text.c_str(), &address) != 1) {
+    throw UsageError(what + " must be an IPv4 address in dotted decimal, not " + text);
+  }
+  return ntohl(address.s_addr);
+}
+
+std::string TextOfAddress(std::uint32_t address) {
+  return std::to_string(address >> 24) + "." + std::to_string((address >> 16) & 0xFF) + "." +
+         std::to_string((address >> 8) & 0xFF) + "." + std::to_string(address & 0xFF);
+}
+
+std::uint64_t Bounded(Json const& value, std::uint64_t maximum, std::string const& what) {
+  if (!value.is_number_unsigned() || value.get<std::uint64_t>() > maximum) {
+    throw UsageError(what + " must be a whole number from 0 to " + std::to_string(maximum));
+  }
+  return value.get<std::uint64_t>();
+}
+
+// The longest name of an entry, and the latest time: the flattened form
+// keeps whole seconds in 32 bits.
+constexpr std::size_t kMaximumServerNameLength = 1024;
+constexpr std::int64_t kLatestServerTime = 4294967295LL * 1000000 + 999999;
+
+// One entry of the server list, flattened by the library.
+std::string ServerEntryOfJson(Json const& entry, std::size_t position, bool& selected) {
+  std::string const where = "the server " + std::to_string(position) + " of the list";
+  if (!entry.is_object()) throw UsageError(where + " must be an object");
+  RefuseUnknownKeys(entry,
+                    {"name", "time", "address", "port", "priority", "weight", "gateway count",
+                     "distance", "competition size", "competition weight", "gateways", "selected"},
+                    where);
+  SurveyHostSelectorDescription description{};
+  std::string name;
+  if (entry.contains("name")) name = Text(entry["name"], where + ": \"name\"");
+  if (name.size() > kMaximumServerNameLength) {
+    throw UsageError(where + ": \"name\" is longer than " +
+                     std::to_string(kMaximumServerNameLength) + " bytes");
+  }
+  description.name = name.data();
+  description.nameLength = static_cast<unsigned long>(name.size());
+  if (entry.contains("time")) {
+    description.time = Time(entry["time"], where + ": \"time\"");
+    if (description.time < 0 || description.time > kLatestServerTime) {
+      throw UsageError(where + ": \"time\" must lie from 1970 to 2106 (0 to " +
+                       std::to_string(kLatestServerTime) + " microseconds)");
+    }
+  }
+  if (entry.contains("address")) {
+    description.address = AddressOfText(entry["address"], where + ": \"address\"");
+  }
+  if (entry.contains("port")) {
+    description.port = static_cast<std::uint32_t>(Bounded(entry["port"], 65535, where + ": \"port\""));
+  }
+  if (entry.contains("priority")) {
+    description.priority =
+        static_cast<std::uint16_t>(Bounded(entry["priority"], 65535, where + ": \"priority\""));
+  }
+  if (entry.contains("weight")) {
+    description.weight =
+        static_cast<std::uint16_t>(Bounded(entry["weight"], 65535, where + ": \"weight\""));
+  }
+  std::size_t gatewayCount = 0;
+  if (entry.contains("gateways")) {
+    Json const& gateways = entry["gateways"];
+    if (!gateways.is_array() || gateways.size() > 20) {
+      throw UsageError(where + ": \"gateways\" must be a list of at most 20 addresses");
+    }
+    for (Json const& gateway : gateways) {
+      description.gateways[gatewayCount++] = AddressOfText(gateway, where + ": a gateway");
+    }
+  }
+  description.gatewayCount = static_cast<std::uint8_t>(
+      entry.contains("gateway count")
+          ? Bounded(entry["gateway count"], 255, where + ": \"gateway count\"")
+          : gatewayCount);
+  description.distance = entry.contains("distance")
+                             ? static_cast<std::uint8_t>(
+                                   Bounded(entry["distance"], 255, where + ": \"distance\""))
+                             : 255;
+  if (entry.contains("competition size")) {
+    description.competitionSize = static_cast<std::uint32_t>(
+        Bounded(entry["competition size"], 0xFFFFFFFFu, where + ": \"competition size\""));
+  }
+  if (entry.contains("competition weight")) {
+    description.competitionWeight = static_cast<std::uint32_t>(
+        Bounded(entry["competition weight"], 0xFFFFFFFFu, where + ": \"competition weight\""));
+  }
+  if (entry.contains("selected")) {
+    if (!entry["selected"].is_boolean()) throw UsageError(where + ": \"selected\" must be true or false");
+    selected = entry["selected"].get<bool>();
+  }
+  HostSelectorCodec const& codec = ServerCodec();
+  // The room the library's writer asks for: the name and 112 bytes.
+  std::string flattened(name.size() + 112, '\0');
+  unsigned long const written =
+      codec.flatten(&description, reinterpret_cast<unsigned char*>(flattened.data()),
+                    static_cast<unsigned long>(flattened.size()));
+  if (written == 0) throw UsageError(where + " cannot be written in its flattened form");
+  flattened.resize(written);
+  return flattened;
+}
+
+// What the library reads back from an entry; throws when it is damaged.
+SurveyHostSelectorDescription DescriptionOfEntry(std::string const& flattened,
+                                                 std::string& name) {
+  HostSelectorCodec const& codec = ServerCodec();
+  std::unique_ptr<HostSelectorEntry, SurveyDeleteHostSelectorFunction> entry(
+      codec.read(reinterpret_cast<unsigned char const*>(flattened.data()),
+                 static_cast<unsigned long>(flattened.size())),
+      codec.free);
+  if (entry == nullptr) throw RecordError("an entry of the server list is damaged");
+  SurveyHostSelectorDescription description{};
+  codec.describe(entry.get(), &description);
+  name.assign(description.name, description.nameLength);
+  description.name = nullptr;
+  return description;
+}
+
+// The gateways an entry shows: the first of its count, at most 20.
+std::size_t ShownGateways(SurveyHostSelectorDescription const& description) {
+  return std::min<std::size_t>(description.gatewayCount, 20);
+}
+
+Json JsonOfServerEntry(std::string const& flattened, bool selected) {
+  std::string name;
+  SurveyHostSelectorDescription const description = DescriptionOfEntry(flattened, name);
+  Json entry = Json::object();
+  entry["name"] = name;
+  entry["time"] = description.time;
+  entry["address"] = TextOfAddress(description.address);
+  entry["port"] = description.port;
+  entry["priority"] = description.priority;
+  entry["weight"] = description.weight;
+  entry["gateway count"] = description.gatewayCount;
+  entry["distance"] = description.distance;
+  entry["competition size"] = description.competitionSize;
+  entry["competition weight"] = description.competitionWeight;
+  Json gateways = Json::array();
+  for (std::size_t k = 0; k < ShownGateways(description); ++k) {
+    gateways.push_back(TextOfAddress(description.gateways[k]));
+  }
+  entry["gateways"] = gateways;
+  entry["selected"] = selected;
+  return entry;
+}
+
+// The servers of a fixture file:
+//   { "registration server": { "name", "version" }, "relay": { "version" },
+//     "root server": { "name", "id" }, "download server": { "name" },
+//     "list": [ { "name", "time", "address", "port", ..., "selected" } ] }
+ServerRecordSet ServersOfJson(Json const& object) {
+  std::string const where = "\"servers\"";
+  if (!object.is_object()) throw UsageError(where + " must be an object");
+  RefuseUnknownKeys(object, {"registration server", "relay", "root server", "download server", "list"},
+                    where);
+  ServerRecordSet servers;
+  auto const part = [&](char const* key, std::set<std::string> const& keys) -> Json const* {
+    if (!object.contains(key)) return nullptr;
+    Json const& value = object[key];
+    std::string const inner = where + ": \"" + key + "\"";
+    if (!value.is_object()) throw UsageError(inner + " must be an object");
+    RefuseUnknownKeys(value, keys, inner);
+    return &value;
+  };
+  auto const text = [&](Json const* value, char const* key, std::string& into) {
+    if (value != nullptr && value->contains(key)) {
+      into = Text((*value)[key], where + ": \"" + key + "\"");
+    }
+  };
+  Json const* const registration = part("registration server", {"name", "version"});
+  text(registration, "name", servers.registrationServerName);
+  text(registration, "version", servers.registrationServerVersion);
+  text(part("relay", {"version"}), "version", servers.relayVersion);
+  Json const* const root = part("root server", {"name", "id"});
+  text(root, "name", servers.rootServerName);
+  if (root != nullptr && root->contains("id")) {
+    servers.rootServerId = Unsigned32((*root)["id"], where + ": the root server's \"id\"");
+  }
+  text(part("download server", {"name"}), "name", servers.downloadServerName);
+  if (object.contains("list")) {
+    Json const& list = object["list"];
+    if (!list.is_array()) throw UsageError(where + ": \"list\" must be a list");
+    if (list.size() > client::kMaximumServerListEntries) {
+      throw UsageError(where + ": \"list\" holds at most " +
+                       std::to_string(client::kMaximumServerListEntries) + " servers");
+    }
+    for (Json const& entry : list) {
+      bool selected = false;
+      servers.list.push_back(ServerEntryOfJson(entry, servers.list.size(), selected));
+      if (!selected) continue;
+      if (servers.selected) throw UsageError(where + ": at most one server is the selected one");
+      servers.selected = static_cast<std::uint32_t>(servers.list.size() - 1);
+    }
+  }
+  return servers;
+}
+
+Json JsonOfServers(ServerRecordSet const& servers) {
+  Json object = Json::object();
+  object["registration server"] = Json{{"name", servers.registrationServerName},
+                                       {"version", servers.registrationServerVersion}};
+  object["relay"] = Json{{"version", servers.relayVersion}};
+  object["root server"] = Json{{"name", servers.rootServerName}, {"id", servers.rootServerId}};
+  object["download server"] = Json{{"name", servers.downloadServerName}};
+  Json list = Json::array();
+  for (std::size_t k = 0; k < servers.list.size(); ++k) {
+    list.push_back(JsonOfServerEntry(servers.list[k], servers.selected && *servers.selected == k));
+  }
+  object["list"] = list;
+  return object;
+}
+
+// The servers, readably: the known servers a line each, then the list, an
+// entry a line.
+void PrintServers(ServerRecordSet const& servers) {
+  auto const shown = [](std::string const& text) { return text.empty() ? std::string("-") : text; };
+  std::printf("registration server\t%s\tversion %s\n", shown(servers.registrationServerName).c_str(),
+              shown(servers.registrationServerVersion).c_str());
+  std::printf("relay\tversion %s\n", shown(servers.relayVersion).c_str());
+  std::printf("root server\t%s\tid %u\n", shown(servers.rootServerName).c_str(),
+              static_cast<unsigned>(servers.rootServerId));
+  std::printf("download server\t%s\n", shown(servers.downloadServerName).c_str());
+  for (std::size_t k = 0; k < servers.list.size(); ++k) {
+    std::string name;
+    SurveyHostSelectorDescription const entry = DescriptionOfEntry(servers.list[k], name);
+    std::string gateways;
+    for (std::size_t g = 0; g < ShownGateways(entry); ++g) {
+      gateways += (g == 0 ? "" : ",") + TextOfAddress(entry.gateways[g]);
+    }
+    std::string line = std::to_string(k) + "\t" +
+                       (servers.selected && *servers.selected == k ? "selected" : "-") + "\t" +
+                       shown(name) + "\t" + TextOfAddress(entry.address) + ":" +
+                       std::to_string(entry.port) + "\tpriority " + std::to_string(entry.priority) +
+                       "\tweight " + std::to_string(entry.weight) + "\tgateways " +
+                       std::to_string(entry.gatewayCount) + " (" + shown(gateways) + ")" +
+                       "\tdistance " + std::to_string(entry.distance) + "\tcompetition " +
+                       std::to_string(entry.competitionSize) + "/" +
+                       std::to_string(entry.competitionWeight) + "\ttime " +
+                       std::to_string(entry.time / 1000000) + "s";
+    std::printf("%s\n", line.c_str());
+  }
+}
+
 constexpr char const* kControllers[] = {"client", "console", "nobody"};
 
 // The client's own state: each key optional.
@@ -553,13 +837,14 @@ CertificateRecord CertificateOfJson(Json const& entry) {
 //     "actions": [ { "id", "current", "pending", ..., "parameters": { NAME: VALUE } } ],
 //     "nudge evaluation blocked": BOOLEAN,
 //     "state": { "computer id", "apparent server time", "action lock controller", ... },
+//     "servers": { "registration server", ..., "list": [ ... ] },
 //     "certificates": [ { "name", "pem" or "file" } ] }
 ClientRecordSet RecordsOfJson(Json const& document,
                               std::vector<std::pair<std::string, std::string>>& mastheads) {
   if (!document.is_object()) throw UsageError("the file must hold one JSON object");
   RefuseUnknownKeys(document,
                     {"settings", "sites", "actions", "nudge evaluation blocked", "state",
-                     "certificates"},
+                     "servers", "certificates"},
                     "the file");
   ClientRecordSet records;
   if (document.contains("settings")) {
@@ -585,6 +870,7 @@ ClientRecordSet RecordsOfJson(Json const& document,
     records.nudgeEvaluationBlocked = blocked.get<bool>();
   }
   if (document.contains("state")) records.state = HostStateOfJson(document["state"]);
+  if (document.contains("servers")) records.servers = ServersOfJson(document["servers"]);
   if (document.contains("certificates")) {
     Json const& certificates = document["certificates"];
     if (!certificates.is_array()) throw UsageError("\"certificates\" must be a list");
@@ -610,6 +896,7 @@ Json JsonOfRecords(ClientRecordSet const& records) {
   document["actions"] = actions;
   document["nudge evaluation blocked"] = records.nudgeEvaluationBlocked;
   document["state"] = JsonOfHostState(records.state);
+  document["servers"] = JsonOfServers(records.servers);
   Json certificates = Json::array();
   for (CertificateRecord const& certificate : records.certificates) {
     certificates.push_back(
@@ -836,6 +1123,10 @@ int List(ClientRecords& records, Arguments const& arguments) {
     }
     return 0;
   }
+  if (arguments.kind == "servers") {
+    PrintServers(records.Servers());
+    return 0;
+  }
   if (arguments.kind == "administrators") {
     for (SettingRecord const& setting : records.Settings(SettingScope::kClient, "Administrators")) {
       PrintSetting(setting);
@@ -937,10 +1228,12 @@ char const* ClientCommandsHelp() {
          "  survey client setting set|get|unset|list [--site SITE] NAME [VALUE]\n"
          "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
          "  survey client import FILE.json | export | show\n"
-         "  survey client list settings|sites|actions|nudges|administrators|state|certificates";
+         "  survey client list "
+         "settings|sites|actions|nudges|administrators|state|servers|certificates";
 }
 
-std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
+std::optional<int> RunClientCommandIfAsked(int argc, char** argv, std::string const& library) {
+  LibraryPath() = library;
   std::string root;
   int const at = ClientWordAt(argc, argv, root);
   if (at == 0) return std::nullopt;
@@ -1003,9 +1296,11 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
               "(NAME, URL, TYPE), actions (ID, current or -, the fields that are not 0, "
               "the parameters), nudges (SITE, POSITION, ID, relevant or -, NAME: VALUE), "
               "administrators (the settings of section Administrators, KEY=VALUE), state "
-              "(NAME, the value as JSON), certificates (NAME, SHA-1, start of validity)");
+              "(NAME, the value as JSON), servers (the known servers, then the server list "
+              "an entry a line), certificates (NAME, SHA-1, start of validity)");
   listed->add_option("kind", arguments.kind,
-                     "settings, sites, actions, nudges, administrators, state or certificates")
+                     "settings, sites, actions, nudges, administrators, state, servers or "
+                     "certificates")
       ->required();
 
   try {

@@ -10,7 +10,7 @@
 //   survey client [--client DIR] import FILE.json
 //   survey client [--client DIR] export
 //   survey client [--client DIR] show
-//   survey client [--client DIR] list settings|sites|actions|nudges|administrators|state|certificates
+//   survey client [--client DIR] list settings|sites|actions|nudges|administrators|state|servers|certificates
 //
 // Each change is one transaction of the client's records: input that is
 // refused gives a message on standard error, exit status 2, and leaves the
@@ -30,8 +30,11 @@ namespace survey::tools {
 // running it; nothing when they ask for something else (queries). The
 // arguments ask for a client command when "client" is followed by one of
 // the command words above or by --help, as the first argument or after
-// --client DIR.
-std::optional<int> RunClientCommandIfAsked(int argc, char** argv);
+// --client DIR. The server list's entries are written and read in their
+// flattened form by the surveyor library's own code: the library at
+// `library` is loaded for that when no loaded object offers it already.
+std::optional<int> RunClientCommandIfAsked(int argc, char** argv,
+                                           std::string const& library = std::string());
 
 // The records of the text of an import file (named `source` in messages),
 // read as `import` reads it before it writes anything, with each site's

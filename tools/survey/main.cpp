@@ -416,7 +416,9 @@ int main(int argc, char** argv) {
   // agent runs: the library reads the process's locale for the system
   // language. Numbers and times keep the "C" forms.
   std::setlocale(LC_CTYPE, "");
-  if (auto const status = survey::tools::RunClientCommandIfAsked(argc, argv)) return *status;
+  if (auto const status = survey::tools::RunClientCommandIfAsked(argc, argv, DefaultLibrary())) {
+    return *status;
+  }
   Options options;
   CLI::App app{"survey: answers questions about this machine, asked in the query language."};
   app.set_version_flag("--version", std::string("survey ") + SURVEY_VERSION);

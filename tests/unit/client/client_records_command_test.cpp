@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "host/client/client_records.h"
 #include "tests/unit/client/client_fixture.h"
 
 namespace {
@@ -48,7 +49,8 @@ class ClientRecordsCommandTest : public ::testing::Test {
     ShellResult const run = client.Import(SmallFixture());
     ASSERT_EQ(0, run.status) << run.output;
     before = DatabaseDump(client.Database());
-    ASSERT_EQ(0u, before.rfind("ok\nversion 6\n", 0)) << before;
+    ASSERT_EQ(0u, before.rfind("ok\nversion " + std::to_string(survey::client::ClientRecords::kSchemaVersion) + "\n", 0))
+        << before;
     ASSERT_NE(std::string::npos, before.find("settings (0, b'Client', b'keep', b'1', ")) << before;
   }
 
@@ -155,7 +157,7 @@ print("nudges: %d" % one("SELECT count(*) FROM nudges"))
 print("certificates: %d" % one("SELECT count(*) FROM certificates"))
 EOF)PY");
   EXPECT_EQ("client folder: " + client.Root() + "\ndatabase: " + client.Database() +
-                " (schema version 6)\n" + counts,
+                " (schema version " + std::to_string(survey::client::ClientRecords::kSchemaVersion) + ")\n" + counts,
             run.output);
 }
 
@@ -212,8 +214,10 @@ print(sorted(r[0] for r in db.execute("SELECT name FROM sqlite_master WHERE type
 print(db.execute("PRAGMA journal_mode").fetchone()[0])
 EOF)PY");
   EXPECT_EQ(
-      "6\n['action_parameters', 'actions', 'certificates', 'generation', 'host_flags', "
-      "'nudge_headers', 'nudges', 'pending_restarts', 'settings', 'site_groups', 'sites']\nwal\n",
+      std::to_string(survey::client::ClientRecords::kSchemaVersion) +
+          "\n['action_parameters', 'actions', 'certificates', 'generation', 'host_flags', "
+          "'nudge_headers', 'nudges', 'pending_restarts', 'server_list', 'server_record', "
+          "'settings', 'site_groups', 'sites']\nwal\n",
       after);
 }
 

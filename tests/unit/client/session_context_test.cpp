@@ -49,12 +49,19 @@ surveyor_string TestStorageFolder() {
   return Copy(madePath);
 }
 
-// "test selected server": needs the interface of the selected server, which
-// this host lacks.
-integer TestSelectedServer() {
-  HostSelectorEntry const* const entry = ContextInterface<HostSelectorSurveyorContext>().GetSelectedServer();
-  if (entry == nullptr) throw NoSuchObject();
-  return integer{1};
+// "test lacking interface": needs an interface that no host offers.
+class TestOnlyInterface {
+ public:
+  virtual int Answer() { return 1; }
+
+ protected:
+  ~TestOnlyInterface() = default;
+};
+
+integer TestLackingInterface() {
+  TestOnlyInterface& interface = ContextInterface<TestOnlyInterface>();
+  long long const answer = interface.Answer();
+  return integer{answer};
 }
 
 class SessionContextTest : public ::testing::Test {
@@ -103,12 +110,12 @@ class SessionContextTest : public ::testing::Test {
                      &TestStorageFolder,
                      nullptr};
   Prop actionCount{Using<GlobalProperty<integer>>,
-                   "test selected server",
-                   "test selected servers",
+                   "test lacking interface",
+                   "test lacking interfaces",
                    "",
                    "",
                    "integer",
-                   &TestSelectedServer,
+                   &TestLackingInterface,
                    nullptr};
   bool hadLocalDomain = false;
   std::string localDomain;
@@ -136,7 +143,7 @@ TEST_F(SessionContextTest, WithoutAClientFolderTheStorageCannotAnswer) {
 }
 
 TEST_F(SessionContextTest, AnInterfaceTheHostLacksIsNotAvailable) {
-  std::string const answer = Ask("test selected server");
+  std::string const answer = Ask("test lacking interface");
   EXPECT_EQ(0u, answer.find("error not available")) << answer;
   EXPECT_NE(std::string::npos, answer.find("this host has no context for it")) << answer;
 }
