@@ -182,11 +182,15 @@ std::string RecordName(OperatorEntry const& entry) {
 std::size_t RecordKeyHash::operator()(RecordKey const& key) const noexcept {
   // The parts' hashes mixed in order, so that ("a", "b") and ("b", "a")
   // differ.
+  // Most keys have empty parts (a phrase alone, a type name alone, a
+  // property of the world): an empty part is hashed as a constant, without
+  // a call.
   constexpr std::size_t kGolden = static_cast<std::size_t>(0x9e3779b97f4a7c15ULL);
   std::hash<std::string_view> const hash;
-  std::size_t value = hash(key[0]);
-  value ^= hash(key[1]) + kGolden + (value << 6) + (value >> 2);
-  value ^= hash(key[2]) + kGolden + (value << 6) + (value >> 2);
+  auto part = [&hash](std::string_view text) { return text.empty() ? 0 : hash(text); };
+  std::size_t value = part(key[0]);
+  value ^= part(key[1]) + kGolden + (value << 6) + (value >> 2);
+  value ^= part(key[2]) + kGolden + (value << 6) + (value >> 2);
   return value;
 }
 
@@ -484,59 +488,61 @@ bool Registry::KnowsTypeName(std::string_view name) const {
 }
 
 std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since) const {
+  // A sound load has no problem to tell, so the description of a record is
+  // made only when there is one: a library registers thousands of records,
+  // and the check runs at every start.
   std::vector<std::string> problems;
   // A type name that is not empty (none) must name a type by the end.
-  auto known = [&](std::string const& what, std::string const& name) {
+  auto known = [&](auto const& entry, char const* what, std::string const& name) {
     if (!name.empty() && !KnowsTypeName(name)) {
-      problems.push_back(what + " " + Quoted(name) + ", which no type has");
+      problems.push_back(RecordName(entry) + " " + what + " " + Quoted(name) + ", which no type has");
     }
   };
   // The first record under a key is the one lookups find; a later one of
   // this load is never reached.
-  auto unique = [&](std::string const& what, bool first, std::string const& key) {
-    if (!first) problems.push_back(what + " is registered twice (" + key + ")");
+  auto unique = [&](auto const& entry, bool first, auto const& key) {
+    if (!first) problems.push_back(RecordName(entry) + " is registered twice (" + key() + ")");
   };
   for (auto it = records_.upper_bound(since); it != records_.end(); ++it) {
     Record const& record = *it->second;
     switch (record.kind) {
       case RecordKind::kType: {
         TypeEntry const& entry = record.type;
-        std::string const what = RecordName(entry);
-        unique(what, FirstUnder(types_, {entry.name, "", ""}) == &entry, "the same type name");
-        known(what + " has the base type", entry.baseName);
+        unique(entry, FirstUnder(types_, {entry.name, "", ""}) == &entry,
+               [] { return std::string("the same type name"); });
+        known(entry, "has the base type", entry.baseName);
         break;
       }
       case RecordKind::kProperty: {
         PropertyEntry const& entry = record.property;
-        std::string const what = RecordName(entry);
         for (std::string_view form : Forms(entry)) {
-          unique(what, FirstUnder(properties_, {form, entry.index, entry.object}) == &entry,
-                 "the phrase " + Quoted(form) + " with the same index and object types");
+          unique(entry, FirstUnder(properties_, {form, entry.index, entry.object}) == &entry,
+                 [form] {
+                   return "the phrase " + Quoted(form) + " with the same index and object types";
+                 });
         }
-        known(what + " names the index type", entry.index);
-        known(what + " names the object type", entry.object);
-        known(what + " names the result type", entry.result);
+        known(entry, "names the index type", entry.index);
+        known(entry, "names the object type", entry.object);
+        known(entry, "names the result type", entry.result);
         break;
       }
       case RecordKind::kCast: {
         CastEntry const& entry = record.cast;
-        std::string const what = RecordName(entry);
-        unique(what, FirstUnder(casts_, {entry.phrase, entry.source, ""}) == &entry,
-               "the same cast phrase and source type");
-        known(what + " names the source type", entry.source);
-        known(what + " names the target type", entry.target);
+        unique(entry, FirstUnder(casts_, {entry.phrase, entry.source, ""}) == &entry,
+               [] { return std::string("the same cast phrase and source type"); });
+        known(entry, "names the source type", entry.source);
+        known(entry, "names the target type", entry.target);
         break;
       }
       case RecordKind::kOperator: {
         OperatorEntry const& entry = record.op;
-        std::string const what = RecordName(entry);
-        unique(what,
+        unique(entry,
                FirstUnder(operators_, {CodeText(entry.code).View(), entry.left, entry.right}) ==
                    &entry,
-               "the same operator and operand types");
-        known(what + " names the left operand type", entry.left);
-        known(what + " names the right operand type", entry.right);
-        known(what + " names the result type", entry.result);
+               [] { return std::string("the same operator and operand types"); });
+        known(entry, "names the left operand type", entry.left);
+        known(entry, "names the right operand type", entry.right);
+        known(entry, "names the result type", entry.result);
         break;
       }
       case RecordKind::kDependency:
