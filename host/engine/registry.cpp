@@ -427,7 +427,7 @@ void Registry::Remove(RecordKind kind, void* record) noexcept {
         break;
     }
     journal_.push_back({RegistryEvent::kUnregistered, kind, record, std::move(name)});
-    Unindex(*found);
+    if (!unloading_) Unindex(*found);
     TypeEntry const* const type = kind == RecordKind::kType ? &found->type : nullptr;
     // The host area goes back to zero, as the record was before it came.
     std::memset(record, 0, sizeof(HostAreaHeader));
@@ -442,6 +442,21 @@ void Registry::Remove(RecordKind kind, void* record) noexcept {
     // Only the journal and the indexes can fail here (memory); the record
     // stays forgotten.
   }
+}
+
+void Registry::EndUnload() {
+  unloading_ = false;
+  types_.clear();
+  properties_.clear();
+  casts_.clear();
+  operators_.clear();
+  propertyNames_.clear();
+  castNames_.clear();
+  phrases_.Clear();
+  caches_.clear();
+  // In order of registration, so that every list under a key is in that
+  // order, as the indexes kept one record at a time would have it.
+  for (auto& [sequence, record] : records_) Index(*record);
 }
 
 Registry::Record* Registry::Find(void const* record) const {

@@ -195,6 +195,15 @@ class Registry {
   // unregistration runs at unload, where nothing may throw.
   void Remove(RecordKind kind, void* record) noexcept;
 
+  // --- Unloading. A library unregisters every record it made, one by one,
+  // from its static destructors. Between these two calls the registry
+  // forgets each record without taking it out of the lookup indexes one at
+  // a time; the end builds the indexes anew from the records left, which
+  // gives the same indexes at a fraction of the cost. No lookup may be made
+  // in between.
+  void BeginUnload() { unloading_ = true; }
+  void EndUnload();
+
   // The registry that holds a record, read back from its host area.
   static Registry* Owner(void const* record);
 
@@ -337,6 +346,9 @@ class Registry {
   std::unordered_map<TypeEntry const*, std::vector<TypeEntry const*>> tupleElements_;
   std::map<std::vector<TypeEntry const*>, TypeEntry const*> tuplesByElements_;
   std::unordered_map<void const*, std::unique_ptr<TupleRecord>> tupleRecords_;
+
+  // Between BeginUnload and EndUnload: the indexes are left as they are.
+  bool unloading_ = false;
 
   // The load under way: the sequence it started after, and its refusals.
   std::optional<unsigned long long> loadStart_;
