@@ -87,11 +87,13 @@ class CodeText {
 // Adds an entry to the list under a key, keeping the order of registration.
 template <class Entry>
 void AddUnder(KeyedEntries<Entry>& index, RecordKey const& key, Entry const* entry) {
-  auto found = index.find(key);
+  HashedRecordKey const hashed{key, RecordKeyHash()(key)};
+  auto found = index.find(hashed);
   if (found == index.end()) {
     found = index
-                .emplace(std::array<std::string, 3>{std::string(key[0]), std::string(key[1]),
-                                                    std::string(key[2])},
+                .emplace(OwnedRecordKey{{std::string(key[0]), std::string(key[1]),
+                                         std::string(key[2])},
+                                        hashed.hash},
                          std::vector<Entry const*>())
                 .first;
   }
@@ -194,9 +196,6 @@ std::size_t RecordKeyHash::operator()(RecordKey const& key) const noexcept {
   return value;
 }
 
-std::size_t RecordKeyHash::operator()(std::array<std::string, 3> const& key) const noexcept {
-  return (*this)(RecordKey{key[0], key[1], key[2]});
-}
 
 struct Registry::Record {
   unsigned long long sequence = 0;

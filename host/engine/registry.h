@@ -136,10 +136,26 @@ struct PhraseUse {
 // and type names) that key the registry's indexes.
 using RecordKey = std::array<std::string_view, 3>;
 
+// A key with its hash, computed once: a registration looks its key up and
+// then files it, and the hash serves both.
+struct HashedRecordKey {
+  RecordKey parts;
+  std::size_t hash;
+  std::string_view operator[](std::size_t k) const { return parts[k]; }
+};
+
+// A key as an index keeps it: its own copies of the parts, and their hash.
+struct OwnedRecordKey {
+  std::array<std::string, 3> parts;
+  std::size_t hash;
+  std::string const& operator[](std::size_t k) const { return parts[k]; }
+};
+
 struct RecordKeyHash {
   using is_transparent = void;
   std::size_t operator()(RecordKey const& key) const noexcept;
-  std::size_t operator()(std::array<std::string, 3> const& key) const noexcept;
+  std::size_t operator()(HashedRecordKey const& key) const noexcept { return key.hash; }
+  std::size_t operator()(OwnedRecordKey const& key) const noexcept { return key.hash; }
 };
 
 struct RecordKeyEqual {
@@ -156,8 +172,8 @@ struct RecordKeyEqual {
 // lookup finds, the others are there for listings and for the checks of a
 // load.
 template <class Entry>
-using KeyedEntries = std::unordered_map<std::array<std::string, 3>, std::vector<Entry const*>,
-                                        RecordKeyHash, RecordKeyEqual>;
+using KeyedEntries =
+    std::unordered_map<OwnedRecordKey, std::vector<Entry const*>, RecordKeyHash, RecordKeyEqual>;
 
 class Registry {
  public:
