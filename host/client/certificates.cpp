@@ -1,11 +1,5 @@
 #include "host/client/certificates.h"
 
-#include <openssl/asn1.h>
-#include <openssl/bio.h>
-#include <openssl/err.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-#include <openssl/x509.h>
 
 #include <climits>
 #include <ctime>
@@ -13,29 +7,30 @@
 
 #include "host/client/client_records.h"
 #include "host/client/crypto_context.h"
+#include "host/client/crypto_library.h"
 
 namespace survey::client {
 
 namespace {
 
 struct BioFree {
-  void operator()(BIO* bio) const { BIO_free(bio); }
+  void operator()(BIO* bio) const { Crypto().BIO_free(bio); }
 };
 struct X509Free {
-  void operator()(X509* certificate) const { X509_free(certificate); }
+  void operator()(X509* certificate) const { Crypto().X509_free(certificate); }
 };
 using Bio = std::unique_ptr<BIO, BioFree>;
 using Certificate = std::unique_ptr<X509, X509Free>;
 
 // The reason libcrypto gives for its last failure, and its queue cleared.
 std::string LibraryReason() {
-  unsigned long const code = ERR_peek_last_error();
+  unsigned long const code = Crypto().ERR_peek_last_error();
   std::string reason;
   if (code != 0) {
-    char const* text = ERR_reason_error_string(code);
+    char const* text = Crypto().ERR_reason_error_string(code);
     if (text != nullptr) reason = text;
   }
-  ERR_clear_error();
+  Crypto().ERR_clear_error();
   return reason.empty() ? std::string("unreadable") : reason;
 }
 
@@ -54,7 +49,7 @@ std::int64_t DaysFromCivil(std::int64_t year, unsigned month, unsigned day) {
 Certificate ParsedDer(std::string_view der) {
   if (der.empty() || der.size() > LONG_MAX) throw RecordError("the certificate is empty");
   unsigned char const* cursor = reinterpret_cast<unsigned char const*>(der.data());
-  Certificate certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
+  Certificate certificate(Crypto().d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
   if (!certificate) throw RecordError("the certificate cannot be read: " + LibraryReason());
   if (cursor != reinterpret_cast<unsigned char const*>(der.data()) + der.size()) {
     throw RecordError("the certificate is followed by other bytes");
@@ -63,11 +58,11 @@ Certificate ParsedDer(std::string_view der) {
 }
 
 std::string DerOf(X509* certificate) {
-  int const length = i2d_X509(certificate, nullptr);
+  int const length = Crypto().i2d_X509(certificate, nullptr);
   if (length <= 0) throw RecordError("the certificate cannot be encoded: " + LibraryReason());
   std::string der(static_cast<std::size_t>(length), '\0');
   unsigned char* cursor = reinterpret_cast<unsigned char*>(der.data());
-  if (i2d_X509(certificate, &cursor) != length) {
+  if (Crypto().i2d_X509(certificate, &cursor) != length) {
     throw RecordError("the certificate cannot be encoded: " + LibraryReason());
   }
   return der;
@@ -80,10 +75,10 @@ std::string CertificateDerOfPem(std::string_view pem) {
     throw RecordError("the certificate's text is longer than " +
                       std::to_string(kMaximumCertificateTextLength) + " bytes");
   }
-  ERR_clear_error();
-  Bio const bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+  Crypto().ERR_clear_error();
+  Bio const bio(Crypto().BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
   if (!bio) throw RecordError("the certificate's text cannot be read: " + LibraryReason());
-  Certificate const certificate(PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr));
+  Certificate const certificate(Crypto().PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr));
   if (!certificate) {
     std::string const reason = LibraryReason();
     if (pem.find("-----BEGIN") == std::string_view::npos) {
@@ -91,8 +86,8 @@ std::string CertificateDerOfPem(std::string_view pem) {
     }
     throw RecordError("the PEM certificate cannot be read: " + reason);
   }
-  Certificate const second(PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr));
-  ERR_clear_error();
+  Certificate const second(Crypto().PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr));
+  Crypto().ERR_clear_error();
   if (second) throw RecordError("the text holds more than one certificate");
   std::string der = DerOf(certificate.get());
   // A certificate whose facts cannot be told is refused here, not when it
@@ -103,12 +98,12 @@ std::string CertificateDerOfPem(std::string_view pem) {
 
 std::string CertificatePemOfDer(std::string_view der) {
   Certificate const certificate = ParsedDer(der);
-  Bio const bio(BIO_new(BIO_s_mem()));
-  if (!bio || PEM_write_bio_X509(bio.get(), certificate.get()) != 1) {
+  Bio const bio(Crypto().BIO_new(Crypto().BIO_s_mem()));
+  if (!bio || Crypto().PEM_write_bio_X509(bio.get(), certificate.get()) != 1) {
     throw RecordError("the certificate cannot be written as PEM: " + LibraryReason());
   }
   char* data = nullptr;
-  long const length = BIO_get_mem_data(bio.get(), &data);
+  long const length = Crypto().BIO_ctrl(bio.get(), BIO_CTRL_INFO, 0, &data);
   return std::string(data, length > 0 ? static_cast<std::size_t>(length) : 0);
 }
 
@@ -117,13 +112,13 @@ CertificateFacts FactsOfCertificate(std::string_view der) {
   CertificateFacts facts;
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned length = 0;
-  if (EVP_Digest(der.data(), der.size(), digest, &length, EVP_sha1(), nullptr) != 1) {
+  if (Crypto().EVP_Digest(der.data(), der.size(), digest, &length, Crypto().EVP_sha1(), nullptr) != 1) {
     throw RecordError("the certificate cannot be hashed: " + LibraryReason());
   }
   facts.sha1 = HexadecimalOf(digest, length);
-  ASN1_TIME const* const start = X509_get0_notBefore(certificate.get());
+  ASN1_TIME const* const start = Crypto().X509_get0_notBefore(certificate.get());
   std::tm parts{};
-  if (start == nullptr || ASN1_TIME_to_tm(start, &parts) != 1) {
+  if (start == nullptr || Crypto().ASN1_TIME_to_tm(start, &parts) != 1) {
     throw RecordError("the certificate's start of validity cannot be read: " + LibraryReason());
   }
   std::int64_t const days =

@@ -2,11 +2,15 @@
 
 #include <fcntl.h>
 #include <openssl/evp.h>
+#include <openssl/opensslv.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <memory>
+
+#include "host/client/crypto_library.h"
+#include "host/client/late_library.h"
 
 namespace survey::client {
 
@@ -19,13 +23,38 @@ constexpr std::size_t kPieceSize = 128 * 1024;
 // to go on.
 constexpr unsigned kPiecesBetweenChecks = 16;
 
+// The versioned file name of the libcrypto the host is compiled against.
+#define SURVEY_TEXT_OF(x) #x
+#define SURVEY_TEXT(x) SURVEY_TEXT_OF(x)
+#if defined(OPENSSL_VERSION_MAJOR)
+#define SURVEY_LIBCRYPTO_NAME "libcrypto.so." SURVEY_TEXT(OPENSSL_VERSION_MAJOR)
+#else
+#define SURVEY_LIBCRYPTO_NAME "libcrypto.so.1.1"
+#endif
+
+}  // namespace
+
+CryptoFunctions const& Crypto() {
+  static CryptoFunctions const functions = [] {
+    static LateLibrary const library(SURVEY_LIBCRYPTO_NAME);
+    CryptoFunctions bound;
+#define SURVEY_CRYPTO_BIND(name) library.Bind(bound.name, #name);
+    SURVEY_CRYPTO_FUNCTIONS(SURVEY_CRYPTO_BIND)
+#undef SURVEY_CRYPTO_BIND
+    return bound;
+  }();
+  return functions;
+}
+
+namespace {
+
 struct DescriptorCloser {
   int descriptor;
   ~DescriptorCloser() { ::close(descriptor); }
 };
 
 struct DigestContextFree {
-  void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+  void operator()(EVP_MD_CTX* context) const { Crypto().EVP_MD_CTX_free(context); }
 };
 
 }  // namespace
@@ -48,8 +77,14 @@ std::string Sha1OfFile(char const* path) {
   int const descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (descriptor < 0) return std::string();
   DescriptorCloser const closer{descriptor};
-  std::unique_ptr<EVP_MD_CTX, DigestContextFree> const context(EVP_MD_CTX_new());
-  if (!context || EVP_DigestInit_ex(context.get(), EVP_sha1(), nullptr) != 1) {
+  try {
+    Crypto();
+  } catch (LateLibraryError const&) {
+    // Without the machine's libcrypto there is no hash to give.
+    return std::string();
+  }
+  std::unique_ptr<EVP_MD_CTX, DigestContextFree> const context(Crypto().EVP_MD_CTX_new());
+  if (!context || Crypto().EVP_DigestInit_ex(context.get(), Crypto().EVP_sha1(), nullptr) != 1) {
     return std::string();
   }
   std::unique_ptr<unsigned char[]> const piece(new unsigned char[kPieceSize]);
@@ -61,14 +96,14 @@ std::string Sha1OfFile(char const* path) {
       return std::string();
     }
     if (got == 0) break;
-    if (EVP_DigestUpdate(context.get(), piece.get(), static_cast<std::size_t>(got)) != 1) {
+    if (Crypto().EVP_DigestUpdate(context.get(), piece.get(), static_cast<std::size_t>(got)) != 1) {
       return std::string();
     }
     if (++pieces % kPiecesBetweenChecks == 0) Check_For_Surveyor_Interruption();
   }
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned length = 0;
-  if (EVP_DigestFinal_ex(context.get(), digest, &length) != 1) return std::string();
+  if (Crypto().EVP_DigestFinal_ex(context.get(), digest, &length) != 1) return std::string();
   return HexadecimalOf(digest, length);
 }
 

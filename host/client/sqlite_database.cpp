@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include "host/client/late_library.h"
+
 namespace survey::client {
 
 namespace {
@@ -9,25 +11,76 @@ namespace {
 // How long a command waits for another that holds the database.
 constexpr int kBusyTimeoutMilliseconds = 30000;
 
+// The functions of SQLite that the host calls, taken from the machine's
+// library when the first database is opened (host/client/late_library.h).
+#define SURVEY_SQLITE_FUNCTIONS(X) \
+  X(bind_blob64) \
+  X(bind_int64) \
+  X(bind_null) \
+  X(busy_timeout) \
+  X(clear_bindings) \
+  X(close) \
+  X(column_blob) \
+  X(column_bytes) \
+  X(column_int64) \
+  X(column_type) \
+  X(errmsg) \
+  X(errstr) \
+  X(exec) \
+  X(extended_result_codes) \
+  X(finalize) \
+  X(free) \
+  X(open_v2) \
+  X(prepare_v3) \
+  X(reset) \
+  X(step)
+
+struct SqliteFunctions {
+#define SURVEY_SQLITE_POINTER(name) decltype(&::sqlite3_##name) name = nullptr;
+  SURVEY_SQLITE_FUNCTIONS(SURVEY_SQLITE_POINTER)
+#undef SURVEY_SQLITE_POINTER
+};
+
+SqliteFunctions BindSqlite() {
+  static LateLibrary const library("libsqlite3.so.0");
+  SqliteFunctions functions;
+#define SURVEY_SQLITE_BIND(name) library.Bind(functions.name, "sqlite3_" #name);
+  SURVEY_SQLITE_FUNCTIONS(SURVEY_SQLITE_BIND)
+#undef SURVEY_SQLITE_BIND
+  return functions;
+}
+
+// The functions; LateLibraryError the first time, and at every call after,
+// if the library cannot be had.
+SqliteFunctions const& Sqlite() {
+  static SqliteFunctions const functions = BindSqlite();
+  return functions;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
 // Database.
 
 Database::Database(std::string const& path) : path_(path) {
-  int const code = sqlite3_open_v2(path.c_str(), &handle_,
+  try {
+    Sqlite();
+  } catch (LateLibraryError const& error) {
+    throw DatabaseError("cannot open the database " + path + ": " + error.what());
+  }
+  int const code = Sqlite().open_v2(path.c_str(), &handle_,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE |
                                        SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
                                    nullptr);
   if (code != SQLITE_OK) {
     std::string const message =
         handle_ != nullptr ? Message("cannot open") : "cannot open the database " + path;
-    sqlite3_close(handle_);
+    Sqlite().close(handle_);
     handle_ = nullptr;
     throw DatabaseError(message);
   }
-  sqlite3_busy_timeout(handle_, kBusyTimeoutMilliseconds);
-  sqlite3_extended_result_codes(handle_, 1);
+  Sqlite().busy_timeout(handle_, kBusyTimeoutMilliseconds);
+  Sqlite().extended_result_codes(handle_, 1);
   try {
     // Reading the journal mode is the first read of the file: a file that is
     // not a database fails here.
@@ -35,7 +88,7 @@ Database::Database(std::string const& path) : path_(path) {
     Execute("PRAGMA synchronous=FULL");
     Execute("PRAGMA foreign_keys=ON");
   } catch (...) {
-    sqlite3_close(handle_);
+    Sqlite().close(handle_);
     handle_ = nullptr;
     throw;
   }
@@ -43,7 +96,7 @@ Database::Database(std::string const& path) : path_(path) {
 
 Database::~Database() {
   // Every statement is finalised by its owner before the database goes.
-  sqlite3_close(handle_);
+  Sqlite().close(handle_);
 }
 
 std::string Database::Message(std::string_view what) const {
@@ -51,18 +104,18 @@ std::string Database::Message(std::string_view what) const {
   text += " the database ";
   text += path_;
   text += ": ";
-  text += handle_ != nullptr ? sqlite3_errmsg(handle_) : "out of memory";
+  text += handle_ != nullptr ? Sqlite().errmsg(handle_) : "out of memory";
   return text;
 }
 
 void Database::Execute(std::string_view sql) {
   std::string const text(sql);
   char* error = nullptr;
-  int const code = sqlite3_exec(handle_, text.c_str(), nullptr, nullptr, &error);
+  int const code = Sqlite().exec(handle_, text.c_str(), nullptr, nullptr, &error);
   if (code != SQLITE_OK) {
     std::string message = "cannot use the database " + path_ + ": ";
-    message += error != nullptr ? error : sqlite3_errstr(code);
-    sqlite3_free(error);
+    message += error != nullptr ? error : Sqlite().errstr(code);
+    Sqlite().free(error);
     throw DatabaseError(message);
   }
 }
@@ -83,16 +136,16 @@ void Database::SetUserVersion(int version) {
 // Statement.
 
 Statement::Statement(Database& database, std::string_view sql) : database_(database) {
-  int const code = sqlite3_prepare_v3(database.Handle(), sql.data(), static_cast<int>(sql.size()),
+  int const code = Sqlite().prepare_v3(database.Handle(), sql.data(), static_cast<int>(sql.size()),
                                       SQLITE_PREPARE_PERSISTENT, &statement_, nullptr);
   if (code != SQLITE_OK) {
-    sqlite3_finalize(statement_);
+    Sqlite().finalize(statement_);
     statement_ = nullptr;
     throw DatabaseError(database.Message("cannot prepare a statement for"));
   }
 }
 
-Statement::~Statement() { sqlite3_finalize(statement_); }
+Statement::~Statement() { Sqlite().finalize(statement_); }
 
 void Statement::Fail(int) {
   std::string const message = database_.Message("cannot use");
@@ -105,20 +158,20 @@ Statement& Statement::Bind(int position, std::string_view bytes) {
   // blob, not a null.
   static char const kEmpty[1] = {};
   int const code =
-      sqlite3_bind_blob64(statement_, position, bytes.empty() ? kEmpty : bytes.data(),
+      Sqlite().bind_blob64(statement_, position, bytes.empty() ? kEmpty : bytes.data(),
                           static_cast<sqlite3_uint64>(bytes.size()), SQLITE_TRANSIENT);
   if (code != SQLITE_OK) Fail(code);
   return *this;
 }
 
 Statement& Statement::Bind(int position, std::int64_t number) {
-  int const code = sqlite3_bind_int64(statement_, position, number);
+  int const code = Sqlite().bind_int64(statement_, position, number);
   if (code != SQLITE_OK) Fail(code);
   return *this;
 }
 
 Statement& Statement::BindNull(int position) {
-  int const code = sqlite3_bind_null(statement_, position);
+  int const code = Sqlite().bind_null(statement_, position);
   if (code != SQLITE_OK) Fail(code);
   return *this;
 }
@@ -128,7 +181,7 @@ Statement& Statement::Bind(int position, std::optional<std::int64_t> number) {
 }
 
 bool Statement::Step() {
-  int const code = sqlite3_step(statement_);
+  int const code = Sqlite().step(statement_);
   if (code == SQLITE_ROW) return true;
   if (code == SQLITE_DONE) {
     Reset();
@@ -143,23 +196,23 @@ void Statement::Run() {
 }
 
 void Statement::Reset() {
-  sqlite3_reset(statement_);
-  sqlite3_clear_bindings(statement_);
+  Sqlite().reset(statement_);
+  Sqlite().clear_bindings(statement_);
 }
 
 std::string Statement::Bytes(int column) const {
-  void const* const data = sqlite3_column_blob(statement_, column);
-  int const size = sqlite3_column_bytes(statement_, column);
+  void const* const data = Sqlite().column_blob(statement_, column);
+  int const size = Sqlite().column_bytes(statement_, column);
   if (data == nullptr || size <= 0) return std::string();
   return std::string(static_cast<char const*>(data), static_cast<std::size_t>(size));
 }
 
 std::int64_t Statement::Number(int column) const {
-  return sqlite3_column_int64(statement_, column);
+  return Sqlite().column_int64(statement_, column);
 }
 
 bool Statement::IsNull(int column) const {
-  return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+  return Sqlite().column_type(statement_, column) == SQLITE_NULL;
 }
 
 // ---------------------------------------------------------------------------

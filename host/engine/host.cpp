@@ -152,7 +152,11 @@ void Host::Unload() {
   if (handle_ == nullptr) return;
   // What the library keeps in its caches it frees only when asked to.
   registry_.ClearCaches();
+  // The library's destructors unregister its records one by one; the
+  // registry builds its indexes once at the end instead of at each.
+  registry_.BeginUnload();
   dlclose(handle_);
+  registry_.EndUnload();
   handle_ = nullptr;
 }
 

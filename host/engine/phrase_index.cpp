@@ -109,6 +109,13 @@ PhraseIndex::PhraseIndex() : root_(std::make_unique<Node>()) {}
 
 PhraseIndex::~PhraseIndex() = default;
 
+void PhraseIndex::Clear() {
+  root_ = std::make_unique<Node>();
+  wordCounts_.clear();
+  byLength_.clear();
+  texts_.clear();
+}
+
 PhraseIndex::Node* PhraseIndex::Walk(std::string_view phrase, bool make) {
   Node* node = root_.get();
   ForEachWord(phrase, [&](std::string_view word) {

@@ -35,6 +35,9 @@ class PhraseIndex {
   void Add(std::string_view phrase, Use use);
   void Remove(std::string_view phrase, Use use);
 
+  // Forgets every phrase.
+  void Clear();
+
   // The number of uses of a phrase in that way.
   std::size_t Count(std::string_view phrase, Use use) const;
 

@@ -87,11 +87,13 @@ class CodeText {
 // Adds an entry to the list under a key, keeping the order of registration.
 template <class Entry>
 void AddUnder(KeyedEntries<Entry>& index, RecordKey const& key, Entry const* entry) {
-  auto found = index.find(key);
+  HashedRecordKey const hashed{key, RecordKeyHash()(key)};
+  auto found = index.find(hashed);
   if (found == index.end()) {
     found = index
-                .emplace(std::array<std::string, 3>{std::string(key[0]), std::string(key[1]),
-                                                    std::string(key[2])},
+                .emplace(OwnedRecordKey{{std::string(key[0]), std::string(key[1]),
+                                         std::string(key[2])},
+                                        hashed.hash},
                          std::vector<Entry const*>())
                 .first;
   }
@@ -182,17 +184,18 @@ std::string RecordName(OperatorEntry const& entry) {
 std::size_t RecordKeyHash::operator()(RecordKey const& key) const noexcept {
   // The parts' hashes mixed in order, so that ("a", "b") and ("b", "a")
   // differ.
+  // Most keys have empty parts (a phrase alone, a type name alone, a
+  // property of the world): an empty part is hashed as a constant, without
+  // a call.
   constexpr std::size_t kGolden = static_cast<std::size_t>(0x9e3779b97f4a7c15ULL);
   std::hash<std::string_view> const hash;
-  std::size_t value = hash(key[0]);
-  value ^= hash(key[1]) + kGolden + (value << 6) + (value >> 2);
-  value ^= hash(key[2]) + kGolden + (value << 6) + (value >> 2);
+  auto part = [&hash](std::string_view text) { return text.empty() ? 0 : hash(text); };
+  std::size_t value = part(key[0]);
+  value ^= part(key[1]) + kGolden + (value << 6) + (value >> 2);
+  value ^= part(key[2]) + kGolden + (value << 6) + (value >> 2);
   return value;
 }
 
-std::size_t RecordKeyHash::operator()(std::array<std::string, 3> const& key) const noexcept {
-  return (*this)(RecordKey{key[0], key[1], key[2]});
-}
 
 struct Registry::Record {
   unsigned long long sequence = 0;
@@ -423,7 +426,7 @@ void Registry::Remove(RecordKind kind, void* record) noexcept {
         break;
     }
     journal_.push_back({RegistryEvent::kUnregistered, kind, record, std::move(name)});
-    Unindex(*found);
+    if (!unloading_) Unindex(*found);
     TypeEntry const* const type = kind == RecordKind::kType ? &found->type : nullptr;
     // The host area goes back to zero, as the record was before it came.
     std::memset(record, 0, sizeof(HostAreaHeader));
@@ -438,6 +441,21 @@ void Registry::Remove(RecordKind kind, void* record) noexcept {
     // Only the journal and the indexes can fail here (memory); the record
     // stays forgotten.
   }
+}
+
+void Registry::EndUnload() {
+  unloading_ = false;
+  types_.clear();
+  properties_.clear();
+  casts_.clear();
+  operators_.clear();
+  propertyNames_.clear();
+  castNames_.clear();
+  phrases_.Clear();
+  caches_.clear();
+  // In order of registration, so that every list under a key is in that
+  // order, as the indexes kept one record at a time would have it.
+  for (auto& [sequence, record] : records_) Index(*record);
 }
 
 Registry::Record* Registry::Find(void const* record) const {
@@ -484,59 +502,61 @@ bool Registry::KnowsTypeName(std::string_view name) const {
 }
 
 std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since) const {
+  // A sound load has no problem to tell, so the description of a record is
+  // made only when there is one: a library registers thousands of records,
+  // and the check runs at every start.
   std::vector<std::string> problems;
   // A type name that is not empty (none) must name a type by the end.
-  auto known = [&](std::string const& what, std::string const& name) {
+  auto known = [&](auto const& entry, char const* what, std::string const& name) {
     if (!name.empty() && !KnowsTypeName(name)) {
-      problems.push_back(what + " " + Quoted(name) + ", which no type has");
+      problems.push_back(RecordName(entry) + " " + what + " " + Quoted(name) + ", which no type has");
     }
   };
   // The first record under a key is the one lookups find; a later one of
   // this load is never reached.
-  auto unique = [&](std::string const& what, bool first, std::string const& key) {
-    if (!first) problems.push_back(what + " is registered twice (" + key + ")");
+  auto unique = [&](auto const& entry, bool first, auto const& key) {
+    if (!first) problems.push_back(RecordName(entry) + " is registered twice (" + key() + ")");
   };
   for (auto it = records_.upper_bound(since); it != records_.end(); ++it) {
     Record const& record = *it->second;
     switch (record.kind) {
       case RecordKind::kType: {
         TypeEntry const& entry = record.type;
-        std::string const what = RecordName(entry);
-        unique(what, FirstUnder(types_, {entry.name, "", ""}) == &entry, "the same type name");
-        known(what + " has the base type", entry.baseName);
+        unique(entry, FirstUnder(types_, {entry.name, "", ""}) == &entry,
+               [] { return std::string("the same type name"); });
+        known(entry, "has the base type", entry.baseName);
         break;
       }
       case RecordKind::kProperty: {
         PropertyEntry const& entry = record.property;
-        std::string const what = RecordName(entry);
         for (std::string_view form : Forms(entry)) {
-          unique(what, FirstUnder(properties_, {form, entry.index, entry.object}) == &entry,
-                 "the phrase " + Quoted(form) + " with the same index and object types");
+          unique(entry, FirstUnder(properties_, {form, entry.index, entry.object}) == &entry,
+                 [form] {
+                   return "the phrase " + Quoted(form) + " with the same index and object types";
+                 });
         }
-        known(what + " names the index type", entry.index);
-        known(what + " names the object type", entry.object);
-        known(what + " names the result type", entry.result);
+        known(entry, "names the index type", entry.index);
+        known(entry, "names the object type", entry.object);
+        known(entry, "names the result type", entry.result);
         break;
       }
       case RecordKind::kCast: {
         CastEntry const& entry = record.cast;
-        std::string const what = RecordName(entry);
-        unique(what, FirstUnder(casts_, {entry.phrase, entry.source, ""}) == &entry,
-               "the same cast phrase and source type");
-        known(what + " names the source type", entry.source);
-        known(what + " names the target type", entry.target);
+        unique(entry, FirstUnder(casts_, {entry.phrase, entry.source, ""}) == &entry,
+               [] { return std::string("the same cast phrase and source type"); });
+        known(entry, "names the source type", entry.source);
+        known(entry, "names the target type", entry.target);
         break;
       }
       case RecordKind::kOperator: {
         OperatorEntry const& entry = record.op;
-        std::string const what = RecordName(entry);
-        unique(what,
+        unique(entry,
                FirstUnder(operators_, {CodeText(entry.code).View(), entry.left, entry.right}) ==
                    &entry,
-               "the same operator and operand types");
-        known(what + " names the left operand type", entry.left);
-        known(what + " names the right operand type", entry.right);
-        known(what + " names the result type", entry.result);
+               [] { return std::string("the same operator and operand types"); });
+        known(entry, "names the left operand type", entry.left);
+        known(entry, "names the right operand type", entry.right);
+        known(entry, "names the result type", entry.result);
         break;
       }
       case RecordKind::kDependency:

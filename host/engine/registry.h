@@ -136,10 +136,26 @@ struct PhraseUse {
 // and type names) that key the registry's indexes.
 using RecordKey = std::array<std::string_view, 3>;
 
+// A key with its hash, computed once: a registration looks its key up and
+// then files it, and the hash serves both.
+struct HashedRecordKey {
+  RecordKey parts;
+  std::size_t hash;
+  std::string_view operator[](std::size_t k) const { return parts[k]; }
+};
+
+// A key as an index keeps it: its own copies of the parts, and their hash.
+struct OwnedRecordKey {
+  std::array<std::string, 3> parts;
+  std::size_t hash;
+  std::string const& operator[](std::size_t k) const { return parts[k]; }
+};
+
 struct RecordKeyHash {
   using is_transparent = void;
   std::size_t operator()(RecordKey const& key) const noexcept;
-  std::size_t operator()(std::array<std::string, 3> const& key) const noexcept;
+  std::size_t operator()(HashedRecordKey const& key) const noexcept { return key.hash; }
+  std::size_t operator()(OwnedRecordKey const& key) const noexcept { return key.hash; }
 };
 
 struct RecordKeyEqual {
@@ -156,8 +172,8 @@ struct RecordKeyEqual {
 // lookup finds, the others are there for listings and for the checks of a
 // load.
 template <class Entry>
-using KeyedEntries = std::unordered_map<std::array<std::string, 3>, std::vector<Entry const*>,
-                                        RecordKeyHash, RecordKeyEqual>;
+using KeyedEntries =
+    std::unordered_map<OwnedRecordKey, std::vector<Entry const*>, RecordKeyHash, RecordKeyEqual>;
 
 class Registry {
  public:
@@ -194,6 +210,15 @@ class Registry {
   // Removes a record. An unknown record is noted in the journal and ignored:
   // unregistration runs at unload, where nothing may throw.
   void Remove(RecordKind kind, void* record) noexcept;
+
+  // --- Unloading. A library unregisters every record it made, one by one,
+  // from its static destructors. Between these two calls the registry
+  // forgets each record without taking it out of the lookup indexes one at
+  // a time; the end builds the indexes anew from the records left, which
+  // gives the same indexes at a fraction of the cost. No lookup may be made
+  // in between.
+  void BeginUnload() { unloading_ = true; }
+  void EndUnload();
 
   // The registry that holds a record, read back from its host area.
   static Registry* Owner(void const* record);
@@ -337,6 +362,9 @@ class Registry {
   std::unordered_map<TypeEntry const*, std::vector<TypeEntry const*>> tupleElements_;
   std::map<std::vector<TypeEntry const*>, TypeEntry const*> tuplesByElements_;
   std::unordered_map<void const*, std::unique_ptr<TupleRecord>> tupleRecords_;
+
+  // Between BeginUnload and EndUnload: the indexes are left as they are.
+  bool unloading_ = false;
 
   // The load under way: the sequence it started after, and its refusals.
   std::optional<unsigned long long> loadStart_;

@@ -35,20 +35,28 @@ bool IsDotOrDotDot(char const* name) {
 
 void descendant_iterator::Restart(folder const& start) {
   levels_.clear();
-  levels_.push_back(Level{MakeFileLoop(start.Path()), start.status.st_dev, start.status.st_ino});
+  levels_.push_back(
+      Level{MakeFileLoop(start.Path()), start.status.st_dev, start.status.st_ino, false, step_});
 }
 
-FileLoop& descendant_iterator::PresentLoop() {
+descendant_iterator::Level& descendant_iterator::PresentLevel() {
   for (;;) {
     if (levels_.empty()) throw NoSuchObject();
-    FileLoop& loop = *levels_.back().loop;
+    Level& level = levels_.back();
+    FileLoop& loop = *level.loop;
+    if (level.done) {
+      level.done = false;
+      ++loop;
+      level.lookedIn = step_;
+    }
     if (loop.Finished()) {
       levels_.pop_back();
     } else if (IsDotOrDotDot(loop.Location().Name())) {
       // The loop withholds these already; the walk makes sure.
       ++loop;
+      level.lookedIn = step_;
     } else {
-      return loop;
+      return level;
     }
   }
 }
@@ -68,59 +76,76 @@ void descendant_iterator::GoDown(FileLoop const& loop) {
   FileItem const& item = loop.Item();
   // The new level goes to the back, so the walk goes down at once. The loops
   // are held by pointer, so they stay where they are as the deque grows.
-  levels_.push_back(Level{MakeFileLoop(loop.Location()), item.Device(), item.Inode()});
+  levels_.push_back(
+      Level{MakeFileLoop(loop.Location()), item.Device(), item.Inode(), false, step_});
 }
 
 file descendant_iterator::First(Of, folder const& start) {
+  ++step_;
   Restart(start);
-  return Next(Of(0), start);
+  return NextFile(start);
 }
 
 file descendant_iterator::Next(Of, folder const& start) {
+  ++step_;
+  return NextFile(start);
+}
+
+file descendant_iterator::NextFile(folder const& start) {
   for (;;) {
-    FileLoop& loop = PresentLoop();
+    Level& level = PresentLevel();
+    FileLoop& loop = *level.loop;
     FileItem const& item = loop.Item();
+    // Whatever this item is, the loop moves on from it at the next step.
+    level.done = true;
     if (item.IsDirectory()) {
       // A folder already open above is passed over.
       if (!OnTheStack(item)) GoDown(loop);
-      ++loop;
     } else if (!item.IsFile()) {
       // A device, a pipe or a socket.
-      ++loop;
+    } else if (level.lookedIn == step_) {
+      // The loop has just looked at it: that look is the item's `stat`.
+      return file(loop.Location(), start.Flag(), item.Status());
     } else {
       try {
-        file found(loop.Location(), start.Flag());
-        ++loop;
-        return found;
+        return file(loop.Location(), start.Flag());
       } catch (NoSuchObject const&) {
-        // It vanished between the listing and now.
-        ++loop;
+        // It vanished between the loop's look and now.
       }
     }
   }
 }
 
 folder descendant_iterator::FirstFolder(Of, folder const& start) {
+  ++step_;
   Restart(start);
-  return NextFolder(Of(0), start);
+  return NextFolderFrom(start);
 }
 
 folder descendant_iterator::NextFolder(Of, folder const& start) {
+  ++step_;
+  return NextFolderFrom(start);
+}
+
+folder descendant_iterator::NextFolderFrom(folder const& start) {
   for (;;) {
-    FileLoop& loop = PresentLoop();
+    Level& level = PresentLevel();
+    FileLoop& loop = *level.loop;
     FileItem const& item = loop.Item();
-    if (!item.IsDirectory() || OnTheStack(item)) {
-      ++loop;
-      continue;
+    level.done = true;
+    if (!item.IsDirectory() || OnTheStack(item)) continue;
+    // Given out before its own content; a folder looked at in an earlier
+    // step (the first of a listing opened then) is looked at again.
+    if (level.lookedIn == step_) {
+      folder found(loop.Location(), start.Flag(), item.Status());
+      GoDown(loop);
+      return found;
     }
     try {
-      // Given out before its own content.
       folder found(loop.Location(), start.Flag());
       GoDown(loop);
-      ++loop;
       return found;
     } catch (NoSuchObject const&) {
-      ++loop;
     }
   }
 }

@@ -53,20 +53,34 @@ class SURVEY_API descendant_iterator {
     SharingPtr<FileLoop> loop;
     dev_t device;
     ino_t inode;
+    // The loop's item has had its turn (given out, entered or passed over):
+    // the loop moves on at the start of the next step, so that the next
+    // item is looked at when its turn comes, not before.
+    bool done;
+    // The step in which the loop last looked at its item. An item looked at
+    // in an earlier step is looked at again before it is given out, so that
+    // one that has vanished since is passed over.
+    unsigned long long lookedIn;
   };
 
   // Empties the stack and puts the starting folder's loop on it.
   void Restart(folder const& start);
-  // The deepest loop, on an item; finished loops are dropped on the way.
+  // The deepest level whose loop is on an item, after moving on the loops
+  // whose item has had its turn; finished loops are dropped on the way.
   // NoSuchObject when none is left: the walk is over.
-  FileLoop& PresentLoop();
+  Level& PresentLevel();
   // Whether the folder an item leads to is one of the levels on the stack.
   bool OnTheStack(FileItem const& item) const;
   // Opens the folder of the present item as the new deepest level.
   void GoDown(FileLoop const& loop);
+  // The next file, or the next folder, from where the walk stands.
+  file NextFile(folder const& start);
+  folder NextFolderFrom(folder const& start);
 
   // One open listing per level of the walk, the deepest at the back. Every
   // level stays until the walk comes back up out of it, so the stack always
   // holds the folders from the start down to the present item.
   std::deque<Level> levels_;
+  // The number of steps taken (calls of First, Next and the folder forms).
+  unsigned long long step_ = 0;
 };

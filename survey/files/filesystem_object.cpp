@@ -29,6 +29,9 @@ FilesystemInfo::FilesystemInfo(FileLocation const& where, bool, bool allowMissin
   std::memset(&status, 0, sizeof status);
 }
 
+FilesystemInfo::FilesystemInfo(FileLocation const& where, struct stat const& looked)
+    : status(looked), location(where), exists(true) {}
+
 bool ValidFileName(ConstData) { return true; }
 
 bool IsFile(FilesystemInfo const& info) {
@@ -81,12 +84,26 @@ FileLocation ParentFolder(FileLocation const& location, bool) {
 filesystem_object::filesystem_object(FileLocation const& where, bool platformFlag)
     : FilesystemInfo(where, platformFlag), path(where), flag(platformFlag) {}
 
+filesystem_object::filesystem_object(FileLocation const& where, bool platformFlag,
+                                     struct stat const& looked)
+    : FilesystemInfo(where, looked), path(where), flag(platformFlag) {}
+
 file::file(FileLocation const& where, bool platformFlag) : filesystem_object(where, platformFlag) {
+  if (!UnixPlatform::IsFile(*this)) throw NoSuchObject();
+}
+
+file::file(FileLocation const& where, bool platformFlag, struct stat const& looked)
+    : filesystem_object(where, platformFlag, looked) {
   if (!UnixPlatform::IsFile(*this)) throw NoSuchObject();
 }
 
 folder::folder(FileLocation const& where, bool platformFlag)
     : filesystem_object(where, platformFlag) {
+  if (!UnixPlatform::IsFolder(*this)) throw NoSuchObject();
+}
+
+folder::folder(FileLocation const& where, bool platformFlag, struct stat const& looked)
+    : filesystem_object(where, platformFlag, looked) {
   if (!UnixPlatform::IsFolder(*this)) throw NoSuchObject();
 }
 

@@ -32,6 +32,9 @@ class SURVEY_API FilesystemInfo {
   // The same, but with `allowMissing` true a failed `stat` is no error: the
   // record is zero-filled and `exists` is false.
   FilesystemInfo(FileLocation const& location, bool flag, bool allowMissing);
+  // What a `stat` of the path gave already, taken as it is: a walk that has
+  // looked at an item does not look again.
+  FilesystemInfo(FileLocation const& location, struct stat const& looked);
 
   struct stat status;
   // The path looked at.
@@ -74,6 +77,8 @@ class SURVEY_API filesystem_object : public UnixPlatform::FilesystemInfo {
   // from a name pass false as the flag; objects made from other objects
   // pass on theirs. The flag only travels on this platform.
   filesystem_object(FileLocation const& location, bool flag);
+  // From the `stat` of the location that the caller has just made.
+  filesystem_object(FileLocation const& location, bool flag, struct stat const& looked);
 
   // The path by which queries know the object (the same text as the one
   // looked at).
@@ -91,6 +96,8 @@ class SURVEY_API file : public filesystem_object {
 
   // NoSuchObject when the path is missing or is not a regular file.
   file(FileLocation const& location, bool flag);
+  // The same from the `stat` of the location that the caller has just made.
+  file(FileLocation const& location, bool flag, struct stat const& looked);
 };
 
 // "folder": a filesystem object that is a directory.
@@ -100,6 +107,8 @@ class SURVEY_API folder : public filesystem_object {
 
   // NoSuchObject when the path is missing or is not a directory.
   folder(FileLocation const& location, bool flag);
+  // The same from the `stat` of the location that the caller has just made.
+  folder(FileLocation const& location, bool flag, struct stat const& looked);
 };
 
 // "application": a file, looked up and checked exactly as a file is; only

@@ -134,6 +134,11 @@ Instant FileItem::AccessTime() const {
   return FileTimeToInstant(status_.st_atime);
 }
 
+struct stat const& FileItem::Status() const {
+  Require();
+  return status_;
+}
+
 dev_t FileItem::Device() const {
   Require();
   return status_.st_dev;

@@ -82,6 +82,8 @@ class FileItem {
   FileLocation const& Location() const { return location_; }
   // Whether the last look succeeded.
   bool Valid() const { return valid_; }
+  // The record of the last successful look.
+  struct stat const& Status() const;
 
  private:
   void Require() const;
