@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -21,6 +22,7 @@
 
 #include "host/client/client_folder.h"
 #include "host/client/client_records.h"
+#include "host/client/usage_statistics.h"
 
 namespace survey::tools {
 
@@ -42,6 +44,7 @@ using client::SettingRecord;
 using client::SettingScope;
 using client::SiteGroupRecord;
 using client::SiteRecord;
+using client::UsageEventRecord;
 using Json = nlohmann::ordered_json;
 
 // Input that the command refuses before it reaches the records.
@@ -54,8 +57,8 @@ constexpr char const* kCommandWords[] = {"setting", "site", "import", "export",
                                          "show",    "list", "--help", "-h"};
 
 // The kinds of record that `list` shows.
-constexpr char const* kListKinds[] = {"settings", "sites",          "actions",
-                                      "nudges",   "administrators", "state"};
+constexpr char const* kListKinds[] = {"settings", "sites",          "actions", "nudges",
+                                      "administrators", "state", "usage"};
 
 constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
 
@@ -501,17 +504,69 @@ Json JsonOfHostState(HostStateRecord const& state) {
   return object;
 }
 
+// The usage events of watched applications, each an object: "application",
+// "type" (a number, or "Start Sampling", "Application Start", "Application
+// End" or "End Sampling"), "time" and, when not 0 or empty, "modification
+// time", "version info" and "path". The events of one application keep the
+// order of the list.
+constexpr char const* kUsageEventTypes[] = {"Start Sampling", "Application Start",
+                                            "Application End", "End Sampling"};
+
+UsageEventRecord UsageEventOfJson(Json const& entry) {
+  std::string const where = "a usage event";
+  if (!entry.is_object()) throw UsageError("each usage event must be an object");
+  RefuseUnknownKeys(entry, {"application", "type", "time", "modification time", "version info", "path"},
+                    where);
+  for (char const* key : {"application", "type", "time"}) {
+    if (!entry.contains(key)) throw UsageError(where + " has no \"" + key + "\"");
+  }
+  UsageEventRecord event;
+  event.application = Text(entry["application"], where + ": \"application\"");
+  Json const& type = entry["type"];
+  if (type.is_string()) {
+    std::string const name = type.get<std::string>();
+    auto const found = std::find(std::begin(kUsageEventTypes), std::end(kUsageEventTypes), name);
+    if (found == std::end(kUsageEventTypes)) {
+      throw UsageError(where + ": \"type\" is a number or Start Sampling, Application Start, "
+                       "Application End or End Sampling, not " + name);
+    }
+    event.type = static_cast<std::uint32_t>(found - std::begin(kUsageEventTypes));
+  } else {
+    event.type = Unsigned32(type, where + ": \"type\"");
+  }
+  event.time = Time(entry["time"], where + ": \"time\"");
+  if (entry.contains("modification time")) {
+    event.modificationTime = Time(entry["modification time"], where + ": \"modification time\"");
+  }
+  if (entry.contains("version info")) event.versionInfo = Text(entry["version info"], where + ": \"version info\"");
+  if (entry.contains("path")) event.path = Text(entry["path"], where + ": \"path\"");
+  return event;
+}
+
+Json JsonOfUsageEvent(UsageEventRecord const& event) {
+  Json object = Json::object();
+  object["application"] = event.application;
+  object["type"] = event.type < std::size(kUsageEventTypes) ? Json(kUsageEventTypes[event.type])
+                                                            : Json(event.type);
+  object["time"] = event.time;
+  if (event.modificationTime != 0) object["modification time"] = event.modificationTime;
+  if (!event.versionInfo.empty()) object["version info"] = event.versionInfo;
+  if (!event.path.empty()) object["path"] = event.path;
+  return object;
+}
+
 // The whole state of a fixture file:
 //   { "settings": { SECTION: { KEY: VALUE or {"value", "date", "deleted"} } },
 //     "sites": [ { "name", "url", ..., "settings": { KEY: ... } } ],
 //     "actions": [ { "id", "current", "pending", ..., "parameters": { NAME: VALUE } } ],
 //     "nudge evaluation blocked": BOOLEAN,
-//     "state": { "computer id", "apparent server time", "action lock controller", ... } }
+//     "state": { "computer id", "apparent server time", "action lock controller", ... },
+//     "usage": [ { "application", "type", "time", ... } ] }
 ClientRecordSet RecordsOfJson(Json const& document,
                               std::vector<std::pair<std::string, std::string>>& mastheads) {
   if (!document.is_object()) throw UsageError("the file must hold one JSON object");
   RefuseUnknownKeys(document,
-                    {"settings", "sites", "actions", "nudge evaluation blocked", "state"},
+                    {"settings", "sites", "actions", "nudge evaluation blocked", "state", "usage"},
                     "the file");
   ClientRecordSet records;
   if (document.contains("settings")) {
@@ -537,6 +592,11 @@ ClientRecordSet RecordsOfJson(Json const& document,
     records.nudgeEvaluationBlocked = blocked.get<bool>();
   }
   if (document.contains("state")) records.state = HostStateOfJson(document["state"]);
+  if (document.contains("usage")) {
+    Json const& usage = document["usage"];
+    if (!usage.is_array()) throw UsageError("\"usage\" must be a list");
+    for (Json const& event : usage) records.usageEvents.push_back(UsageEventOfJson(event));
+  }
   return records;
 }
 
@@ -557,6 +617,9 @@ Json JsonOfRecords(ClientRecordSet const& records) {
   document["actions"] = actions;
   document["nudge evaluation blocked"] = records.nudgeEvaluationBlocked;
   document["state"] = JsonOfHostState(records.state);
+  Json usage = Json::array();
+  for (UsageEventRecord const& event : records.usageEvents) usage.push_back(JsonOfUsageEvent(event));
+  document["usage"] = usage;
   return document;
 }
 
@@ -717,7 +780,25 @@ void PrintAction(ActionRecord const& action) {
   std::printf("%s\n", line.c_str());
 }
 
-int List(ClientRecords& records, Arguments const& arguments) {
+// A time of the usage log: microseconds since 1970 as UTC date and clock,
+// with the microseconds when there are any.
+std::string UsageTimeText(std::int64_t microseconds) {
+  std::time_t const seconds = static_cast<std::time_t>(microseconds / 1000000);
+  std::tm parts{};
+  if (gmtime_r(&seconds, &parts) == nullptr) return std::to_string(microseconds);
+  char text[64];
+  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+  std::string shown = text;
+  if (microseconds % 1000000 != 0) {
+    char fraction[16];
+    std::snprintf(fraction, sizeof fraction, ".%06lld",
+                  static_cast<long long>(microseconds % 1000000));
+    shown += fraction;
+  }
+  return shown + " UTC";
+}
+
+int List(ClientFolder& folder, ClientRecords& records, Arguments const& arguments) {
   if (arguments.kind == "settings") {
     for (SettingRecord const& setting : records.Settings(SettingScope::kClient)) {
       std::printf("%s\t", setting.section.c_str());
@@ -751,6 +832,34 @@ int List(ClientRecords& records, Arguments const& arguments) {
     }
     return 0;
   }
+  if (arguments.kind == "usage") {
+    // One event a line: application, ordinal, type, time, modification
+    // time, version info and path; then each application's statistics file
+    // as the host reads it back.
+    for (UsageEventRecord const& event : records.UsageEvents()) {
+      std::string const type = event.type < std::size(kUsageEventTypes)
+                                   ? kUsageEventTypes[event.type]
+                                   : "type " + std::to_string(event.type);
+      std::printf("%s\t%u\t%s\t%s\t%s\t%s\t%s\n", event.application.c_str(), event.ordinal,
+                  type.c_str(), UsageTimeText(event.time).c_str(),
+                  UsageTimeText(event.modificationTime).c_str(), event.versionInfo.c_str(),
+                  event.path.c_str());
+    }
+    for (auto const& [name, computed] : client::StatisticsByApplication(records.UsageEvents())) {
+      std::optional<client::UsageStatistics> const stored =
+          client::ReadUsageStatisticsFile(folder.UsageFolder(), name);
+      if (!stored) {
+        std::printf("%s.stat\tnot known\n", name.c_str());
+        continue;
+      }
+      std::printf("%s.stat\truns=%u\tfirst start=%s\tlast start=%s\tlast seen=%s\tduration=%lld\t%s\n",
+                  name.c_str(), stored->runCount, UsageTimeText(stored->firstStart).c_str(),
+                  UsageTimeText(stored->lastStart).c_str(), UsageTimeText(stored->lastSeen).c_str(),
+                  static_cast<long long>(stored->totalDuration),
+                  stored->running != 0 ? "running" : "-");
+    }
+    return 0;
+  }
   if (arguments.kind == "administrators") {
     for (SettingRecord const& setting : records.Settings(SettingScope::kClient, "Administrators")) {
       PrintSetting(setting);
@@ -766,7 +875,12 @@ int Import(ClientFolder& folder, ClientRecords& records, Arguments const& argume
   std::string const text = ReadWholeFile(arguments.file);
   std::vector<std::pair<std::string, std::string>> mastheads;
   ClientRecordSet const imported = RecordsOfImportText(text, arguments.file, mastheads);
+  for (UsageEventRecord const& event : imported.usageEvents) client::CheckUsageEvent(event);
+  // The statistics files are written aside first and put in place once the
+  // records hold the events they come from.
+  client::UsageStatisticsUpdate statistics(folder.UsageFolder(), imported.usageEvents);
   records.Replace(imported);
+  statistics.Commit();
   MakeSiteFolders(folder, imported.sites);
   for (auto const& [site, text] : mastheads) WriteMasthead(folder, site, text);
   return 0;
@@ -796,6 +910,7 @@ int Show(ClientFolder& folder, ClientRecords& records) {
   std::printf("deleted settings: %zu\n", deleted);
   std::printf("actions: %zu\n", all.actions.size());
   std::printf("nudges: %zu\n", all.nudges.size());
+  std::printf("usage events: %zu\n", all.usageEvents.size());
   return 0;
 }
 
@@ -841,7 +956,7 @@ char const* ClientCommandsHelp() {
          "  survey client setting set|get|unset|list [--site SITE] NAME [VALUE]\n"
          "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
          "  survey client import FILE.json | export | show\n"
-         "  survey client list settings|sites|actions|nudges|administrators|state";
+         "  survey client list settings|sites|actions|nudges|administrators|state|usage";
 }
 
 std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
@@ -907,9 +1022,10 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
               "(NAME, URL, TYPE), actions (ID, current or -, the fields that are not 0, "
               "the parameters), nudges (SITE, POSITION, ID, relevant or -, NAME: VALUE), "
               "administrators (the settings of section Administrators, KEY=VALUE), state "
-              "(NAME, the value as JSON)");
+              "(NAME, the value as JSON), usage (APPLICATION, ORDINAL, TYPE, TIME, MODIFICATION "
+              "TIME, VERSION INFO, PATH; then NAME.stat and its statistics)");
   listed->add_option("kind", arguments.kind,
-                     "settings, sites, actions, nudges, administrators or state")
+                     "settings, sites, actions, nudges, administrators, state or usage")
       ->required();
 
   try {
@@ -934,7 +1050,7 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv) {
     if (*import) return Import(folder, records, arguments);
     if (*exported) return Export(records);
     if (*show) return Show(folder, records);
-    if (*listed) return List(records, arguments);
+    if (*listed) return List(folder, records, arguments);
   } catch (UsageError const& error) {
     std::fprintf(stderr, "survey client: %s\n", error.what());
     return 2;
