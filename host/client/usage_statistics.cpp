@@ -148,13 +148,15 @@ std::optional<UsageStatistics> ReadUsageStatisticsFile(std::string const& folder
 UsageStatisticsUpdate::UsageStatisticsUpdate(std::string folder,
                                              std::vector<UsageEventRecord> const& events)
     : folder_(std::move(folder)) {
-  std::string const suffix = ".new." + std::to_string(getpid());
+  // The temporary names are short, whatever the application's name, so
+  // that the longest names still have a file.
+  std::string const prefix = folder_ + "/.new." + std::to_string(getpid()) + ".";
   for (auto const& [name, statistics] : StatisticsByApplication(events)) {
     if (!IsUsageApplicationName(name)) {
       throw std::runtime_error("the application " + name + " cannot name a statistics file");
     }
     std::string const path = folder_ + "/" + name + kUsageStatisticsExtension;
-    files_.emplace_back(path, path + suffix);
+    files_.emplace_back(path, prefix + std::to_string(files_.size()));
     std::string const bytes = EncodeUsageStatistics(statistics);
     std::ofstream out(files_.back().second, std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));

@@ -77,7 +77,7 @@ std::optional<UsageStatistics> ReadUsageStatisticsFile(std::string const& folder
 
 // Makes the folder's statistics those of the events, in two steps so that
 // they change together with the records: the constructor writes each
-// application's file under a temporary name beside its place, `Commit`
+// application's file under a temporary name in the folder (".new.PID.K"), `Commit`
 // renames them all into place and removes the files "*.stat" of
 // applications without events, and an update that is not committed
 // removes its temporary files. Both steps throw std::runtime_error, telling

@@ -48,7 +48,7 @@ class ClientRecordsCommandTest : public ::testing::Test {
     ShellResult const run = client.Import(SmallFixture());
     ASSERT_EQ(0, run.status) << run.output;
     before = DatabaseDump(client.Database());
-    ASSERT_EQ(0u, before.rfind("ok\nversion 5\n", 0)) << before;
+    ASSERT_EQ(0u, before.rfind("ok\nversion 6\n", 0)) << before;
     ASSERT_NE(std::string::npos, before.find("settings (0, b'Client', b'keep', b'1', ")) << before;
   }
 
@@ -152,9 +152,10 @@ print("site settings: %d" % one("SELECT count(*) FROM settings WHERE scope = 1")
 print("deleted settings: %d" % one("SELECT count(*) FROM settings WHERE deleted = 1"))
 print("actions: %d" % one("SELECT count(*) FROM actions"))
 print("nudges: %d" % one("SELECT count(*) FROM nudges"))
+print("usage events: %d" % one("SELECT count(*) FROM usage_events"))
 EOF)PY");
   EXPECT_EQ("client folder: " + client.Root() + "\ndatabase: " + client.Database() +
-                " (schema version 5)\n" + counts,
+                " (schema version 6)\n" + counts,
             run.output);
 }
 
@@ -211,8 +212,8 @@ print(sorted(r[0] for r in db.execute("SELECT name FROM sqlite_master WHERE type
 print(db.execute("PRAGMA journal_mode").fetchone()[0])
 EOF)PY");
   EXPECT_EQ(
-      "5\n['action_parameters', 'actions', 'generation', 'host_flags', 'nudge_headers', 'nudges', "
-      "'pending_restarts', 'settings', 'site_groups', 'sites']\nwal\n",
+      "6\n['action_parameters', 'actions', 'generation', 'host_flags', 'nudge_headers', 'nudges', "
+      "'pending_restarts', 'settings', 'site_groups', 'sites', 'usage_events']\nwal\n",
       after);
 }
 
