@@ -31,7 +31,8 @@ FUZZ_TARGETS ?= \
   dmi_table_fuzzer \
   dmi_entry_point_fuzzer \
   rpm_capability_fuzzer \
-  client_import_fuzzer
+  client_import_fuzzer \
+  usage_statistics_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 SHELL   := /bin/bash

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -49,13 +50,22 @@ ClientRecordSet Ordered(ClientRecordSet records) {
     return std::tie(left.site, left.position) < std::tie(right.site, right.position);
   });
   std::sort(records.state.pendingRestarts.begin(), records.state.pendingRestarts.end());
+  // Each application's events are numbered in the order given.
+  std::map<std::string, std::uint32_t> counted;
+  for (auto& event : records.usageEvents) event.ordinal = counted[event.application]++;
+  std::stable_sort(records.usageEvents.begin(), records.usageEvents.end(),
+                   [](auto const& left, auto const& right) {
+                     return std::tie(left.application, left.ordinal) <
+                            std::tie(right.application, right.ordinal);
+                   });
   return records;
 }
 
 bool Same(ClientRecordSet const& left, ClientRecordSet const& right) {
   return left.settings == right.settings && left.sites == right.sites &&
          left.actions == right.actions && left.nudges == right.nudges &&
-         left.nudgeEvaluationBlocked == right.nudgeEvaluationBlocked && left.state == right.state;
+         left.nudgeEvaluationBlocked == right.nudgeEvaluationBlocked && left.state == right.state &&
+         left.usageEvents == right.usageEvents;
 }
 
 ClientRecords& Records() {
