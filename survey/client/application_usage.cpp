@@ -159,11 +159,12 @@ TimedValue<integer> application_usage::Next(surveyor_string const& name) {
         last_ = at;
         instances_ = 0;
         continue;
+      // The count wraps as a 32-bit word would rather than overflow.
       case kApplicationStart:
-        next = instances_ + 1;
+        next = static_cast<std::int32_t>(static_cast<std::uint32_t>(instances_) + 1u);
         break;
       case kApplicationEnd:
-        next = instances_ - 1;
+        next = static_cast<std::int32_t>(static_cast<std::uint32_t>(instances_) - 1u);
         break;
       case kEndSampling:
         if (!moved) continue;
