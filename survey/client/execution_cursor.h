@@ -17,7 +17,7 @@
 
 #include "survey/foundation/data.h"
 #include "survey/foundation/time.h"
-#include "survey/system/processes.h"
+#include "survey/system/process_counts.h"
 
 struct SurveyorExecutionCursor {
   // The number of events read since the walk started.
