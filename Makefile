@@ -33,7 +33,8 @@ FUZZ_TARGETS ?= \
   rpm_capability_fuzzer \
   client_import_fuzzer \
   certificate_pem_fuzzer \
-  host_selector_fuzzer
+  host_selector_fuzzer \
+  usage_statistics_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 

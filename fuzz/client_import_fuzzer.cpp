@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -51,6 +52,14 @@ ClientRecordSet Ordered(ClientRecordSet records) {
   std::sort(records.state.pendingRestarts.begin(), records.state.pendingRestarts.end());
   std::sort(records.certificates.begin(), records.certificates.end(),
             [](auto const& left, auto const& right) { return left.name < right.name; });
+  // Each application's events are numbered in the order given.
+  std::map<std::string, std::uint32_t> counted;
+  for (auto& event : records.usageEvents) event.ordinal = counted[event.application]++;
+  std::stable_sort(records.usageEvents.begin(), records.usageEvents.end(),
+                   [](auto const& left, auto const& right) {
+                     return std::tie(left.application, left.ordinal) <
+                            std::tie(right.application, right.ordinal);
+                   });
   return records;
 }
 
@@ -58,7 +67,8 @@ bool Same(ClientRecordSet const& left, ClientRecordSet const& right) {
   return left.settings == right.settings && left.sites == right.sites &&
          left.actions == right.actions && left.nudges == right.nudges &&
          left.nudgeEvaluationBlocked == right.nudgeEvaluationBlocked && left.state == right.state &&
-         left.certificates == right.certificates && left.servers == right.servers;
+         left.certificates == right.certificates && left.servers == right.servers &&
+         left.usageEvents == right.usageEvents;
 }
 
 ClientRecords& Records() {

@@ -176,7 +176,8 @@ prepare_target() {
     dictionary=fuzz/command_input.dict
     max_len=256
   elif [ "$TARGET" = client_import_fuzzer ]; then
-    # Import files: settings, sites, actions, state and servers, taken and refused.
+    # Import files: settings, sites, actions, state, certificates, servers and
+    # usage, taken and refused.
     fresh_seeds plain '{"settings": {"Client": {"k": "v", "d": {"value": "x", "date": 5, "deleted": true}}}}' \
       '{"sites": [{"name": "a", "url": "http://h/a", "groups": [{"id": 1, "member": true}], "settings": {"k": "v"}}]}' \
       '{"actions": [{"id": 12, "current": true, "constraint": 214, "constrained": true, "parameters": {"p": "q"}}]}' \
@@ -185,7 +186,8 @@ prepare_target() {
       '{"sites": [{"name": "a", "url": "u", "nudges": [{"id": 3, "relevant": true, "headers": [["a", "b"], ["a", ""]]}]}], "nudge evaluation blocked": true}' \
       '{"state": {"computer id": 5, "action lock controller": "console", "pending restarts": ["b", "a"], "wake on lan subnet": "10.0.0.0/8"}}' \
       '{"certificates": [{"name": "c", "pem": "-----BEGIN CERTIFICATE-----"}, {"name": "s", "file": "/dev/null"}]}' \
-      '{"servers": {"registration server": {"name": "b", "version": "9.5"}, "relay": {"version": "1"}, "root server": {"name": "r", "id": 3}, "download server": {"name": "d"}}}'
+      '{"servers": {"registration server": {"name": "b", "version": "9.5"}, "relay": {"version": "1"}, "root server": {"name": "r", "id": 3}, "download server": {"name": "d"}}}' \
+      '{"usage": [{"application": "b", "type": "Application Start", "time": 5, "path": "/b", "version info": "1"}, {"application": "a", "type": 9, "time": 0}, {"application": "b", "type": 2, "time": 7, "modification time": 3}]}'
     dictionary=fuzz/client_import.dict
     max_len=1024
   elif [ "$TARGET" = certificate_pem_fuzzer ]; then
@@ -213,6 +215,12 @@ prepare_target() {
       "\x00\x00\x00\x04ab" "\xff\xff\xff\xffabc"
     dictionary=fuzz/host_selector.dict
     max_len=512
+  elif [ "$TARGET" = usage_statistics_fuzzer ]; then
+    # Statistics files of the right size and one byte short, and events:
+    # a type byte and a two-byte time each.
+    fresh_seeds escaped "\x03\x00\x00\x00\x00\x40\x1e\x18\x24\x0a\x06\x00\x00\xa5\xeb\x35\x24\x0a\x06\x00\x00\x29\xc3\x4d\x24\x0a\x06\x00\xa0\x25\x26\x00\x00\x00\x00\x00\x01\x00\x00\x00" "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00" "\x03\x00\x00\x00\x00\x40\x1e\x18\x24\x0a\x06\x00\x00\xa5\xeb\x35\x24\x0a\x06\x00\x00\x29\xc3\x4d\x24\x0a\x06\x00\xa0\x25\x26\x00\x00\x00\x00\x00\x01\x00\x00" "\x00\x00\x0a\x01\x00\x14\x01\x00\x14\x04\x00\x19\x02\x00\x28\x03\x00\x5a"
+    dictionary=fuzz/usage_statistics.dict
+    max_len=128
   elif [ "$TARGET" = regular_expressions_fuzzer ]; then
     # The first byte: twice the pattern's length, plus one to ignore case.
     fresh_seeds escaped "\x04aaaa" "\x06(a)bab" "\x0a[a-c]+abcx" "\x0a(a)\\\\1aa" "\x02(x" \

@@ -1,6 +1,7 @@
 #include "host/client/client_records.h"
 
 #include <algorithm>
+#include <map>
 
 #include "host/client/certificates.h"
 
@@ -112,6 +113,16 @@ constexpr char const* kMigrations[] = {
      "  download_server_name BLOB NOT NULL,"
      "  selected INTEGER);"
      "CREATE TABLE server_list(position INTEGER PRIMARY KEY, entry BLOB NOT NULL);"),
+    // 7 -> 8: the usage events of watched applications, in stream order.
+    "CREATE TABLE usage_events("
+    "  application BLOB NOT NULL,"
+    "  ordinal INTEGER NOT NULL,"
+    "  type INTEGER NOT NULL,"
+    "  time INTEGER NOT NULL,"
+    "  modification_time INTEGER NOT NULL,"
+    "  version_info BLOB NOT NULL,"
+    "  path BLOB NOT NULL,"
+    "  PRIMARY KEY (application, ordinal)) WITHOUT ROWID;",
 };
 static_assert(std::size(kMigrations) == ClientRecords::kSchemaVersion);
 
@@ -955,6 +966,7 @@ ClientRecordSet ClientRecords::Export() {
     records.state = HostState();
     records.certificates = Certificates();
     records.servers = Servers();
+    records.usageEvents = UsageEvents();
     database_.Execute("COMMIT");
     return records;
   } catch (...) {
@@ -999,6 +1011,7 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
     throw RecordError("the certificate " + Shown(*sameName) + " comes twice");
   }
   CheckServers(records.servers);
+  for (UsageEventRecord const& event : records.usageEvents) CheckUsageEvent(event);
   Transaction transaction(database_);
   database_.Execute(
       "DELETE FROM host_flags; DELETE FROM pending_restarts; DELETE FROM certificates;"
@@ -1077,6 +1090,7 @@ void ClientRecords::Replace(ClientRecordSet const& records) {
     }
     InsertSetting(setting);
   }
+  ReplaceUsageEvents(records.usageEvents);
   statements_->bump.Run();
   transaction.Commit();
 }
@@ -1171,6 +1185,93 @@ std::uint64_t ClientRecords::Generation() {
   if (statement.Step()) number = static_cast<std::uint64_t>(statement.Number(0));
   statement.Reset();
   return number;
+}
+
+// ---------------------------------------------------------------------------
+// Usage events.
+
+void CheckUsageEvent(UsageEventRecord const& event) {
+  std::string_view const name = event.application;
+  if (name.empty()) throw RecordError("a usage event's application cannot be empty");
+  if (name.size() > kMaximumApplicationNameLength) {
+    throw RecordError("a usage event's application is longer than " +
+                      std::to_string(kMaximumApplicationNameLength) + " bytes: " + Shown(name));
+  }
+  CheckText("a usage event's application", name, false);
+  if (name.find('/') != std::string_view::npos || name == "." || name == "..") {
+    throw RecordError("a usage event's application names a file: no \"/\", \".\" or \"..\": " +
+                      Shown(name));
+  }
+  std::string const where = "the usage event " + std::to_string(event.ordinal) + " of " + Shown(name);
+  for (std::int64_t const time : {event.time, event.modificationTime}) {
+    if (time < 0 || time > kLatestUsageTime) {
+      throw RecordError(where + ": a time is 0 to " + std::to_string(kLatestUsageTime) +
+                        " microseconds, not " + std::to_string(time));
+    }
+  }
+  for (std::string const* text : {&event.versionInfo, &event.path}) {
+    if (text->size() > kMaximumUsageTextLength) {
+      throw RecordError(where + ": a text is longer than " +
+                        std::to_string(kMaximumUsageTextLength) + " bytes");
+    }
+    CheckText(where + ": a text", *text, false);
+  }
+}
+
+namespace {
+
+constexpr char kUsageColumns[] =
+    "application, ordinal, type, time, modification_time, version_info, path";
+
+UsageEventRecord ReadUsageEvent(Statement& statement) {
+  UsageEventRecord event;
+  event.application = statement.Bytes(0);
+  event.ordinal = static_cast<std::uint32_t>(statement.Number(1));
+  event.type = static_cast<std::uint32_t>(statement.Number(2));
+  event.time = statement.Number(3);
+  event.modificationTime = statement.Number(4);
+  event.versionInfo = statement.Bytes(5);
+  event.path = statement.Bytes(6);
+  return event;
+}
+
+}  // namespace
+
+std::vector<UsageEventRecord> ClientRecords::UsageEvents() {
+  Statement statement(database_, std::string("SELECT ") + kUsageColumns +
+                                     " FROM usage_events ORDER BY application, ordinal");
+  std::vector<UsageEventRecord> events;
+  while (statement.Step()) events.push_back(ReadUsageEvent(statement));
+  return events;
+}
+
+std::optional<UsageEventRecord> ClientRecords::FindUsageEvent(std::string_view application,
+                                                              std::uint32_t ordinal) {
+  Statement statement(database_, std::string("SELECT ") + kUsageColumns +
+                                     " FROM usage_events WHERE application = ?1 AND ordinal = ?2");
+  statement.Bind(1, application).Bind(2, std::int64_t{ordinal});
+  std::optional<UsageEventRecord> found;
+  if (statement.Step()) found = ReadUsageEvent(statement);
+  statement.Reset();
+  return found;
+}
+
+void ClientRecords::ReplaceUsageEvents(std::vector<UsageEventRecord> const& events) {
+  database_.Execute("DELETE FROM usage_events;");
+  Statement insert(database_, std::string("INSERT INTO usage_events (") + kUsageColumns +
+                                  ") VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)");
+  std::map<std::string, std::int64_t> counted;
+  for (UsageEventRecord const& event : events) {
+    std::int64_t const ordinal = counted[event.application]++;
+    insert.Bind(1, event.application)
+        .Bind(2, ordinal)
+        .Bind(3, std::int64_t{event.type})
+        .Bind(4, event.time)
+        .Bind(5, event.modificationTime)
+        .Bind(6, event.versionInfo)
+        .Bind(7, event.path)
+        .Run();
+  }
 }
 
 }  // namespace survey::client

@@ -1,7 +1,8 @@
 // The client's records: one SQLite database in the client folder, named
 // "client.db", that holds the client's setting store, the sites' setting
-// store, the sites with their nudges, the actions with their state, and the
-// certificates the client keeps.
+// store, the sites with their nudges, the actions with their state, the
+// certificates the client keeps, the servers it knows, and the usage events
+// of watched applications.
 //
 // Every change is one transaction; a change that is refused (RecordError)
 // or that fails (DatabaseError) leaves the database as it was. Readers see
@@ -205,6 +206,23 @@ struct ServerRecordSet {
   bool operator==(ServerRecordSet const&) const = default;
 };
 
+// One event of a watched application's usage, in the order of its stream:
+// `ordinal` counts the application's events from 0. The type is 0 "Start
+// Sampling", 1 "Application Start", 2 "Application End", 3 "End
+// Sampling"; other numbers are kept and passed over by the readers. Times
+// count microseconds since 1970 in UTC.
+struct UsageEventRecord {
+  std::string application;
+  std::uint32_t ordinal = 0;
+  std::uint32_t type = 0;
+  std::int64_t time = 0;
+  std::int64_t modificationTime = 0;
+  std::string versionInfo;
+  std::string path;
+
+  bool operator==(UsageEventRecord const&) const = default;
+};
+
 // Everything in the database, as export gives it and import takes it.
 struct ClientRecordSet {
   std::vector<SettingRecord> settings;
@@ -217,6 +235,8 @@ struct ClientRecordSet {
   HostStateRecord state;
   std::vector<CertificateRecord> certificates;
   ServerRecordSet servers;
+  // By application, then in stream order.
+  std::vector<UsageEventRecord> usageEvents;
 };
 
 // Limits of what a record holds. Longer or odder input is refused with a
@@ -259,6 +279,14 @@ void CheckAction(ActionRecord const& action);
 // A certificate: its name 1 to 1024 bytes of UTF-8 without control bytes,
 // its DER form one whole certificate whose facts can be read.
 void CheckCertificate(CertificateRecord const& certificate);
+// A usage event: the application's name 1 to 250 bytes of UTF-8 without
+// control bytes or "/", neither "." nor ".." (it names the statistics file
+// "NAME.stat"); times from 0 to the end of the year 9999; the version info
+// and path at most 4096 bytes of UTF-8 without control bytes.
+inline constexpr std::size_t kMaximumApplicationNameLength = 250;
+inline constexpr std::size_t kMaximumUsageTextLength = 4096;
+inline constexpr std::int64_t kLatestUsageTime = 253402300799999999;
+void CheckUsageEvent(UsageEventRecord const& event);
 
 // The client's own keys are stored percent-encoded: letters, digits, "_",
 // the space and "-" stay, every other byte is written as "%" and two
@@ -268,7 +296,7 @@ std::string EncodedClientKey(std::string_view name);
 class ClientRecords {
  public:
   // The schema version this build writes.
-  static constexpr int kSchemaVersion = 7;
+  static constexpr int kSchemaVersion = 8;
   static constexpr char kFileName[] = "client.db";
 
   // Opens the database at that path, making it if missing and bringing its
@@ -325,6 +353,12 @@ class ClientRecords {
   std::vector<CertificateRecord> Certificates();
   std::optional<CertificateRecord> FindCertificate(std::string_view name);
 
+  // Usage events: all of them, by application and in stream order; the
+  // event of an application at an ordinal.
+  std::vector<UsageEventRecord> UsageEvents();
+  std::optional<UsageEventRecord> FindUsageEvent(std::string_view application,
+                                                 std::uint32_t ordinal);
+
   // The whole state; `Replace` puts another in its place, in one
   // transaction.
   ClientRecordSet Export();
@@ -343,6 +377,9 @@ class ClientRecords {
   void InsertServers(ServerRecordSet const& servers);
   std::vector<ActionRecord> ReadActions(Statement& statement);
   std::vector<NudgeRecord> ReadNudges(Statement& statement);
+  // Within the transaction of `Replace`: the usage events in place of the
+  // stored ones, each application's numbered from 0 in the order given.
+  void ReplaceUsageEvents(std::vector<UsageEventRecord> const& events);
 
   Database database_;
   std::unique_ptr<Statements> statements_;

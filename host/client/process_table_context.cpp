@@ -5,6 +5,9 @@
 #include <string_view>
 #include <vector>
 
+#include "host/client/usage_statistics.h"
+#include "survey/client/execution_cursor.h"
+
 namespace survey::client {
 
 namespace {
@@ -27,6 +30,10 @@ ProcessTableContext::ProcessTableContext(ClientState& state) : state_(state) {
   IsTableEntryRunning = &TableEntryRunning;
   FindRunningApplication = &RunningApplication;
   GetTableSerial = &TableSerial;
+  if (state.Folder() != nullptr) {
+    ReadNextExecution = &NextExecution;
+    GetApplicationUsageSummary = &UsageSummary;
+  }
 }
 
 ApplicationTable const& ProcessTableContext::Applications() {
@@ -62,5 +69,59 @@ bool ProcessTableContext::RunningApplication(char const* name, unsigned long len
 }
 
 unsigned long ProcessTableContext::TableSerial() { return Applications().Generation(); }
+
+namespace {
+
+// Puts a copy of the text in the cursor's field, in memory from the
+// cursor's allocator, after freeing the text the field held.
+void PutText(SurveyorExecutionCursor& cursor, ConstData& field, std::string const& text) {
+  if (field.begin != nullptr && cursor.release != nullptr) {
+    cursor.release(const_cast<unsigned char*>(field.begin));
+  }
+  field = ConstData();
+  if (text.empty() || cursor.allocate == nullptr) return;
+  auto* const copy = static_cast<unsigned char*>(cursor.allocate(static_cast<unsigned int>(text.size())));
+  if (copy == nullptr) return;
+  std::memcpy(copy, text.data(), text.size());
+  field = ConstData(copy, copy + text.size());
+}
+
+}  // namespace
+
+bool ProcessTableContext::NextExecution(char const* name, unsigned long length,
+                                        SurveyorExecutionCursor* cursor) {
+  if (name == nullptr || cursor == nullptr) return false;
+  ProcessTableContext& part = CurrentPart<ProcessTableContext>();
+  std::optional<UsageEventRecord> const event =
+      part.state_.Records().FindUsageEvent(std::string_view(name, length), cursor->position);
+  if (!event) return false;
+  cursor->position += 1;
+  cursor->type = event->type;
+  cursor->time = Instant(event->time);
+  cursor->modificationTime = Instant(event->modificationTime);
+  PutText(*cursor, cursor->versionInfo, event->versionInfo);
+  PutText(*cursor, cursor->path, event->path);
+  return true;
+}
+
+bool ProcessTableContext::UsageSummary(SurveyorConstData const* name, unsigned int* runCount,
+                                       long long* firstStart, long long* lastStart,
+                                       long long* lastSeen, long long* totalDuration,
+                                       unsigned int* running, SurveyorContext*) {
+  if (name == nullptr || name->begin == nullptr || name->end < name->begin) return false;
+  ProcessTableContext& part = CurrentPart<ProcessTableContext>();
+  std::string const folder = part.state_.PreparedFolder().UsageFolder();
+  std::string_view const wanted(reinterpret_cast<char const*>(name->begin),
+                                static_cast<std::size_t>(name->end - name->begin));
+  std::optional<UsageStatistics> const statistics = ReadUsageStatisticsFile(folder, wanted);
+  if (!statistics) return false;
+  if (runCount != nullptr) *runCount = statistics->runCount;
+  if (firstStart != nullptr) *firstStart = statistics->firstStart;
+  if (lastStart != nullptr) *lastStart = statistics->lastStart;
+  if (lastSeen != nullptr) *lastSeen = statistics->lastSeen;
+  if (totalDuration != nullptr) *totalDuration = statistics->totalDuration;
+  if (running != nullptr) *running = statistics->running;
+  return true;
+}
 
 }  // namespace survey::client

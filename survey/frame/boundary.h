@@ -421,11 +421,18 @@ struct SurveyorProcessTableContext {
   bool (*FindRecentApplication)(char const* name, unsigned long length, char* found) = nullptr;
   bool (*IsTableEntryRunning)(unsigned long index) = nullptr;
   bool (*FindRunningApplication)(char const* name, unsigned long length, char* found) = nullptr;
-  // Moves the cursor to the application's next recorded event.
+  // Moves the cursor to the next recorded event of the application named
+  // by the `length` bytes at `name` (not zero-terminated) and fills the
+  // cursor's event fields; false, with the fields as they were, after the
+  // last event. The cursor's layout, its start values and who owns its
+  // texts are told in survey/client/execution_cursor.h.
   bool (*ReadNextExecution)(char const* name, unsigned long length,
                             SurveyorExecutionCursor* cursor) = nullptr;
-  // The totals of an application: run count, first start, last start, last
-  // seen, total duration in microseconds, and whether it runs now.
+  // The totals of the application named by the bytes of `name`: run count,
+  // first start, last start, last seen (times in microseconds since 1970),
+  // total duration in microseconds, and whether it runs now (not 0). False
+  // when the application is not known; the outputs are then not read. The
+  // last argument is the present context.
   bool (*GetApplicationUsageSummary)(SurveyorConstData const* name, unsigned int* runCount,
                                      long long* firstStart, long long* lastStart,
                                      long long* lastSeen, long long* totalDuration,

@@ -11,6 +11,13 @@
 //   4. call the slot, whose result is the answer;
 //   5. throw `NoSurveyorContext`.
 //
+// The slots that fill a record of the library's through a pointer follow
+// the same order: `ReadNextExecution` and `GetApplicationUsageSummary` of
+// `SurveyorProcessTableContext` are found with `ContextSlot` (no interface:
+// `NoSurveyorContext`; a null slot: `SurveyorProcessTableContextError`),
+// then called with the iterator's cursor, or with the summary's outputs and
+// the present context; their false result is `NoSuchObject` to the caller.
+//
 // Dependency functions differ at step 5: they may be asked for a fingerprint
 // outside any evaluation, so a missing context or interface adds nothing and
 // they return. `DependsOnSiteList` and `DependsOnProcessTable` are the

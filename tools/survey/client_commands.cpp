@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -26,6 +27,7 @@
 #include "host/client/server_context.h"
 #include "host/engine/errors.h"
 #include "host/engine/host.h"
+#include "host/client/usage_statistics.h"
 
 namespace survey::tools {
 
@@ -50,6 +52,7 @@ using client::SiteGroupRecord;
 using client::SiteRecord;
 using client::HostSelectorCodec;
 using client::ServerRecordSet;
+using client::UsageEventRecord;
 using Json = nlohmann::ordered_json;
 
 // Input that the command refuses before it reaches the records.
@@ -63,7 +66,8 @@ constexpr char const* kCommandWords[] = {"setting", "site", "import", "export",
 
 // The kinds of record that `list` shows.
 constexpr char const* kListKinds[] = {"settings", "sites",   "actions",     "nudges",
-                                      "administrators", "state", "servers", "certificates"};
+                                      "administrators", "state", "servers", "certificates",
+                                      "usage"};
 
 constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
 
@@ -831,6 +835,57 @@ CertificateRecord CertificateOfJson(Json const& entry) {
   return certificate;
 }
 
+// The usage events of watched applications, each an object: "application",
+// "type" (a number, or "Start Sampling", "Application Start", "Application
+// End" or "End Sampling"), "time" and, when not 0 or empty, "modification
+// time", "version info" and "path". The events of one application keep the
+// order of the list.
+constexpr char const* kUsageEventTypes[] = {"Start Sampling", "Application Start",
+                                            "Application End", "End Sampling"};
+
+UsageEventRecord UsageEventOfJson(Json const& entry) {
+  std::string const where = "a usage event";
+  if (!entry.is_object()) throw UsageError("each usage event must be an object");
+  RefuseUnknownKeys(entry, {"application", "type", "time", "modification time", "version info", "path"},
+                    where);
+  for (char const* key : {"application", "type", "time"}) {
+    if (!entry.contains(key)) throw UsageError(where + " has no \"" + key + "\"");
+  }
+  UsageEventRecord event;
+  event.application = Text(entry["application"], where + ": \"application\"");
+  Json const& type = entry["type"];
+  if (type.is_string()) {
+    std::string const name = type.get<std::string>();
+    auto const found = std::find(std::begin(kUsageEventTypes), std::end(kUsageEventTypes), name);
+    if (found == std::end(kUsageEventTypes)) {
+      throw UsageError(where + ": \"type\" is a number or Start Sampling, Application Start, "
+                       "Application End or End Sampling, not " + name);
+    }
+    event.type = static_cast<std::uint32_t>(found - std::begin(kUsageEventTypes));
+  } else {
+    event.type = Unsigned32(type, where + ": \"type\"");
+  }
+  event.time = Time(entry["time"], where + ": \"time\"");
+  if (entry.contains("modification time")) {
+    event.modificationTime = Time(entry["modification time"], where + ": \"modification time\"");
+  }
+  if (entry.contains("version info")) event.versionInfo = Text(entry["version info"], where + ": \"version info\"");
+  if (entry.contains("path")) event.path = Text(entry["path"], where + ": \"path\"");
+  return event;
+}
+
+Json JsonOfUsageEvent(UsageEventRecord const& event) {
+  Json object = Json::object();
+  object["application"] = event.application;
+  object["type"] = event.type < std::size(kUsageEventTypes) ? Json(kUsageEventTypes[event.type])
+                                                            : Json(event.type);
+  object["time"] = event.time;
+  if (event.modificationTime != 0) object["modification time"] = event.modificationTime;
+  if (!event.versionInfo.empty()) object["version info"] = event.versionInfo;
+  if (!event.path.empty()) object["path"] = event.path;
+  return object;
+}
+
 // The whole state of a fixture file:
 //   { "settings": { SECTION: { KEY: VALUE or {"value", "date", "deleted"} } },
 //     "sites": [ { "name", "url", ..., "settings": { KEY: ... } } ],
@@ -838,13 +893,14 @@ CertificateRecord CertificateOfJson(Json const& entry) {
 //     "nudge evaluation blocked": BOOLEAN,
 //     "state": { "computer id", "apparent server time", "action lock controller", ... },
 //     "servers": { "registration server", ..., "list": [ ... ] },
-//     "certificates": [ { "name", "pem" or "file" } ] }
+//     "certificates": [ { "name", "pem" or "file" } ],
+//     "usage": [ { "application", "type", "time", ... } ] }
 ClientRecordSet RecordsOfJson(Json const& document,
                               std::vector<std::pair<std::string, std::string>>& mastheads) {
   if (!document.is_object()) throw UsageError("the file must hold one JSON object");
   RefuseUnknownKeys(document,
                     {"settings", "sites", "actions", "nudge evaluation blocked", "state",
-                     "servers", "certificates"},
+                     "servers", "certificates", "usage"},
                     "the file");
   ClientRecordSet records;
   if (document.contains("settings")) {
@@ -876,6 +932,11 @@ ClientRecordSet RecordsOfJson(Json const& document,
     if (!certificates.is_array()) throw UsageError("\"certificates\" must be a list");
     for (Json const& entry : certificates) records.certificates.push_back(CertificateOfJson(entry));
   }
+  if (document.contains("usage")) {
+    Json const& usage = document["usage"];
+    if (!usage.is_array()) throw UsageError("\"usage\" must be a list");
+    for (Json const& event : usage) records.usageEvents.push_back(UsageEventOfJson(event));
+  }
   return records;
 }
 
@@ -903,6 +964,9 @@ Json JsonOfRecords(ClientRecordSet const& records) {
         Json{{"name", certificate.name}, {"pem", client::CertificatePemOfDer(certificate.der)}});
   }
   document["certificates"] = certificates;
+  Json usage = Json::array();
+  for (UsageEventRecord const& event : records.usageEvents) usage.push_back(JsonOfUsageEvent(event));
+  document["usage"] = usage;
   return document;
 }
 
@@ -1089,7 +1153,25 @@ void PrintAction(ActionRecord const& action) {
   std::printf("%s\n", line.c_str());
 }
 
-int List(ClientRecords& records, Arguments const& arguments) {
+// A time of the usage log: microseconds since 1970 as UTC date and clock,
+// with the microseconds when there are any.
+std::string UsageTimeText(std::int64_t microseconds) {
+  std::time_t const seconds = static_cast<std::time_t>(microseconds / 1000000);
+  std::tm parts{};
+  if (gmtime_r(&seconds, &parts) == nullptr) return std::to_string(microseconds);
+  char text[64];
+  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+  std::string shown = text;
+  if (microseconds % 1000000 != 0) {
+    char fraction[16];
+    std::snprintf(fraction, sizeof fraction, ".%06lld",
+                  static_cast<long long>(microseconds % 1000000));
+    shown += fraction;
+  }
+  return shown + " UTC";
+}
+
+int List(ClientFolder& folder, ClientRecords& records, Arguments const& arguments) {
   if (arguments.kind == "settings") {
     for (SettingRecord const& setting : records.Settings(SettingScope::kClient)) {
       std::printf("%s\t", setting.section.c_str());
@@ -1127,6 +1209,34 @@ int List(ClientRecords& records, Arguments const& arguments) {
     PrintServers(records.Servers());
     return 0;
   }
+  if (arguments.kind == "usage") {
+    // One event a line: application, ordinal, type, time, modification
+    // time, version info and path; then each application's statistics file
+    // as the host reads it back.
+    for (UsageEventRecord const& event : records.UsageEvents()) {
+      std::string const type = event.type < std::size(kUsageEventTypes)
+                                   ? kUsageEventTypes[event.type]
+                                   : "type " + std::to_string(event.type);
+      std::printf("%s\t%u\t%s\t%s\t%s\t%s\t%s\n", event.application.c_str(), event.ordinal,
+                  type.c_str(), UsageTimeText(event.time).c_str(),
+                  UsageTimeText(event.modificationTime).c_str(), event.versionInfo.c_str(),
+                  event.path.c_str());
+    }
+    for (auto const& [name, computed] : client::StatisticsByApplication(records.UsageEvents())) {
+      std::optional<client::UsageStatistics> const stored =
+          client::ReadUsageStatisticsFile(folder.UsageFolder(), name);
+      if (!stored) {
+        std::printf("%s.stat\tnot known\n", name.c_str());
+        continue;
+      }
+      std::printf("%s.stat\truns=%u\tfirst start=%s\tlast start=%s\tlast seen=%s\tduration=%lld\t%s\n",
+                  name.c_str(), stored->runCount, UsageTimeText(stored->firstStart).c_str(),
+                  UsageTimeText(stored->lastStart).c_str(), UsageTimeText(stored->lastSeen).c_str(),
+                  static_cast<long long>(stored->totalDuration),
+                  stored->running != 0 ? "running" : "-");
+    }
+    return 0;
+  }
   if (arguments.kind == "administrators") {
     for (SettingRecord const& setting : records.Settings(SettingScope::kClient, "Administrators")) {
       PrintSetting(setting);
@@ -1152,7 +1262,12 @@ int Import(ClientFolder& folder, ClientRecords& records, Arguments const& argume
   std::string const text = ReadWholeFile(arguments.file);
   std::vector<std::pair<std::string, std::string>> mastheads;
   ClientRecordSet const imported = RecordsOfImportText(text, arguments.file, mastheads);
+  for (UsageEventRecord const& event : imported.usageEvents) client::CheckUsageEvent(event);
+  // The statistics files are written aside first and put in place once the
+  // records hold the events they come from.
+  client::UsageStatisticsUpdate statistics(folder.UsageFolder(), imported.usageEvents);
   records.Replace(imported);
+  statistics.Commit();
   MakeSiteFolders(folder, imported.sites);
   for (auto const& [site, text] : mastheads) WriteMasthead(folder, site, text);
   return 0;
@@ -1183,6 +1298,7 @@ int Show(ClientFolder& folder, ClientRecords& records) {
   std::printf("actions: %zu\n", all.actions.size());
   std::printf("nudges: %zu\n", all.nudges.size());
   std::printf("certificates: %zu\n", all.certificates.size());
+  std::printf("usage events: %zu\n", all.usageEvents.size());
   return 0;
 }
 
@@ -1229,7 +1345,7 @@ char const* ClientCommandsHelp() {
          "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
          "  survey client import FILE.json | export | show\n"
          "  survey client list "
-         "settings|sites|actions|nudges|administrators|state|servers|certificates";
+         "settings|sites|actions|nudges|administrators|state|servers|certificates|usage";
 }
 
 std::optional<int> RunClientCommandIfAsked(int argc, char** argv, std::string const& library) {
@@ -1297,10 +1413,12 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv, std::string co
               "the parameters), nudges (SITE, POSITION, ID, relevant or -, NAME: VALUE), "
               "administrators (the settings of section Administrators, KEY=VALUE), state "
               "(NAME, the value as JSON), servers (the known servers, then the server list "
-              "an entry a line), certificates (NAME, SHA-1, start of validity)");
+              "an entry a line), certificates (NAME, SHA-1, start of validity), usage "
+              "(APPLICATION, ORDINAL, TYPE, TIME, MODIFICATION TIME, VERSION INFO, PATH; then "
+              "NAME.stat and its statistics)");
   listed->add_option("kind", arguments.kind,
-                     "settings, sites, actions, nudges, administrators, state, servers or "
-                     "certificates")
+                     "settings, sites, actions, nudges, administrators, state, servers, "
+                     "certificates or usage")
       ->required();
 
   try {
@@ -1325,7 +1443,7 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv, std::string co
     if (*import) return Import(folder, records, arguments);
     if (*exported) return Export(records);
     if (*show) return Show(folder, records);
-    if (*listed) return List(records, arguments);
+    if (*listed) return List(folder, records, arguments);
   } catch (UsageError const& error) {
     std::fprintf(stderr, "survey client: %s\n", error.what());
     return 2;

@@ -49,7 +49,10 @@ class ClientRecordsCommandTest : public ::testing::Test {
     ShellResult const run = client.Import(SmallFixture());
     ASSERT_EQ(0, run.status) << run.output;
     before = DatabaseDump(client.Database());
-    ASSERT_EQ(0u, before.rfind("ok\nversion " + std::to_string(survey::client::ClientRecords::kSchemaVersion) + "\n", 0))
+    ASSERT_EQ(0u, before.rfind("ok\nversion " +
+                                   std::to_string(survey::client::ClientRecords::kSchemaVersion) +
+                                   "\n",
+                               0))
         << before;
     ASSERT_NE(std::string::npos, before.find("settings (0, b'Client', b'keep', b'1', ")) << before;
   }
@@ -155,6 +158,7 @@ print("deleted settings: %d" % one("SELECT count(*) FROM settings WHERE deleted 
 print("actions: %d" % one("SELECT count(*) FROM actions"))
 print("nudges: %d" % one("SELECT count(*) FROM nudges"))
 print("certificates: %d" % one("SELECT count(*) FROM certificates"))
+print("usage events: %d" % one("SELECT count(*) FROM usage_events"))
 EOF)PY");
   EXPECT_EQ("client folder: " + client.Root() + "\ndatabase: " + client.Database() +
                 " (schema version " + std::to_string(survey::client::ClientRecords::kSchemaVersion) + ")\n" + counts,
@@ -217,7 +221,7 @@ EOF)PY");
       std::to_string(survey::client::ClientRecords::kSchemaVersion) +
           "\n['action_parameters', 'actions', 'certificates', 'generation', 'host_flags', "
           "'nudge_headers', 'nudges', 'pending_restarts', 'server_list', 'server_record', "
-          "'settings', 'site_groups', 'sites']\nwal\n",
+          "'settings', 'site_groups', 'sites', 'usage_events']\nwal\n",
       after);
 }
 

@@ -275,11 +275,9 @@ TEST_F(ClientContextTest, OffersTheInterfacesOfTheClientsRecordsAndNoUsageLog) {
     EXPECT_FALSE(CallContext<&SurveyorActionContext::GetCurrentAction>(&action));
     SurveyorAnalysisData analysis{};
     EXPECT_FALSE(CallContext<&SurveyorAnalysisContext::GetCurrentAnalysis>(&analysis));
-    // The usage log is not kept by this host.
-    EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::ReadNextExecution>(),
-                 SurveyorProcessTableContextError);
-    EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::GetApplicationUsageSummary>(),
-                 SurveyorProcessTableContextError);
+    // The usage log is read from the records and the statistics files.
+    EXPECT_NE(nullptr, ContextSlot<&SurveyorProcessTableContext::ReadNextExecution>());
+    EXPECT_NE(nullptr, ContextSlot<&SurveyorProcessTableContext::GetApplicationUsageSummary>());
     EXPECT_THROW(ContextSlot<&SurveyorSettingsContext::unused3>(), SurveyorSettingsContextError);
     EXPECT_THROW(ContextSlot<&SurveyorNudgeContext::unused5>(), SurveyorNudgeContextError);
     EXPECT_NE(nullptr, FindContextInterface<CryptoSurveyorContext>());
@@ -294,6 +292,10 @@ TEST_F(ClientContextTest, WithoutAFolderTheSlotsOfTheRecordsAreNull) {
     EXPECT_THROW(ContextSlot<&SurveyorNudgeContext::IsEvaluationBlocked>(),
                  SurveyorNudgeContextError);
     EXPECT_THROW(ContextSlot<&SurveyorSystemContext::GetSystemData>(), SurveyorSystemContextError);
+    EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::ReadNextExecution>(),
+                 SurveyorProcessTableContextError);
+    EXPECT_THROW(ContextSlot<&SurveyorProcessTableContext::GetApplicationUsageSummary>(),
+                 SurveyorProcessTableContextError);
     EXPECT_THROW(ContextSlot<&SurveyorFipsContext::FipsMode>(), SurveyorContextError);
     EXPECT_THROW(ContextSlot<&WakeOnLanContext::SubnetCidrString>(), SurveyorContextError);
     SurveyorServerRecord record{};

@@ -231,10 +231,12 @@ TEST_F(ServersCommandTest, ADamagedEntryInTheDatabaseIsReportedNotRead) {
 
 TEST_F(ServersCommandTest, AnOlderDatabaseIsBroughtForward) {
   Load(R"({"state": {"computer id": 42}})");
-  // Back to the schema before the servers: their tables gone, version 6.
+  // Back to the schema before the servers: their tables and those of the
+  // later steps gone, version 6.
   ShellResult const back = Python(R"(import sqlite3, sys
 db = sqlite3.connect(sys.argv[1])
-db.executescript('DROP TABLE server_record; DROP TABLE server_list; PRAGMA user_version = 6;')
+db.executescript('DROP TABLE server_record; DROP TABLE server_list; DROP TABLE usage_events;'
+                 ' PRAGMA user_version = 6;')
 db.commit()
 )");
   ASSERT_EQ(0, back.status) << back.output;
