@@ -473,29 +473,48 @@ regular_expression_match regular_expression_match_iterator::Matched(
       &matches_};
 }
 
-regular_expression_match regular_expression_match_iterator::First(regular_expression const& pattern,
-                                                                  Of, surveyor_string const& text) {
+std::optional<regular_expression_match> regular_expression_match_iterator::FirstFound(
+    regular_expression const& pattern, Of, surveyor_string const& text) {
   char const* const base = BaseOf(text);
   unsigned long const length = SearchableLength(text);
-  if (!MayMatch(FactsOf(*pattern.pattern), base, base + length)) throw NoSuchObject();
-  if (!RegExec(*pattern.pattern, base, base, base + length, 0, matches_)) throw NoSuchObject();
+  if (!MayMatch(FactsOf(*pattern.pattern), base, base + length)) return std::nullopt;
+  if (!RegExec(*pattern.pattern, base, base, base + length, 0, matches_)) return std::nullopt;
   return Matched(text);
 }
 
-regular_expression_match regular_expression_match_iterator::Next(regular_expression const& pattern,
-                                                                 Of, surveyor_string const& text) {
-  if (matches_.empty()) throw NoSuchObject();
+std::optional<regular_expression_match> regular_expression_match_iterator::NextFound(
+    regular_expression const& pattern, Of, surveyor_string const& text) {
+  if (matches_.empty()) return std::nullopt;
   char const* const base = BaseOf(text);
   unsigned long const length = SearchableLength(text);
   unsigned long const last = static_cast<unsigned long>(matches_[0].rm_so);
-  if (length <= last) throw NoSuchObject();
+  if (length <= last) return std::nullopt;
   Check_For_Surveyor_Interruption();
   // From one byte after the start of the last match, not its end: matches
   // may overlap.
   if (!RegExec(*pattern.pattern, base, base + last + 1, base + length, REG_NOTBOL, matches_)) {
-    throw NoSuchObject();
+    return std::nullopt;
   }
   return Matched(text);
+}
+
+std::optional<regular_expression_match> regular_expression_match_iterator::NoneAfterFirst(
+    regular_expression const&, Of, surveyor_string const&) {
+  return std::nullopt;
+}
+
+regular_expression_match regular_expression_match_iterator::First(regular_expression const& pattern,
+                                                                  Of, surveyor_string const& text) {
+  std::optional<regular_expression_match> found = FirstFound(pattern, 0, text);
+  if (!found) throw NoSuchObject();
+  return *found;
+}
+
+regular_expression_match regular_expression_match_iterator::Next(regular_expression const& pattern,
+                                                                 Of, surveyor_string const& text) {
+  std::optional<regular_expression_match> found = NextFound(pattern, 0, text);
+  if (!found) throw NoSuchObject();
+  return *found;
 }
 
 regular_expression_match regular_expression_match_iterator::NoNext(regular_expression const&, Of,
@@ -568,6 +587,44 @@ using Maker = regular_expression_iterator;
 using Matches = regular_expression_match_iterator;
 using Parts = regular_expression_match_part_iterator;
 
+// The adaptor of the match phrases, whose members say "no further match"
+// with an empty optional. It then returns 0 and constructs nothing, which
+// the host takes as the end of the iteration, as it takes NoSuchObject,
+// without the cost of an exception: "matches ... of lines of file" ends an
+// iteration in every line (see docs/architecture.md).
+struct MatchSteps {
+  using Member = std::optional<regular_expression_match> (Matches::*)(regular_expression const&, Of,
+                                                                      surveyor_string const&);
+  static int First(void* result, void const* index, void const* object, void* state,
+                   void const* context) {
+    return Call(&PropRecord::firstIntermediate, result, index, object, state, context);
+  }
+  static int Next(void* result, void const* index, void const* object, void* state,
+                  void const* context) {
+    return Call(&PropRecord::nextIntermediate, result, index, object, state, context);
+  }
+
+ private:
+  static int Call(MemberSlot PropRecord::*slot, void* result, void const* index, void const* object,
+                  void* state, void const* context) {
+    if (result == nullptr) return 1;
+    Member const member = MemberOf<Member>(context, slot);
+    std::optional<regular_expression_match> const found = (static_cast<Matches*>(state)->*member)(
+        *static_cast<regular_expression const*>(index), Of(0),
+        *static_cast<surveyor_string const*>(object));
+    if (!found) return 0;
+    ::new (result) regular_expression_match(*found);
+    return 1;
+  }
+};
+
+survey::frame::IteratedRowOf<MatchSteps, Matches, regular_expression, surveyor_string,
+                             regular_expression_match, MatchSteps::Member>
+MatchRow(char const* singular, char const* plural, MatchSteps::Member first,
+         MatchSteps::Member next) {
+  return {singular, plural, first, next, &DependsOnlyOnParameters};
+}
+
 RegistrationTable table{
     TypeRow<regular_expression>(),
     TypeRow<regular_expression_match, substring>(),
@@ -578,9 +635,8 @@ RegistrationTable table{
                 &Maker::Next, &DependsOnlyOnParameters),
     IteratedRow("case insensitive regular expression", "case insensitive regular expressions",
                 &Maker::FirstCaseInsensitive, &Maker::Next, &DependsOnlyOnParameters),
-    IteratedRow("match", "matches", &Matches::First, &Matches::Next, &DependsOnlyOnParameters),
-    IteratedRow("first match", "first matches", &Matches::First, &Matches::NoNext,
-                &DependsOnlyOnParameters),
+    MatchRow("match", "matches", &Matches::FirstFound, &Matches::NextFound),
+    MatchRow("first match", "first matches", &Matches::FirstFound, &Matches::NoneAfterFirst),
     IteratedRow("parenthesized part", "parenthesized parts", &Parts::First, &Parts::Next,
                 &DependsOnlyOnParameters),
     IndexedRow("parenthesized part", "parenthesized parts", &MatchPart, &DependsOnlyOnParameters),
