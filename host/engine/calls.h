@@ -35,8 +35,13 @@ std::string OperatorName(int code);
 
 // Throws EvaluationError of kind kInterrupted when the current evaluation has
 // passed its time limit or the user asked to stop it. Loops of the evaluator
-// that call nothing in the library check it themselves.
-void CheckInterruption();
+// that call nothing in the library check it themselves. It runs for every
+// value of every stream, so what most checks do is inline.
+void CheckInterruptionNow(Evaluation const& evaluation);
+inline void CheckInterruption() {
+  Evaluation const* const evaluation = Evaluation::Current();
+  if (evaluation != nullptr && evaluation->InterruptionDue()) CheckInterruptionNow(*evaluation);
+}
 
 // A stream of values, pulled one at a time.
 class Stream {
