@@ -60,12 +60,50 @@ std::unordered_map<void const*, ProgramFacts>& KnownPrograms() {
   return programs;
 }
 
+// The last program looked up and its facts: a search over the lines of a
+// file asks for the same pattern's facts once per line. Forgotten whenever
+// the table changes.
+struct LastLookUp {
+  void const* program = nullptr;
+  ProgramFacts const* facts = nullptr;
+};
+LastLookUp& LastFacts() {
+  static LastLookUp last;
+  return last;
+}
+
 ProgramFacts const* FactsOf(re_pattern_buffer const& pattern) {
   if (pattern.buffer == nullptr) return nullptr;
+  LastLookUp& last = LastFacts();
+  if (last.program == pattern.buffer) return last.facts;
   auto const& programs = KnownPrograms();
   if (programs.empty()) return nullptr;
   auto const found = programs.find(pattern.buffer);
-  return found == programs.end() ? nullptr : &found->second;
+  ProgramFacts const* const facts = found == programs.end() ? nullptr : &found->second;
+  last = LastLookUp{pattern.buffer, facts};
+  return facts;
+}
+
+// Whether the bytes hold the literal. memchr finds each place of its first
+// byte, and the rest is compared there: on texts of the length of a line
+// this costs a fraction of memmem, whose set-up alone is dearer. After a few
+// places that do not match, memmem takes over from the last one, so that a
+// text full of the first byte costs no more than memmem would.
+bool HoldsLiteral(char const* from, char const* to, std::string const& literal) {
+  constexpr int kPlacesBeforeMemmem = 8;
+  std::size_t const size = literal.size();
+  if (size == 0) return true;
+  char const* at = from;
+  for (int place = 0; place < kPlacesBeforeMemmem; ++place) {
+    if (static_cast<std::size_t>(to - at) < size) return false;
+    auto const* found = static_cast<char const*>(
+        std::memchr(at, literal[0], static_cast<std::size_t>(to - at) - size + 1));
+    if (found == nullptr) return false;
+    if (std::memcmp(found + 1, literal.data() + 1, size - 1) == 0) return true;
+    at = found + 1;
+  }
+  if (static_cast<std::size_t>(to - at) < size) return false;
+  return memmem(at, static_cast<std::size_t>(to - at), literal.data(), size) != nullptr;
 }
 
 // A byte that stands for itself in an extended pattern, wherever it is
@@ -167,9 +205,7 @@ std::string RequiredLiteral(char const* pattern, int flags) {
 bool MayMatch(ProgramFacts const* facts, char const* from, char const* to) {
   if (facts == nullptr || facts->literal.empty() || facts->backtracking) return true;
   if (static_cast<unsigned long>(to - from) > kLongestSearchInProcess) return true;
-  std::string const& literal = facts->literal;
-  return memmem(from, static_cast<std::size_t>(to - from), literal.data(), literal.size()) !=
-         nullptr;
+  return HoldsLiteral(from, to, facts->literal);
 }
 
 // Whether a pattern text holds a back-reference, a backslash and a digit
@@ -268,7 +304,10 @@ int SearchInChild(re_pattern_buffer const& pattern, char const* text, int eflags
 }  // namespace
 
 void RegFree(re_pattern_buffer& pattern) {
-  if (pattern.buffer != nullptr) KnownPrograms().erase(pattern.buffer);
+  if (pattern.buffer != nullptr) {
+    KnownPrograms().erase(pattern.buffer);
+    LastFacts() = LastLookUp{};
+  }
   regfree(&pattern);
 }
 
@@ -282,6 +321,7 @@ CompiledRegularExpression RegComp(char const* pattern, int flags) {
   facts.literal = RequiredLiteral(pattern, flags);
   if (facts.backtracking || !facts.literal.empty()) {
     try {
+      LastFacts() = LastLookUp{};
       KnownPrograms()[compiled.buffer.buffer] = std::move(facts);
     } catch (...) {
       regfree(&compiled.buffer);
