@@ -52,11 +52,11 @@ std::string RegularExpressionWords(RegularExpressionFailure const& error) {
     throw EvaluationError(ErrorKind::kNotAvailable, what + " cannot be evaluated now");
   } catch (SurveyorDefinedError const& error) {
     surveyor_string const message = error.Message();
-    throw EvaluationError(ErrorKind::kMessage,
-                          message.data == nullptr
-                              ? std::string()
-                              : std::string(reinterpret_cast<char const*>(message.data),
-                                            message.length));
+    throw EvaluationError(
+        ErrorKind::kMessage,
+        message.data == nullptr
+            ? std::string()
+            : std::string(reinterpret_cast<char const*>(message.data), message.length));
   } catch (RegularExpressionFailure const& error) {
     throw EvaluationError(ErrorKind::kMessage, what + " failed: " + RegularExpressionWords(error));
   } catch (DebuggableException const& error) {
@@ -431,6 +431,20 @@ Value CallOperator(OperatorEntry const& op, TypeEntry const* result, Value const
   builder.DependOn(left);
   builder.DependOn(right);
   return builder.Finish();
+}
+
+unsigned char CallOperatorForBoolean(OperatorEntry const& op, TypeEntry const* result,
+                                     Value const& left, Value const& right) {
+  CheckInterruption();
+  auto what = [&] {
+    return Quoted(OperatorName(op.code)) + " of " + Quoted(op.left) + " and " + Quoted(op.right);
+  };
+  alignas(std::max_align_t) unsigned char slot[sizeof(boolean) < 16 ? 16 : sizeof(boolean)];
+  bool const answered = Guard(what, [&] { op.thunk(slot, left.Data(), right.Data(), op.context); });
+  if (!answered) throw EvaluationError(ErrorKind::kNoValue, what() + " has no value");
+  unsigned char const answer = reinterpret_cast<boolean const*>(slot)->value;
+  if (result != nullptr && result->destroy != nullptr) result->destroy(slot);
+  return answer;
 }
 
 std::optional<std::uint64_t> CallFingerprint(void const* record, SurveyorDependency dependency,

@@ -83,6 +83,11 @@ std::unique_ptr<Stream> OpenProperty(BoundProperty const& property, Value index,
 Value CallCast(CastEntry const& cast, TypeEntry const* target, Value const& source);
 Value CallOperator(OperatorEntry const& op, TypeEntry const* result, Value const& left,
                    Value const& right);
+// The same for an operator whose result type is the host's "boolean", when
+// only the answer's byte is wanted: the result is made in the caller's
+// stack, not as a value, and the errors are those of CallOperator.
+unsigned char CallOperatorForBoolean(OperatorEntry const& op, TypeEntry const* result,
+                                     Value const& left, Value const& right);
 
 // The fingerprint of a call, for deciding whether an earlier result may be
 // reused: empty when the call states no dependency or an operand's type
