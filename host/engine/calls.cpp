@@ -52,11 +52,11 @@ std::string RegularExpressionWords(RegularExpressionFailure const& error) {
     throw EvaluationError(ErrorKind::kNotAvailable, what + " cannot be evaluated now");
   } catch (SurveyorDefinedError const& error) {
     surveyor_string const message = error.Message();
-    throw EvaluationError(ErrorKind::kMessage,
-                          message.data == nullptr
-                              ? std::string()
-                              : std::string(reinterpret_cast<char const*>(message.data),
-                                            message.length));
+    throw EvaluationError(
+        ErrorKind::kMessage,
+        message.data == nullptr
+            ? std::string()
+            : std::string(reinterpret_cast<char const*>(message.data), message.length));
   } catch (RegularExpressionFailure const& error) {
     throw EvaluationError(ErrorKind::kMessage, what + " failed: " + RegularExpressionWords(error));
   } catch (DebuggableException const& error) {
@@ -87,25 +87,33 @@ bool Guard(Describe&& describe, Body&& body) {
 }
 
 // State memory of an iterator or aggregator, constructed by the library and
-// destroyed through it exactly once.
+// destroyed through it exactly once. A small state lies inside this object:
+// an iteration over the matches in each line of a file opens a state per
+// line, and a separate allocation each time would cost more than the
+// state's work.
 class State {
  public:
   explicit State(PropertyEntry const& entry) : entry_(&entry) {
     std::size_t const size = entry.stateSize == 0 ? 1 : entry.stateSize;
+    if (size <= sizeof inline_) {
+      memory_ = inline_;
+      return;
+    }
     std::size_t const alignment = alignof(std::max_align_t);
     memory_ = std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
     if (memory_ == nullptr) throw std::bad_alloc();
   }
   ~State() {
     Destroy();
-    std::free(memory_);
+    if (memory_ != inline_) std::free(memory_);
   }
   State(State const&) = delete;
   State& operator=(State const&) = delete;
 
   void* Memory() { return memory_; }
-  void Construct(std::string const& what) {
-    Guard([&] { return what; }, [&] {
+  template <class Describe>
+  void Construct(Describe&& describe) {
+    Guard(describe, [&] {
       if (entry_->construct != nullptr) entry_->construct(memory_);
     });
     constructed_ = true;
@@ -120,6 +128,13 @@ class State {
   PropertyEntry const* entry_;
   void* memory_;
   bool constructed_ = false;
+  alignas(std::max_align_t) unsigned char inline_[64];
+};
+
+// Describes a property for a message, when one is made.
+struct DescribeEntry {
+  PropertyEntry const* entry;
+  std::string operator()() const { return Describe(*entry); }
 };
 
 class EmptyStream final : public Stream {
@@ -144,17 +159,14 @@ class SingleStream final : public Stream {
 class IteratedStream final : public Stream {
  public:
   IteratedStream(BoundProperty const& property, Value index, Value object)
-      : property_(property),
-        index_(std::move(index)),
-        object_(std::move(object)),
-        what_(Describe(*property.entry)) {}
+      : property_(property), index_(std::move(index)), object_(std::move(object)) {}
 
   bool Next(Value& out) override {
     if (finished_) return false;
     CheckInterruption();
     if (!state_) {
       state_ = std::make_shared<State>(*property_.entry);
-      state_->Construct(what_);
+      state_->Construct(What());
     }
     SurveyorGetter const step = started_ ? property_.entry->next : property_.entry->first;
     // What an iterator's later steps ask of the arena belongs to the value
@@ -165,7 +177,7 @@ class IteratedStream final : public Stream {
     started_ = true;
     ValueBuilder builder(property_.result);
     bool produced = false;
-    bool const answered = Guard([&] { return what_; }, [&] {
+    bool const answered = Guard(What(), [&] {
       produced = step(builder.Slot(), index_.Data(), object_.Data(), state_->Memory(),
                       property_.entry->context) != 0;
     });
@@ -190,11 +202,12 @@ class IteratedStream final : public Stream {
     finished_ = true;
     state_.reset();
   }
+  // What the stream calls, for a message: made only when there is one.
+  DescribeEntry What() const { return DescribeEntry{property_.entry}; }
 
   BoundProperty property_;
   Value index_;
   Value object_;
-  std::string what_;
   std::shared_ptr<State> state_;
   bool started_ = false;
   bool finished_ = false;
@@ -211,7 +224,7 @@ class AggregateStream final : public Stream {
   bool Next(Value& out) override {
     if (!state_) {
       state_ = std::make_shared<State>(*property_.entry);
-      state_->Construct(what_);
+      state_->Construct([this] { return what_; });
       phase_ = kFirstInitial;
     }
     while (phase_ != kPhaseCount) {
@@ -268,10 +281,12 @@ class AggregateStream final : public Stream {
     if (getter == nullptr) return false;
     ValueBuilder builder(property_.result);
     bool delivered = false;
-    bool const answered = Guard([&] { return what_; }, [&] {
-      delivered = getter(builder.Slot(), index_.Data(), element.Data(), state_->Memory(),
-                         property_.entry->context) != 0;
-    });
+    bool const answered = Guard([&] { return what_; },
+                                [&] {
+                                  delivered =
+                                      getter(builder.Slot(), index_.Data(), element.Data(),
+                                             state_->Memory(), property_.entry->context) != 0;
+                                });
     if (!answered) {
       // "None" from an initial or intermediate phase delivers nothing; from
       // a final phase it ends the output.
@@ -297,30 +312,40 @@ class AggregateStream final : public Stream {
 
 }  // namespace
 
-void CheckInterruption() {
-  if (Evaluation* const evaluation = Evaluation::Current()) {
-    try {
-      evaluation->CheckInterruption();
-    } catch (InterruptedEvaluation const&) {
-      throw EvaluationError(ErrorKind::kInterrupted, "interrupted");
-    }
+void CheckInterruptionNow(Evaluation const& evaluation) {
+  try {
+    evaluation.CheckInterruptionNow();
+  } catch (InterruptedEvaluation const&) {
+    throw EvaluationError(ErrorKind::kInterrupted, "interrupted");
   }
 }
 
 std::string OperatorName(int code) {
   switch (code) {
-    case kOperatorConcatenation: return "&";
-    case kOperatorEqual: return "=";
-    case kOperatorLessThan: return "<";
-    case kOperatorLessOrEqual: return "<=";
-    case kOperatorStartsWith: return "starts with";
-    case kOperatorEndsWith: return "ends with";
-    case kOperatorContains: return "contains";
-    case kOperatorPlus: return "+";
-    case kOperatorMinus: return "-";
-    case kOperatorTimes: return "*";
-    case kOperatorDivide: return "/";
-    case kOperatorModulo: return "mod";
+    case kOperatorConcatenation:
+      return "&";
+    case kOperatorEqual:
+      return "=";
+    case kOperatorLessThan:
+      return "<";
+    case kOperatorLessOrEqual:
+      return "<=";
+    case kOperatorStartsWith:
+      return "starts with";
+    case kOperatorEndsWith:
+      return "ends with";
+    case kOperatorContains:
+      return "contains";
+    case kOperatorPlus:
+      return "+";
+    case kOperatorMinus:
+      return "-";
+    case kOperatorTimes:
+      return "*";
+    case kOperatorDivide:
+      return "/";
+    case kOperatorModulo:
+      return "mod";
   }
   return "operator " + std::to_string(code);
 }
@@ -335,9 +360,9 @@ std::string Describe(PropertyEntry const& entry) {
 BoundProperty Bind(Registry const& registry, PropertyEntry const& entry) {
   TypeEntry const* const result = registry.FindType(entry.result);
   if (result == nullptr) {
-    throw EvaluationError(ErrorKind::kNoSuchProperty,
-                          Describe(entry) + " yields the unregistered type " +
-                              Quoted(entry.result));
+    throw EvaluationError(
+        ErrorKind::kNoSuchProperty,
+        Describe(entry) + " yields the unregistered type " + Quoted(entry.result));
   }
   return BoundProperty{&entry, result};
 }
@@ -347,10 +372,12 @@ std::optional<Value> CallSimple(BoundProperty const& property, Value const& inde
   CheckInterruption();
   ValueBuilder builder(property.result);
   bool produced = false;
-  bool const answered = Guard([&] { return Describe(*property.entry); }, [&] {
-    produced = property.entry->getter(builder.Slot(), index.Data(), object.Data(), nullptr,
-                                      property.entry->context) != 0;
-  });
+  bool const answered =
+      Guard([&] { return Describe(*property.entry); },
+            [&] {
+              produced = property.entry->getter(builder.Slot(), index.Data(), object.Data(),
+                                                nullptr, property.entry->context) != 0;
+            });
   if (!answered || !produced) return std::nullopt;
   builder.DependOn(index);
   builder.DependOn(object);
@@ -398,13 +425,26 @@ Value CallOperator(OperatorEntry const& op, TypeEntry const* result, Value const
   auto what = [&] {
     return Quoted(OperatorName(op.code)) + " of " + Quoted(op.left) + " and " + Quoted(op.right);
   };
-  bool const answered = Guard(what, [&] {
-    op.thunk(builder.Slot(), left.Data(), right.Data(), op.context);
-  });
+  bool const answered =
+      Guard(what, [&] { op.thunk(builder.Slot(), left.Data(), right.Data(), op.context); });
   if (!answered) throw EvaluationError(ErrorKind::kNoValue, what() + " has no value");
   builder.DependOn(left);
   builder.DependOn(right);
   return builder.Finish();
+}
+
+unsigned char CallOperatorForBoolean(OperatorEntry const& op, TypeEntry const* result,
+                                     Value const& left, Value const& right) {
+  CheckInterruption();
+  auto what = [&] {
+    return Quoted(OperatorName(op.code)) + " of " + Quoted(op.left) + " and " + Quoted(op.right);
+  };
+  alignas(std::max_align_t) unsigned char slot[sizeof(boolean) < 16 ? 16 : sizeof(boolean)];
+  bool const answered = Guard(what, [&] { op.thunk(slot, left.Data(), right.Data(), op.context); });
+  if (!answered) throw EvaluationError(ErrorKind::kNoValue, what() + " has no value");
+  unsigned char const answer = reinterpret_cast<boolean const*>(slot)->value;
+  if (result != nullptr && result->destroy != nullptr) result->destroy(slot);
+  return answer;
 }
 
 std::optional<std::uint64_t> CallFingerprint(void const* record, SurveyorDependency dependency,

@@ -35,8 +35,13 @@ std::string OperatorName(int code);
 
 // Throws EvaluationError of kind kInterrupted when the current evaluation has
 // passed its time limit or the user asked to stop it. Loops of the evaluator
-// that call nothing in the library check it themselves.
-void CheckInterruption();
+// that call nothing in the library check it themselves. It runs for every
+// value of every stream, so what most checks do is inline.
+void CheckInterruptionNow(Evaluation const& evaluation);
+inline void CheckInterruption() {
+  Evaluation const* const evaluation = Evaluation::Current();
+  if (evaluation != nullptr && evaluation->InterruptionDue()) CheckInterruptionNow(*evaluation);
+}
 
 // A stream of values, pulled one at a time.
 class Stream {
@@ -78,6 +83,11 @@ std::unique_ptr<Stream> OpenProperty(BoundProperty const& property, Value index,
 Value CallCast(CastEntry const& cast, TypeEntry const* target, Value const& source);
 Value CallOperator(OperatorEntry const& op, TypeEntry const* result, Value const& left,
                    Value const& right);
+// The same for an operator whose result type is the host's "boolean", when
+// only the answer's byte is wanted: the result is made in the caller's
+// stack, not as a value, and the errors are those of CallOperator.
+unsigned char CallOperatorForBoolean(OperatorEntry const& op, TypeEntry const* result,
+                                     Value const& left, Value const& right);
 
 // The fingerprint of a call, for deciding whether an earlier result may be
 // reused: empty when the call states no dependency or an operand's type

@@ -49,14 +49,23 @@ class Evaluation {
   // Throws `InterruptedEvaluation` when the evaluation is to be given up.
   // Called for every value of every stream: what most calls do is inline.
   void CheckInterruption() const {
+    if (InterruptionDue()) CheckInterruptionNow();
+  }
+  // Whether a check must look further: an interrupt was requested, or the
+  // clock is to be read. Reading the clock costs more than most single
+  // steps, so it is read on the first check after the limit was set and on
+  // every 64th after that: the limit is still kept to well under a
+  // millisecond. Once the deadline has passed, every check looks further.
+  bool InterruptionDue() const {
+    if (interruptRequested_.load(std::memory_order_relaxed)) return true;
+    if (!deadline_) return false;
+    return expired_ || (checks_++ & 63) == 0;
+  }
+  // The rest of a check that InterruptionDue asked for: throws
+  // `InterruptedEvaluation` when the evaluation is to be given up.
+  void CheckInterruptionNow() const {
     if (interruptRequested_.load(std::memory_order_relaxed)) Interrupt();
-    if (!deadline_) return;
-    // Reading the clock costs more than most single steps, so it is read on
-    // the first check after the limit was set and on every 64th after that:
-    // the limit is still kept to well under a millisecond. Once the
-    // deadline has passed, every check throws.
-    if (!expired_ && (checks_++ & 63) != 0) return;
-    CheckDeadline();
+    if (deadline_) CheckDeadline();
   }
 
   // The query's "now": the clock's time at the first call, and the same

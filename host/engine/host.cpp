@@ -139,6 +139,14 @@ void Host::Load(std::string const& path) {
     throw EvaluationError(ErrorKind::kLoad,
                           "cannot load surveyor library " + path + ": " + *problem);
   }
+  // This host takes a return of 0 from an iterator's First or Next as the
+  // end of the stream, as it takes NoSuchObject; a library that can end its
+  // frequent iterations that way, without an exception, is told so.
+  using Announcement = void (*)();
+  if (auto const announce =
+          reinterpret_cast<Announcement>(dlsym(handle, "survey_host_ends_streams_on_zero"))) {
+    announce();
+  }
   handle_ = handle;
   path_ = path;
 }

@@ -25,7 +25,8 @@ struct ValueBlock : ValueHead {
   ArenaMark region;
   std::size_t regionEnd;
   // The value itself lies behind this header, aligned for any scalar.
-  unsigned char* Bytes();
+  // Defined here, inline: it runs several times for every value made.
+  inline unsigned char* Bytes();
 };
 
 namespace {
@@ -86,7 +87,9 @@ void Free(ValueBlock* block) {
 }
 }  // namespace
 
-unsigned char* ValueBlock::Bytes() { return reinterpret_cast<unsigned char*>(this) + kHeaderSize; }
+inline unsigned char* ValueBlock::Bytes() {
+  return reinterpret_cast<unsigned char*>(this) + kHeaderSize;
+}
 
 }  // namespace detail
 
@@ -133,12 +136,19 @@ ValueBuilder::ValueBuilder(TypeEntry const* type, std::size_t extraBytes) {
   std::size_t const blockSize = detail::RoundUp(total);
   void* const memory = detail::TakeBlock(blockSize);
   if (memory == nullptr) throw std::bad_alloc();
-  block_ = ::new (memory) ValueBlock{};
-  block_->blockSize = blockSize;
+  // Each field is set once, rather than the whole header cleared first:
+  // this runs for every value. The operands and the owner start empty, and
+  // a region stamp of 0 says that the value owns no arena memory; the end
+  // of a region is read only beside a stamp.
+  block_ = ::new (memory) ValueBlock;
   block_->type = type;
   block_->references = 1;
-  block_->extraOffset = extraOffset;
   block_->data = block_->Bytes();
+  block_->extraOffset = extraOffset;
+  block_->blockSize = blockSize;
+  block_->constructed = false;
+  block_->view = false;
+  block_->regionEnd = 0;
 }
 
 ValueBuilder::~ValueBuilder() {

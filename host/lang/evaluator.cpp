@@ -604,6 +604,29 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& query, Value const& it) {
                                         [this, &bound](Step& root) { return Open(root, bound); });
 }
 
+// The operator's record for the operand types, found once per pair of
+// types; a type error when there is none.
+static Step::Operator const& OperatorFor(host::Registry const& registry, Step& step,
+                                         Value const& left, Value const& right) {
+  for (auto const& known : step.operators) {
+    if (known.left == left.Type() && known.right == right.Type()) return known;
+  }
+  Node const& node = step.node;
+  host::OperatorEntry const* const found =
+      registry.FindOperator(node.op, left.Type(), right.Type());
+  if (found == nullptr) {
+    throw EvaluationError(ErrorKind::kTypeError,
+                          "no operator " + Quoted(host::OperatorName(node.op)) +
+                              " between values of type " + Quoted(Evaluator::TypeName(left)) +
+                              " and " + Quoted(Evaluator::TypeName(right)),
+                          node.position);
+  }
+  step.operators.push_back(Step::Operator{left.Type(), right.Type(), found,
+                                          registry.FindType(found->result),
+                                          Steady(found->dependency)});
+  return step.operators.back();
+}
+
 bool Evaluator::Passes(std::vector<Step*> const& filters, Value const& value) {
   for (Step* filter : filters) {
     if (!Truth(*filter, value)) return false;
@@ -612,6 +635,23 @@ bool Evaluator::Passes(std::vector<Step*> const& filters, Value const& value) {
 }
 
 bool Evaluator::Truth(Step& step, Value const& it) {
+  // A relation that reads `it` is evaluated afresh for every value a
+  // filter tests; its answer is read here and kept nowhere, so it is not
+  // made into a value.
+  if (step.node.kind == NodeKind::kRelation && !step.foldable) {
+    Value left = One(*step.left, it);
+    Value right = One(*step.right, it);
+    if (step.node.swapped) std::swap(left, right);
+    Step::Operator const& resolved = OperatorFor(host_.GetRegistry(), step, left, right);
+    if (resolved.result == host_.BooleanType()) {
+      if (!resolved.steady) NoteVarying();
+      host::OperatorEntry const& op = *resolved.op;
+      TypeEntry const* const result = resolved.result;
+      unsigned char const answer =
+          At(step.node, [&] { return host::CallOperatorForBoolean(op, result, left, right); });
+      return step.node.negated ? answer != 1 : answer == 1;
+    }
+  }
   Value const value = One(step, it);
   if (value.Type() != host_.BooleanType() && !host_.GetRegistry().IsA(value.Type(), "boolean")) {
     throw EvaluationError(ErrorKind::kTypeError,
@@ -694,28 +734,7 @@ Value Evaluator::Scalar(Step& step, Value const& it) {
   Value left = One(*step.left, it);
   Value right = One(*step.right, it);
   if (node.swapped) std::swap(left, right);
-  Step::Operator const* resolved = nullptr;
-  for (auto const& known : step.operators) {
-    if (known.left == left.Type() && known.right == right.Type()) resolved = &known;
-  }
-  if (resolved == nullptr) {
-    host::Registry const& registry = host_.GetRegistry();
-    host::OperatorEntry const* const found =
-        registry.FindOperator(node.op, left.Type(), right.Type());
-    if (found != nullptr) {
-      step.operators.push_back(Step::Operator{left.Type(), right.Type(), found,
-                                              registry.FindType(found->result),
-                                              Steady(found->dependency)});
-      resolved = &step.operators.back();
-    }
-  }
-  if (resolved == nullptr) {
-    throw EvaluationError(ErrorKind::kTypeError,
-                          "no operator " + Quoted(host::OperatorName(node.op)) +
-                              " between values of type " + Quoted(TypeName(left)) + " and " +
-                              Quoted(TypeName(right)),
-                          node.position);
-  }
+  Step::Operator const* const resolved = &OperatorFor(host_.GetRegistry(), step, left, right);
   if (!resolved->steady) NoteVarying();
   host::OperatorEntry const& op = *resolved->op;
   TypeEntry const* const result = resolved->result;

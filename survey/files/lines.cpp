@@ -41,6 +41,9 @@ Fingerprinter& operator<<(Fingerprinter& fingerprinter, file_line const& line) {
 
 // ---------------------------------------------------------------------------
 // line_iterator
+//
+// Step and Deliver serve this file alone and run once a line: they are
+// defined `inline`, so that the calls need not go through their symbols.
 
 line_iterator::line_iterator() : buffer_(), offset_(0), index_(0) {}
 
@@ -58,7 +61,7 @@ void line_iterator::Open(file const& object) {
   if (loop_->Finished()) throw NoSuchObject();
 }
 
-void line_iterator::Step() {
+inline void line_iterator::Step() {
   if (!loop_ || loop_->Finished()) throw NoSuchObject();
   offset_ += loop_->ByteCount();
   ++*loop_;
@@ -66,7 +69,7 @@ void line_iterator::Step() {
   if (loop_->Finished()) throw NoSuchObject();
 }
 
-file_line line_iterator::Deliver(file const& object) const {
+inline file_line line_iterator::Deliver(file const& object) const {
   Range<unsigned long> const range{offset_, offset_ + loop_->ByteCount()};
   return file_line(loop_->Line(), index_, range, path_, object.Flag());
 }

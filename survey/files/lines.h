@@ -69,9 +69,9 @@ class SURVEY_API line_iterator {
   // Opens the file and reads its first line; NoSuchObject when it has none.
   void Open(file const& object);
   // Counts off the present line and reads the next; NoSuchObject at the end.
-  void Step();
+  inline void Step();
   // The present line, with its range from the offset, as a value.
-  file_line Deliver(file const& object) const;
+  inline file_line Deliver(file const& object) const;
   // Opens or steps, then steps on until a line passes the test.
   template <class Test>
   file_line Seek(bool first, file const& object, Test const& test);

@@ -218,6 +218,10 @@ FileReadingLoop& FileReadingLoop::operator++() {
 
 // ---------------------------------------------------------------------------
 // FileLineLoop
+//
+// The helpers that find a line are defined `inline`: they serve this file
+// alone, and a function of a shared library that is not inline is called
+// through its symbol and never inlined, a cost paid on every line.
 
 void FileLineLoop::Start(FileReadingPath const& path, unsigned long offset) {
   reader_.Start(path, offset);
@@ -225,7 +229,7 @@ void FileLineLoop::Start(FileReadingPath const& path, unsigned long offset) {
   ScanForLine(buffer_.begin, buffer_.begin);
 }
 
-void FileLineLoop::ReadFromFile(Data target) {
+inline void FileLineLoop::ReadFromFile(Data target) {
   Buffer into(target);
   while (!into.Full() && reader_.Unfinished()) {
     unsigned char* before = into.current;
@@ -233,21 +237,28 @@ void FileLineLoop::ReadFromFile(Data target) {
     if (into.current == before) break;  // the file shrank under us
   }
   validEnd_ = into.current;
+  // The bytes have changed: a CR found before is no longer known.
+  crKnown_ = false;
 }
 
-unsigned char* FileLineLoop::FindLineEnd(Data bytes) {
-  // Two searches that the C library makes fast: for LF, then for CR in
-  // front of it.
-  unsigned long length = bytes.Length();
-  if (length == 0) return bytes.end;
-  auto* lf = static_cast<unsigned char*>(std::memchr(bytes.begin, '\n', length));
-  unsigned char* limit = lf != nullptr ? lf : bytes.end;
-  auto* cr = static_cast<unsigned char*>(
-      std::memchr(bytes.begin, '\r', static_cast<unsigned long>(limit - bytes.begin)));
-  return cr != nullptr ? cr : limit;
+inline unsigned char* FileLineLoop::FindLineEnd(unsigned char* from) {
+  // Two searches that the C library makes fast: for LF, and for the CR
+  // that may come in front of it. The CR found is kept for the lines up to
+  // it.
+  unsigned char* const end = validEnd_;
+  if (from == end) return end;
+  unsigned long const length = static_cast<unsigned long>(end - from);
+  auto* lf = static_cast<unsigned char*>(std::memchr(from, '\n', length));
+  unsigned char* const limit = lf != nullptr ? lf : end;
+  if (!crKnown_ || nextCr_ < from) {
+    auto* cr = static_cast<unsigned char*>(std::memchr(from, '\r', length));
+    nextCr_ = cr != nullptr ? cr : end;
+    crKnown_ = true;
+  }
+  return nextCr_ < limit ? nextCr_ : limit;
 }
 
-ConstData FileLineLoop::InitialLineEnding(ConstData rest, bool finished) {
+inline ConstData FileLineLoop::InitialLineEnding(ConstData rest, bool finished) {
   switch (rest.Length()) {
     case 0:
       return ConstData(rest.begin, rest.begin);
@@ -263,9 +274,9 @@ ConstData FileLineLoop::InitialLineEnding(ConstData rest, bool finished) {
   }
 }
 
-void FileLineLoop::ScanForLine(unsigned char* start, unsigned char* from) {
+inline void FileLineLoop::ScanForLine(unsigned char* start, unsigned char* from) {
   lineStart_ = start;
-  lineEnd_ = FindLineEnd(Data(from, validEnd_));
+  lineEnd_ = FindLineEnd(from);
   ConstData rest(lineEnd_, validEnd_);
   // Only a single byte left needs to know whether the file goes on.
   bool finished = rest.Length() == 1 && reader_.Finished();

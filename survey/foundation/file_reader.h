@@ -192,17 +192,27 @@ class FileLineLoop {
  private:
   // Fills the target from the file, as far as the file gives, and records
   // where the valid bytes end.
-  void ReadFromFile(Data target);
+  inline void ReadFromFile(Data target);
   // The line runs from `start` to the first line end at or after `from`.
-  void ScanForLine(unsigned char* start, unsigned char* from);
-  static unsigned char* FindLineEnd(Data bytes);
+  inline void ScanForLine(unsigned char* start, unsigned char* from);
+  // The first CR or LF at or after `from` among the valid bytes, or their
+  // end.
+  inline unsigned char* FindLineEnd(unsigned char* from);
   // The ending at the start of `rest`, the bytes from a line end to the end
   // of the valid bytes; `finished` says whether the file has more.
-  static ConstData InitialLineEnding(ConstData rest, bool finished);
+  static inline ConstData InitialLineEnding(ConstData rest, bool finished);
 
+  // The private helpers above are inline and defined in file_reader.cpp
+  // alone, the one place that calls them.
   Data buffer_;
   FileReader reader_;
   unsigned char* validEnd_ = nullptr;
+  // The first CR at or after some earlier place among the valid bytes (or
+  // their end when there is none), while `crKnown_`: a search for the next
+  // line end need look for a CR again only once it has passed this one, so
+  // a buffer without CR is searched for one once, not once per line.
+  unsigned char* nextCr_ = nullptr;
+  bool crKnown_ = false;
   unsigned char* lineStart_ = nullptr;
   unsigned char* lineEnd_ = nullptr;
   unsigned char* endingStart_ = nullptr;

@@ -1,5 +1,7 @@
 #include "survey/values/regular_expressions.h"
 
+#include "survey/frame/stream_end.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -14,6 +16,7 @@
 #include <utility>
 
 #include "survey/foundation/ascii.h"
+#include "survey/frame/stream_end.h"
 #include "survey/frame/table.h"
 
 namespace {
@@ -60,12 +63,50 @@ std::unordered_map<void const*, ProgramFacts>& KnownPrograms() {
   return programs;
 }
 
+// The last program looked up and its facts: a search over the lines of a
+// file asks for the same pattern's facts once per line. Forgotten whenever
+// the table changes.
+struct LastLookUp {
+  void const* program = nullptr;
+  ProgramFacts const* facts = nullptr;
+};
+LastLookUp& LastFacts() {
+  static LastLookUp last;
+  return last;
+}
+
 ProgramFacts const* FactsOf(re_pattern_buffer const& pattern) {
   if (pattern.buffer == nullptr) return nullptr;
+  LastLookUp& last = LastFacts();
+  if (last.program == pattern.buffer) return last.facts;
   auto const& programs = KnownPrograms();
   if (programs.empty()) return nullptr;
   auto const found = programs.find(pattern.buffer);
-  return found == programs.end() ? nullptr : &found->second;
+  ProgramFacts const* const facts = found == programs.end() ? nullptr : &found->second;
+  last = LastLookUp{pattern.buffer, facts};
+  return facts;
+}
+
+// Whether the bytes hold the literal. memchr finds each place of its first
+// byte, and the rest is compared there: on texts of the length of a line
+// this costs a fraction of memmem, whose set-up alone is dearer. After a few
+// places that do not match, memmem takes over from the last one, so that a
+// text full of the first byte costs no more than memmem would.
+bool HoldsLiteral(char const* from, char const* to, std::string const& literal) {
+  constexpr int kPlacesBeforeMemmem = 8;
+  std::size_t const size = literal.size();
+  if (size == 0) return true;
+  char const* at = from;
+  for (int place = 0; place < kPlacesBeforeMemmem; ++place) {
+    if (static_cast<std::size_t>(to - at) < size) return false;
+    auto const* found = static_cast<char const*>(
+        std::memchr(at, literal[0], static_cast<std::size_t>(to - at) - size + 1));
+    if (found == nullptr) return false;
+    if (std::memcmp(found + 1, literal.data() + 1, size - 1) == 0) return true;
+    at = found + 1;
+  }
+  if (static_cast<std::size_t>(to - at) < size) return false;
+  return memmem(at, static_cast<std::size_t>(to - at), literal.data(), size) != nullptr;
 }
 
 // A byte that stands for itself in an extended pattern, wherever it is
@@ -167,9 +208,7 @@ std::string RequiredLiteral(char const* pattern, int flags) {
 bool MayMatch(ProgramFacts const* facts, char const* from, char const* to) {
   if (facts == nullptr || facts->literal.empty() || facts->backtracking) return true;
   if (static_cast<unsigned long>(to - from) > kLongestSearchInProcess) return true;
-  std::string const& literal = facts->literal;
-  return memmem(from, static_cast<std::size_t>(to - from), literal.data(), literal.size()) !=
-         nullptr;
+  return HoldsLiteral(from, to, facts->literal);
 }
 
 // Whether a pattern text holds a back-reference, a backslash and a digit
@@ -268,7 +307,10 @@ int SearchInChild(re_pattern_buffer const& pattern, char const* text, int eflags
 }  // namespace
 
 void RegFree(re_pattern_buffer& pattern) {
-  if (pattern.buffer != nullptr) KnownPrograms().erase(pattern.buffer);
+  if (pattern.buffer != nullptr) {
+    KnownPrograms().erase(pattern.buffer);
+    LastFacts() = LastLookUp{};
+  }
   regfree(&pattern);
 }
 
@@ -282,6 +324,7 @@ CompiledRegularExpression RegComp(char const* pattern, int flags) {
   facts.literal = RequiredLiteral(pattern, flags);
   if (facts.backtracking || !facts.literal.empty()) {
     try {
+      LastFacts() = LastLookUp{};
       KnownPrograms()[compiled.buffer.buffer] = std::move(facts);
     } catch (...) {
       regfree(&compiled.buffer);
@@ -473,29 +516,48 @@ regular_expression_match regular_expression_match_iterator::Matched(
       &matches_};
 }
 
-regular_expression_match regular_expression_match_iterator::First(regular_expression const& pattern,
-                                                                  Of, surveyor_string const& text) {
+std::optional<regular_expression_match> regular_expression_match_iterator::FirstFound(
+    regular_expression const& pattern, Of, surveyor_string const& text) {
   char const* const base = BaseOf(text);
   unsigned long const length = SearchableLength(text);
-  if (!MayMatch(FactsOf(*pattern.pattern), base, base + length)) throw NoSuchObject();
-  if (!RegExec(*pattern.pattern, base, base, base + length, 0, matches_)) throw NoSuchObject();
+  if (!MayMatch(FactsOf(*pattern.pattern), base, base + length)) return std::nullopt;
+  if (!RegExec(*pattern.pattern, base, base, base + length, 0, matches_)) return std::nullopt;
   return Matched(text);
 }
 
-regular_expression_match regular_expression_match_iterator::Next(regular_expression const& pattern,
-                                                                 Of, surveyor_string const& text) {
-  if (matches_.empty()) throw NoSuchObject();
+std::optional<regular_expression_match> regular_expression_match_iterator::NextFound(
+    regular_expression const& pattern, Of, surveyor_string const& text) {
+  if (matches_.empty()) return std::nullopt;
   char const* const base = BaseOf(text);
   unsigned long const length = SearchableLength(text);
   unsigned long const last = static_cast<unsigned long>(matches_[0].rm_so);
-  if (length <= last) throw NoSuchObject();
+  if (length <= last) return std::nullopt;
   Check_For_Surveyor_Interruption();
   // From one byte after the start of the last match, not its end: matches
   // may overlap.
   if (!RegExec(*pattern.pattern, base, base + last + 1, base + length, REG_NOTBOL, matches_)) {
-    throw NoSuchObject();
+    return std::nullopt;
   }
   return Matched(text);
+}
+
+std::optional<regular_expression_match> regular_expression_match_iterator::NoneAfterFirst(
+    regular_expression const&, Of, surveyor_string const&) {
+  return std::nullopt;
+}
+
+regular_expression_match regular_expression_match_iterator::First(regular_expression const& pattern,
+                                                                  Of, surveyor_string const& text) {
+  std::optional<regular_expression_match> found = FirstFound(pattern, 0, text);
+  if (!found) throw NoSuchObject();
+  return *found;
+}
+
+regular_expression_match regular_expression_match_iterator::Next(regular_expression const& pattern,
+                                                                 Of, surveyor_string const& text) {
+  std::optional<regular_expression_match> found = NextFound(pattern, 0, text);
+  if (!found) throw NoSuchObject();
+  return *found;
 }
 
 regular_expression_match regular_expression_match_iterator::NoNext(regular_expression const&, Of,
@@ -568,6 +630,48 @@ using Maker = regular_expression_iterator;
 using Matches = regular_expression_match_iterator;
 using Parts = regular_expression_match_part_iterator;
 
+// The adaptor of the match phrases, whose members say "no further match"
+// with an empty optional. For a host that takes a return of 0 as the end of
+// the iteration it then returns 0 and constructs nothing, without the cost
+// of an exception: "matches ... of lines of file" ends an iteration in every
+// line (survey/frame/stream_end.h). For any other host it throws
+// NoSuchObject, as the calling protocol has it.
+struct MatchSteps {
+  using Member = std::optional<regular_expression_match> (Matches::*)(regular_expression const&, Of,
+                                                                      surveyor_string const&);
+  static int First(void* result, void const* index, void const* object, void* state,
+                   void const* context) {
+    return Call(&PropRecord::firstIntermediate, result, index, object, state, context);
+  }
+  static int Next(void* result, void const* index, void const* object, void* state,
+                  void const* context) {
+    return Call(&PropRecord::nextIntermediate, result, index, object, state, context);
+  }
+
+ private:
+  static int Call(MemberSlot PropRecord::*slot, void* result, void const* index, void const* object,
+                  void* state, void const* context) {
+    if (result == nullptr) return 1;
+    Member const member = MemberOf<Member>(context, slot);
+    std::optional<regular_expression_match> const found = (static_cast<Matches*>(state)->*member)(
+        *static_cast<regular_expression const*>(index), Of(0),
+        *static_cast<surveyor_string const*>(object));
+    if (!found) {
+      if (survey::frame::HostEndsStreamsOnZero()) return 0;
+      throw NoSuchObject();
+    }
+    ::new (result) regular_expression_match(*found);
+    return 1;
+  }
+};
+
+survey::frame::IteratedRowOf<MatchSteps, Matches, regular_expression, surveyor_string,
+                             regular_expression_match, MatchSteps::Member>
+MatchRow(char const* singular, char const* plural, MatchSteps::Member first,
+         MatchSteps::Member next) {
+  return {singular, plural, first, next, &DependsOnlyOnParameters};
+}
+
 RegistrationTable table{
     TypeRow<regular_expression>(),
     TypeRow<regular_expression_match, substring>(),
@@ -578,9 +682,8 @@ RegistrationTable table{
                 &Maker::Next, &DependsOnlyOnParameters),
     IteratedRow("case insensitive regular expression", "case insensitive regular expressions",
                 &Maker::FirstCaseInsensitive, &Maker::Next, &DependsOnlyOnParameters),
-    IteratedRow("match", "matches", &Matches::First, &Matches::Next, &DependsOnlyOnParameters),
-    IteratedRow("first match", "first matches", &Matches::First, &Matches::NoNext,
-                &DependsOnlyOnParameters),
+    MatchRow("match", "matches", &Matches::FirstFound, &Matches::NextFound),
+    MatchRow("first match", "first matches", &Matches::FirstFound, &Matches::NoneAfterFirst),
     IteratedRow("parenthesized part", "parenthesized parts", &Parts::First, &Parts::Next,
                 &DependsOnlyOnParameters),
     IndexedRow("parenthesized part", "parenthesized parts", &MatchPart, &DependsOnlyOnParameters),

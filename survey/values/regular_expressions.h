@@ -9,6 +9,7 @@
 
 #include <regex.h>
 
+#include <optional>
 #include <vector>
 
 #include "survey/foundation/stringy.h"
@@ -113,15 +114,26 @@ struct SURVEY_API regular_expression_match {
 
 // The matches of a pattern in a string, each search starting one byte after
 // the start of the match before.
+//
+// The phrases are registered with the members that say "no further match"
+// with an empty optional: "matches ... of lines" ends one iteration per
+// line, and an exception each time would cost far more than the search. The
+// members that throw NoSuchObject instead make the same searches.
 class SURVEY_API regular_expression_match_iterator {
  public:
   regular_expression_match First(regular_expression const& pattern, Of,
                                  surveyor_string const& text);
-  regular_expression_match Next(regular_expression const& pattern, Of,
-                                surveyor_string const& text);
+  regular_expression_match Next(regular_expression const& pattern, Of, surveyor_string const& text);
   // For "first match": there is never a second.
   regular_expression_match NoNext(regular_expression const& pattern, Of,
                                   surveyor_string const& text);
+
+  std::optional<regular_expression_match> FirstFound(regular_expression const& pattern, Of,
+                                                     surveyor_string const& text);
+  std::optional<regular_expression_match> NextFound(regular_expression const& pattern, Of,
+                                                    surveyor_string const& text);
+  std::optional<regular_expression_match> NoneAfterFirst(regular_expression const& pattern, Of,
+                                                         surveyor_string const& text);
 
  private:
   regular_expression_match Matched(surveyor_string const& text) const;
