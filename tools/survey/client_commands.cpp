@@ -66,8 +66,8 @@ constexpr char const* kCommandWords[] = {"setting", "site", "import", "export",
 
 // The kinds of record that `list` shows.
 constexpr char const* kListKinds[] = {"settings", "sites",   "actions",     "nudges",
-                                      "administrators", "state", "servers", "certificates",
-                                      "usage"};
+                                      "administrators", "state", "analyses", "servers",
+                                      "certificates", "usage"};
 
 constexpr char const* kGatherOptions[] = {"publisher", "custom", "manual", "disabled"};
 
@@ -1205,6 +1205,17 @@ int List(ClientFolder& folder, ClientRecords& records, Arguments const& argument
     }
     return 0;
   }
+  if (arguments.kind == "analyses") {
+    // The analysis under evaluation, when there is one: "current", then the
+    // time of its last evaluation in microseconds since 1970 and in UTC, or
+    // "no last time" for 0.
+    std::optional<std::int64_t> const time = records.HostState().analysisTime;
+    if (time) {
+      std::printf("current\t%lld\t%s\n", static_cast<long long>(*time),
+                  *time == 0 ? "no last time" : UsageTimeText(*time).c_str());
+    }
+    return 0;
+  }
   if (arguments.kind == "servers") {
     PrintServers(records.Servers());
     return 0;
@@ -1345,7 +1356,8 @@ char const* ClientCommandsHelp() {
          "  survey client site add|remove|list NAME [--url URL] [--masthead FILE] ...\n"
          "  survey client import FILE.json | export | show\n"
          "  survey client list "
-         "settings|sites|actions|nudges|administrators|state|servers|certificates|usage";
+         "settings|sites|actions|nudges|administrators|state|analyses|servers|certificates|"
+         "usage";
 }
 
 std::optional<int> RunClientCommandIfAsked(int argc, char** argv, std::string const& library) {
@@ -1412,13 +1424,14 @@ std::optional<int> RunClientCommandIfAsked(int argc, char** argv, std::string co
               "(NAME, URL, TYPE), actions (ID, current or -, the fields that are not 0, "
               "the parameters), nudges (SITE, POSITION, ID, relevant or -, NAME: VALUE), "
               "administrators (the settings of section Administrators, KEY=VALUE), state "
-              "(NAME, the value as JSON), servers (the known servers, then the server list "
+              "(NAME, the value as JSON), analyses (current, the last time in microseconds "
+              "and in UTC), servers (the known servers, then the server list "
               "an entry a line), certificates (NAME, SHA-1, start of validity), usage "
               "(APPLICATION, ORDINAL, TYPE, TIME, MODIFICATION TIME, VERSION INFO, PATH; then "
               "NAME.stat and its statistics)");
   listed->add_option("kind", arguments.kind,
-                     "settings, sites, actions, nudges, administrators, state, servers, "
-                     "certificates or usage")
+                     "settings, sites, actions, nudges, administrators, state, analyses, "
+                     "servers, certificates or usage")
       ->required();
 
   try {

@@ -10,7 +10,7 @@
 //   survey client [--client DIR] import FILE.json
 //   survey client [--client DIR] export
 //   survey client [--client DIR] show
-//   survey client [--client DIR] list settings|sites|actions|nudges|administrators|state|servers|certificates
+//   survey client [--client DIR] list settings|sites|actions|nudges|administrators|state|analyses|servers|certificates|usage
 //
 // Each change is one transaction of the client's records: input that is
 // refused gives a message on standard error, exit status 2, and leaves the

@@ -59,6 +59,17 @@ TEST_F(ClientStateCommandTest, TheAnalysisAndItsLastTime) {
             client.Value("last time of analysis - \"" + seconds + "\" as time"));
 }
 
+TEST_F(ClientStateCommandTest, TheAnalysesAreListed) {
+  Load(R"({})");
+  EXPECT_EQ("", client.Client("list analyses", false).output);
+  Load(R"({"state": {"analysis time": 0}})");
+  EXPECT_EQ("current\t0\tno last time\n", client.Client("list analyses", false).output);
+  Load(R"({"state": {"analysis time": 1600000000250000}})");
+  std::string const shown = Output("date -u -d @1600000000 '+%Y-%m-%d %H:%M:%S'");
+  EXPECT_EQ("current\t1600000000250000\t" + shown.substr(0, shown.size() - 1) + ".250000 UTC\n",
+            client.Client("list analyses", false).output);
+}
+
 TEST_F(ClientStateCommandTest, TheComputerIdIsUnsignedOnTheHostsSide) {
   Load(R"({"state": {"computer id": 123456789012}})");
   EXPECT_EQ("123456789012", client.Value("computer id"));
