@@ -97,7 +97,15 @@ TEST_F(CommandUseTest, TheUsersInterruptIsNamed) {
   // The command goes on with the next query after the interrupted one.
   std::string const queries = scratch + "/queries";
   std::ofstream(queries) << kEndless << "\n1 + 1\n";
-  Outcome const run = Survey("-f " + Quote(queries), "", " & sleep 1; kill -INT $!; wait $!");
+  // An interrupt that comes before the command has set its handler is lost
+  // (a background job of a shell ignores it), so the test interrupts again
+  // until the command says that it was interrupted, and kills it after a
+  // minute rather than wait for ever.
+  std::string const errors = Quote(scratch + "/stderr");
+  Outcome const run = Survey("-f " + Quote(queries), "",
+                             " & pid=$!; for i in $(seq 120); do sleep 0.5; kill -INT $pid; "
+                             "grep -q interrupted " + errors + " && break; done; "
+                             "grep -q interrupted " + errors + " || kill -KILL $pid; wait $pid");
   EXPECT_EQ(1, run.status);
   EXPECT_NE(std::string::npos, run.out.find("1 + 1\n  2\n")) << run.out;
   EXPECT_NE(std::string::npos, run.err.find("error: interrupted: interrupted by the user\n"))
