@@ -1,6 +1,5 @@
 #include "survey/client/action_lock.h"
 
-#include <cstring>
 #include <ctime>
 #include <exception>
 #include <memory>
@@ -56,14 +55,7 @@ moment MomentOf(long long microseconds) {
 // Whether a dated lock still holds: before the server's apparent time when
 // the host knows it, otherwise the local clock in whole seconds.
 bool DatedLockHolds(long long value) {
-  auto const record = std::make_unique<SurveyorServerRecord>();
-  std::memset(record.get(), 0, sizeof *record);
-  for (SurveyorServerBuffer& buffer : record->buffers) {
-    buffer.begin = buffer.bytes;
-    buffer.current = buffer.bytes;
-    buffer.end = buffer.bytes + sizeof buffer.bytes;
-  }
-  ContextInterface<SurveyorServerContext>().GetServerRecord(*record);
+  std::unique_ptr<SurveyorServerRecord> const record = AskServerRecord();
   if (record->apparentServerTime != 0) {
     return static_cast<long long>(record->apparentServerTime) < value;
   }

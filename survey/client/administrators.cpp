@@ -64,17 +64,7 @@ moment LastTime_of(analysis const& value) {
 }
 
 integer ComputerID() {
-  SurveyorServerContext& servers = ContextInterface<SurveyorServerContext>();
-  // The record is large; it lives on the heap.
-  auto const record = std::make_unique<SurveyorServerRecord>();
-  std::memset(record.get(), 0, sizeof *record);
-  for (SurveyorServerBuffer& buffer : record->buffers) {
-    buffer.begin = buffer.bytes;
-    buffer.current = buffer.bytes;
-    buffer.end = buffer.bytes + sizeof buffer.bytes;
-  }
-  servers.GetServerRecord(*record);
-  return integer{static_cast<long long>(record->computerId)};
+  return integer{static_cast<long long>(AskServerRecord()->computerId)};
 }
 
 boolean PendingLogin_of_world() { return Boolean(false); }

@@ -1,7 +1,5 @@
 #include "survey/values/regular_expressions.h"
 
-#include "survey/frame/stream_end.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
