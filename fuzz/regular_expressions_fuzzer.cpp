@@ -78,7 +78,13 @@ void CheckMatches(regular_expression const& pattern, surveyor_string const& text
       long const start = match.match.part.data - text.data;
       if (start <= previous) Fail("a match that does not start after the one before");
       previous = start;
-      unsigned long const groups = match.parts->size() - 1;
+      std::vector<regmatch_t> const& placed = match.parts->Groups();
+      unsigned long const groups = placed.size() - 1;
+      if (groups > 0 && (placed[0].rm_so != start ||
+                         static_cast<unsigned long>(placed[0].rm_eo - placed[0].rm_so) !=
+                             match.match.part.length)) {
+        Fail("the groups are placed in another match");
+      }
       regular_expression_match_part_iterator parts;
       unsigned long number = 0;
       try {

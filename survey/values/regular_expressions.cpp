@@ -17,6 +17,19 @@
 #include "survey/frame/stream_end.h"
 #include "survey/frame/table.h"
 
+// Builds with the address checker search copies of their texts (see the
+// range form of RegExec).
+#if defined(__SANITIZE_ADDRESS__)
+#define SEARCHES_TERMINATED_COPIES 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SEARCHES_TERMINATED_COPIES 1
+#endif
+#endif
+#ifndef SEARCHES_TERMINATED_COPIES
+#define SEARCHES_TERMINATED_COPIES 0
+#endif
+
 namespace {
 
 // The text of a string value as the C library takes it: never null, so that
@@ -356,13 +369,18 @@ bool RegExec(re_pattern_buffer const& pattern, char const* base, char const* fro
   regmatch_t* const range = nmatch == 0 ? &local : pmatch;
   range[0].rm_so = static_cast<regoff_t>(from - base);
   range[0].rm_eo = static_cast<regoff_t>(to - base);
-  // regexec reads no further than the range's end, but a checked build's
-  // wrapper of it measures the text up to a NUL first; so the search runs
-  // on a terminated copy, whose offsets are those of the text.
+#if SEARCHES_TERMINATED_COPIES
+  // regexec reads no further than the range's end, but the address
+  // checker's wrapper of it measures the text up to a NUL first; so the
+  // search runs on a terminated copy, whose offsets are those of the text.
   static std::vector<char> terminated;
   terminated.assign(base, to);
   terminated.push_back('\0');
   return RegExec(pattern, terminated.data(), eflags | REG_STARTEND, nmatch, range);
+#else
+  // regexec reads the range and nothing around it.
+  return RegExec(pattern, base, eflags | REG_STARTEND, nmatch, range);
+#endif
 }
 
 namespace {
@@ -503,40 +521,76 @@ boolean EndsWith(surveyor_string const& text, regular_expression const& pattern)
 // ---------------------------------------------------------------------------
 // Matches and their parts.
 
-regular_expression_match regular_expression_match_iterator::Matched(
-    surveyor_string const& text) const {
-  regmatch_t const& whole = matches_[0];
-  unsigned char const* const base = reinterpret_cast<unsigned char const*>(BaseOf(text));
+void regular_expression_match_parts::Searched(re_pattern_buffer const* pattern, char const* base,
+                                             unsigned long from, unsigned long length,
+                                             int eflags) {
+  pattern_ = pattern;
+  base_ = base;
+  from_ = from;
+  length_ = length;
+  eflags_ = eflags;
+  placed_ = false;
+}
+
+std::vector<regmatch_t> const& regular_expression_match_parts::Groups() const {
+  if (!placed_ && pattern_->re_nsub == 0) {
+    // No groups: nothing to place, and group 0 is never read as a part.
+    groups_.assign(1, regmatch_t{});
+    placed_ = true;
+  }
+  if (!placed_) {
+    // The search that found the match, made again with room for every
+    // group: it finds the same match, and places the groups in it.
+    if (!RegExec(*pattern_, base_, base_ + from_, base_ + length_, eflags_, groups_)) {
+      throw RegExec_Failed(REG_NOMATCH);
+    }
+    placed_ = true;
+  }
+  return groups_;
+}
+
+std::optional<regular_expression_match> regular_expression_match_iterator::Search(
+    regular_expression const& pattern, surveyor_string const& text, unsigned long from,
+    int eflags) {
+  found_ = false;
+  char const* const base = BaseOf(text);
+  unsigned long const length = SearchableLength(text);
+  // A range without the bytes that every match holds has no match: the C
+  // library is not asked.
+  if (!MayMatch(FactsOf(*pattern.pattern), base + from, base + length)) return std::nullopt;
+  // Room for the whole match only: with more, the C library works out where
+  // every group stands, which the parts do only when asked.
+  if (!RegExec(*pattern.pattern, base, base + from, base + length, eflags, 1, &whole_)) {
+    return std::nullopt;
+  }
+  found_ = true;
+  parts_.Searched(pattern.pattern, base, from, length, eflags);
+  unsigned char const* const bytes = reinterpret_cast<unsigned char const*>(base);
   return regular_expression_match{
-      substring{surveyor_string{base + whole.rm_so,
-                                static_cast<unsigned long>(whole.rm_eo - whole.rm_so)},
+      substring{surveyor_string{bytes + whole_.rm_so,
+                                static_cast<unsigned long>(whole_.rm_eo - whole_.rm_so)},
                 text},
-      &matches_};
+      &parts_};
 }
 
 std::optional<regular_expression_match> regular_expression_match_iterator::FirstFound(
     regular_expression const& pattern, Of, surveyor_string const& text) {
-  char const* const base = BaseOf(text);
-  unsigned long const length = SearchableLength(text);
-  if (!MayMatch(FactsOf(*pattern.pattern), base, base + length)) return std::nullopt;
-  if (!RegExec(*pattern.pattern, base, base, base + length, 0, matches_)) return std::nullopt;
-  return Matched(text);
+  return Search(pattern, text, 0, 0);
 }
 
 std::optional<regular_expression_match> regular_expression_match_iterator::NextFound(
     regular_expression const& pattern, Of, surveyor_string const& text) {
-  if (matches_.empty()) return std::nullopt;
-  char const* const base = BaseOf(text);
+  if (!found_) return std::nullopt;
   unsigned long const length = SearchableLength(text);
-  unsigned long const last = static_cast<unsigned long>(matches_[0].rm_so);
-  if (length <= last) return std::nullopt;
+  unsigned long const last = static_cast<unsigned long>(whole_.rm_so);
+  if (length <= last) {
+    found_ = false;
+    return std::nullopt;
+  }
   Check_For_Surveyor_Interruption();
   // From one byte after the start of the last match, not its end: matches
   // may overlap.
-  if (!RegExec(*pattern.pattern, base, base + last + 1, base + length, REG_NOTBOL, matches_)) {
-    return std::nullopt;
-  }
-  return Matched(text);
+  return Search(pattern, text, last + 1, REG_NOTBOL);
 }
 
 std::optional<regular_expression_match> regular_expression_match_iterator::NoneAfterFirst(
@@ -575,20 +629,23 @@ substring MatchedPart(regmatch_t const& part, substring const& match) {
 }
 
 substring MatchPart(unsigned long long number, regular_expression_match const& match) {
-  unsigned long long const groups = match.parts->size() - 1;
-  if (number < 1 || number > groups) throw NoSuchObject();
-  return MatchedPart((*match.parts)[static_cast<std::size_t>(number)], match.match);
+  std::vector<regmatch_t> const& groups = match.parts->Groups();
+  unsigned long long const count = groups.size() - 1;
+  if (number < 1 || number > count) throw NoSuchObject();
+  return MatchedPart(groups[static_cast<std::size_t>(number)], match.match);
 }
 
 substring regular_expression_match_part_iterator::First(Of, regular_expression_match const& match) {
-  current_ = match.parts->data();
+  std::vector<regmatch_t> const& groups = match.parts->Groups();
+  current_ = groups.data();
+  end_ = groups.data() + groups.size();
   return Next(0, match);
 }
 
 substring regular_expression_match_part_iterator::Next(Of, regular_expression_match const& match) {
   if (current_ == nullptr) throw NoSuchObject();
   ++current_;
-  if (current_ >= match.parts->data() + match.parts->size()) {
+  if (current_ >= end_) {
     current_ = nullptr;
     throw NoSuchObject();
   }

@@ -86,16 +86,25 @@ for pattern, text, groups in cases:
         offset = int(offset) + start
         matches.append([offset, found])
         start = offset + 1
-    parts = None
-    if groups > 0:
+    def sed_parts(subject):
         script = 's/' + pattern.replace('/', '\\/') + '/\x01' + '\x02'.join('\\%d' % (k + 1) for k in range(groups)) + '\x01/p'
-        r = subprocess.run(['sed', '-E', '-n', script], input=(text + '\n').encode(), capture_output=True)
+        r = subprocess.run(['sed', '-E', '-n', script], input=(subject + '\n').encode(), capture_output=True)
         line = r.stdout.decode()
         if '\x01' in line:
-            parts = line.split('\x01')[1].split('\x02')
+            return line.split('\x01')[1].split('\x02')
+        return None
+    parts = None
+    every = []
+    if groups > 0:
+        parts = sed_parts(text)
+        # The parts of each match: the first match of the text from where
+        # it starts is that match.
+        for offset, found in matches:
+            every += sed_parts(text[offset:]) or []
     out.append({
         'matches': matches,
         'parts': parts,
+        'every': every,
         'contains': grep(['-E', '-q', '--', pattern], text).returncode == 0,
         'starts': grep(['-E', '-q', '--', '^(' + pattern + ')'], text).returncode == 0,
         'equals': grep(['-E', '-x', '-q', '--', pattern], text).returncode == 0,
@@ -145,13 +154,15 @@ TEST(RegularExpressionsTest, MatchesAndPartsAgreeWithGrepAndSed) {
     std::string const regex = "(regex " + Literal(c.pattern) + ")";
     queries.push_back("(position of it, it) of matches " + regex + " of " + subject);
     queries.push_back("parenthesized parts of first matches " + regex + " of " + subject);
+    queries.push_back("parenthesized parts of matches " + regex + " of " + subject);
   }
   std::vector<Answer> const answers = AskAll(queries);
   int matchCount = 0;
+  int partCount = 0;
   for (std::size_t k = 0; k < cases.size(); ++k) {
     Case const& c = cases[k];
     std::string const where = "pattern " + c.pattern + " on \"" + c.text + "\"";
-    Answer const& matches = answers[2 * k];
+    Answer const& matches = answers[3 * k];
     EXPECT_EQ("", matches.error) << where << ": " << matches.message;
     std::vector<std::string> wanted;
     for (auto const& match : expected[k]["matches"]) {
@@ -159,7 +170,7 @@ TEST(RegularExpressionsTest, MatchesAndPartsAgreeWithGrepAndSed) {
     }
     EXPECT_EQ(wanted, matches.values) << where;
     matchCount += static_cast<int>(wanted.size());
-    Answer const& parts = answers[2 * k + 1];
+    Answer const& parts = answers[3 * k + 1];
     EXPECT_EQ("", parts.error) << where << ": " << parts.message;
     if (expected[k]["parts"].is_null()) {
       // No match, or a pattern without groups: no parts either way.
@@ -167,7 +178,13 @@ TEST(RegularExpressionsTest, MatchesAndPartsAgreeWithGrepAndSed) {
     } else {
       EXPECT_EQ(expected[k]["parts"].get<std::vector<std::string>>(), parts.values) << where;
     }
+    Answer const& every = answers[3 * k + 2];
+    EXPECT_EQ("", every.error) << where << ": " << every.message;
+    EXPECT_EQ(expected[k]["every"].get<std::vector<std::string>>(), every.values) << where;
+    partCount += static_cast<int>(every.values.size());
   }
+  // Parts of matches after the first, too.
+  EXPECT_GT(partCount, 200);
   // The generated texts must have exercised the iteration.
   EXPECT_GT(matchCount, 200);
 }
