@@ -6,9 +6,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <langinfo.h>
+
+#include <bitset>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -64,6 +70,13 @@ struct ProgramFacts {
   bool backtracking = false;
   // Bytes that every match holds, in this order; empty when none are known.
   std::string literal;
+  // Where the character set is UTF-8: the same pattern with each bracket
+  // expression written out as the ASCII characters it matches, which the C
+  // library searches byte by byte, as it searches any pattern of ASCII
+  // characters without bracket expressions of more. On a text of ASCII
+  // characters other than NUL it finds what the pattern finds. Null when
+  // no such form was made.
+  std::shared_ptr<re_pattern_buffer> ascii;
 };
 
 // The facts of the compiled patterns that have any, by their compiled
@@ -212,6 +225,171 @@ std::string RequiredLiteral(char const* pattern, int flags) {
   return best;
 }
 
+// Whether every byte of a range is an ASCII character other than NUL: for
+// each eight bytes, a byte of 128 or more sets its own top bit, and a NUL
+// byte sets the top bit of its difference with 1.
+bool AllAscii(char const* from, char const* to) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+  constexpr std::uint64_t kTops = 0x8080808080808080ULL;
+  while (to - from >= 8) {
+    std::uint64_t word;
+    std::memcpy(&word, from, sizeof word);
+    if (((word | (word - kOnes)) & kTops) != 0) return false;
+    from += 8;
+  }
+  for (; from < to; ++from) {
+    unsigned char const byte = static_cast<unsigned char>(*from);
+    if (byte == 0 || byte >= 0x80) return false;
+  }
+  return true;
+}
+
+void FreeCompiled(re_pattern_buffer* pattern) {
+  regfree(pattern);
+  delete pattern;
+}
+
+std::shared_ptr<re_pattern_buffer> CompiledOrNull(char const* pattern, int flags) {
+  auto* buffer = new re_pattern_buffer();
+  if (regcomp(buffer, pattern, flags) != 0) {
+    delete buffer;
+    return nullptr;
+  }
+  return std::shared_ptr<re_pattern_buffer>(buffer, &FreeCompiled);
+}
+
+// The ASCII characters other than NUL that a bracket expression matches,
+// as the C library says, one character at a time; a bit per character.
+using AsciiSet = std::bitset<128>;
+std::optional<AsciiSet> AsciiMembers(std::string const& bracket, int flags) {
+  std::shared_ptr<re_pattern_buffer> const compiled = CompiledOrNull(bracket.c_str(), flags);
+  if (compiled == nullptr) return std::nullopt;
+  AsciiSet members;
+  for (int c = 1; c < 128; ++c) {
+    char const text[2] = {static_cast<char>(c), '\0'};
+    regmatch_t range{0, 1};
+    int const result = regexec(compiled.get(), text, 1, &range, REG_STARTEND);
+    if (result == 0) {
+      members.set(static_cast<std::size_t>(c));
+    } else if (result != REG_NOMATCH) {
+      return std::nullopt;
+    }
+  }
+  return members;
+}
+
+// A bracket expression of exactly these characters: "]" first, "[" and
+// "^" after the others, "-" last, so that none is read as anything but
+// itself; a lone "^" escaped outside brackets. Empty for an empty set.
+std::string WrittenOut(AsciiSet const& members) {
+  std::string others;
+  for (int c = 1; c < 128; ++c) {
+    if (members.test(static_cast<std::size_t>(c)) && std::strchr("]-^[", c) == nullptr) {
+      others += static_cast<char>(c);
+    }
+  }
+  bool const close = members.test(']');
+  bool const open = members.test('[');
+  bool const hat = members.test('^');
+  bool const dash = members.test('-');
+  if (!close && !open && others.empty()) {
+    if (hat && !dash) return "\\^";
+    if (hat && dash) return "[-^]";
+    if (dash) return "[-]";
+    return std::string();
+  }
+  std::string written = "[";
+  if (close) written += ']';
+  written += others;
+  if (open) written += '[';
+  if (hat) written += '^';
+  if (dash) written += '-';
+  return written + "]";
+}
+
+// The end of the bracket expression that starts at `open`: the "]" that
+// closes it, past a "]" first in the list and past classes, equivalence
+// classes and collating symbols. Null when nothing closes it.
+char const* BracketEnd(char const* open) {
+  char const* q = open + 1;
+  if (*q == '^') ++q;
+  if (*q == ']') ++q;
+  while (*q != '\0' && *q != ']') {
+    if (*q == '[' && (q[1] == ':' || q[1] == '.' || q[1] == '=')) {
+      char const close = q[1];
+      q += 2;
+      while (*q != '\0' && !(*q == close && q[1] == ']')) ++q;
+      if (*q == '\0') return nullptr;
+      q += 2;
+      continue;
+    }
+    ++q;
+  }
+  return *q == ']' ? q : nullptr;
+}
+
+bool IsUtf8CharacterSet() {
+  if (MB_CUR_MAX <= 1) return false;
+  char const* const codeset = nl_langinfo(CODESET);
+  return codeset != nullptr && std::strcmp(codeset, "UTF-8") == 0;
+}
+
+// The ASCII form of a pattern (see ProgramFacts), made only where it is
+// certain: a UTF-8 character set whose collation has no rules, so that a
+// bracket expression matches single characters and nothing else; a
+// pattern of ASCII characters, not matched without regard to case, whose
+// only escapes are of the characters that the syntax gives a meaning;
+// with at least one bracket expression, without which the C library
+// searches byte by byte already, and no more than a few, each of which
+// costs a search per ASCII character here. Each bracket expression written
+// out is checked to match the same characters as the one it stands for.
+std::shared_ptr<re_pattern_buffer> AsciiForm(char const* pattern, int flags,
+                                             re_pattern_buffer const& compiled) {
+  constexpr int kMostBrackets = 16;
+  if ((flags & REG_ICASE) != 0 || !IsUtf8CharacterSet()) return nullptr;
+  if (reinterpret_cast<std::uintptr_t>(nl_langinfo(_NL_COLLATE_NRULES)) != 0) return nullptr;
+  std::string written;
+  int brackets = 0;
+  for (char const* p = pattern; *p != '\0'; ++p) {
+    unsigned char const byte = static_cast<unsigned char>(*p);
+    if (byte >= 0x80) return nullptr;
+    if (*p == '\\') {
+      if (p[1] == '\0' || std::strchr("^.[]$()|*+?{}\\", p[1]) == nullptr) return nullptr;
+      written += p[0];
+      written += p[1];
+      ++p;
+      continue;
+    }
+    if (*p != '[') {
+      written += *p;
+      continue;
+    }
+    char const* const end = BracketEnd(p);
+    if (end == nullptr || ++brackets > kMostBrackets) return nullptr;
+    std::optional<AsciiSet> const members = AsciiMembers(std::string(p, end + 1), flags);
+    if (!members) return nullptr;
+    std::string const out = WrittenOut(*members);
+    if (out.empty()) return nullptr;
+    std::optional<AsciiSet> const check = AsciiMembers(out, flags);
+    if (!check || *check != *members) return nullptr;
+    written += out;
+    p = end;
+  }
+  if (brackets == 0) return nullptr;
+  std::shared_ptr<re_pattern_buffer> form = CompiledOrNull(written.c_str(), flags);
+  if (form == nullptr || form->re_nsub != compiled.re_nsub) return nullptr;
+  return form;
+}
+
+// The compiled form to search a text with: the ASCII form where there is
+// one and every byte of the text, before the range too, is an ASCII
+// character other than NUL.
+re_pattern_buffer const& FormFor(re_pattern_buffer const& pattern, ProgramFacts const* facts,
+                                 char const* base, char const* to) {
+  if (facts == nullptr || facts->ascii == nullptr || !AllAscii(base, to)) return pattern;
+  return *facts->ascii;
+}
+
 // Whether a pattern with these facts can match inside a range: false when
 // a run of bytes that every match holds is not there. Only a search that
 // would run in this process is decided here: one that runs in a child
@@ -235,9 +413,8 @@ bool HasBackReference(char const* pattern) {
   return false;
 }
 
-bool MayRunLong(re_pattern_buffer const& pattern, unsigned long length) {
+bool MayRunLong(ProgramFacts const* facts, unsigned long length) {
   if (length > kLongestSearchInProcess) return true;
-  ProgramFacts const* const facts = FactsOf(pattern);
   return facts != nullptr && facts->backtracking;
 }
 
@@ -333,7 +510,8 @@ CompiledRegularExpression RegComp(char const* pattern, int flags) {
   ProgramFacts facts;
   facts.backtracking = HasBackReference(pattern);
   facts.literal = RequiredLiteral(pattern, flags);
-  if (facts.backtracking || !facts.literal.empty()) {
+  if (!facts.backtracking) facts.ascii = AsciiForm(pattern, flags, compiled.buffer);
+  if (facts.backtracking || !facts.literal.empty() || facts.ascii != nullptr) {
     try {
       LastFacts() = LastLookUp{};
       KnownPrograms()[compiled.buffer.buffer] = std::move(facts);
@@ -350,21 +528,32 @@ CompiledRegularExpression RegComp(char const* first, char const* last, int flags
   return RegComp(pattern.CString(), flags);
 }
 
-bool RegExec(re_pattern_buffer const& pattern, char const* text, int eflags, unsigned nmatch,
-             regmatch_t* pmatch) {
+namespace {
+// A search with the given compiled form, the facts being those of the
+// pattern it stands for.
+bool Execute(re_pattern_buffer const& form, ProgramFacts const* facts, char const* text,
+             int eflags, unsigned nmatch, regmatch_t* pmatch) {
   unsigned long const length = (eflags & REG_STARTEND) != 0
                                    ? static_cast<unsigned long>(pmatch[0].rm_eo - pmatch[0].rm_so)
                                    : std::strlen(text);
-  int const result = MayRunLong(pattern, length)
-                         ? SearchInChild(pattern, text, eflags, nmatch, pmatch)
-                         : regexec(&pattern, text, nmatch, pmatch, eflags);
+  int const result = MayRunLong(facts, length)
+                         ? SearchInChild(form, text, eflags, nmatch, pmatch)
+                         : regexec(&form, text, nmatch, pmatch, eflags);
   if (result == 0) return true;
   if (result == REG_NOMATCH) return false;
   throw RegExec_Failed(result);
 }
+}  // namespace
+
+bool RegExec(re_pattern_buffer const& pattern, char const* text, int eflags, unsigned nmatch,
+             regmatch_t* pmatch) {
+  return Execute(pattern, FactsOf(pattern), text, eflags, nmatch, pmatch);
+}
 
 bool RegExec(re_pattern_buffer const& pattern, char const* base, char const* from, char const* to,
              int eflags, unsigned nmatch, regmatch_t* pmatch) {
+  ProgramFacts const* const facts = FactsOf(pattern);
+  re_pattern_buffer const& form = FormFor(pattern, facts, base, to);
   regmatch_t local;
   regmatch_t* const range = nmatch == 0 ? &local : pmatch;
   range[0].rm_so = static_cast<regoff_t>(from - base);
@@ -376,10 +565,10 @@ bool RegExec(re_pattern_buffer const& pattern, char const* base, char const* fro
   static std::vector<char> terminated;
   terminated.assign(base, to);
   terminated.push_back('\0');
-  return RegExec(pattern, terminated.data(), eflags | REG_STARTEND, nmatch, range);
+  return Execute(form, facts, terminated.data(), eflags | REG_STARTEND, nmatch, range);
 #else
   // regexec reads the range and nothing around it.
-  return RegExec(pattern, base, eflags | REG_STARTEND, nmatch, range);
+  return Execute(form, facts, base, eflags | REG_STARTEND, nmatch, range);
 #endif
 }
 

@@ -277,6 +277,112 @@ TEST(RegularExpressionsTest, PatternsWithRunsOfPlainBytesAgreeWithGrepCount) {
   }
 }
 
+// In a UTF-8 locale, over lines of ASCII characters only and lines with
+// others (letters, a digit of another script, a ligature), patterns with
+// bracket expressions of every kind, alternatives, optional parts, groups
+// and anchors: the lines that hold a match against grep -E -c, and the first
+// match of each line with its parenthesized parts against sed -E, both in
+// the same locale.
+TEST(RegularExpressionsTest, BracketExpressionsInAUtf8LocaleAgreeWithGrepAndSed) {
+  if (survey::testing::RunShell("locale -a | grep -qix 'c.utf-\\?8'").status != 0) {
+    GTEST_SKIP() << "no C.UTF-8 locale";
+  }
+  // Files shorter than the line buffer, so that their lines are the lines
+  // the tools read.
+  survey::testing::ScratchFolder folder("survey-regex-utf8");
+  std::vector<std::string> files;
+  std::mt19937 random(11);
+  for (int f = 0; f < 8; ++f) {
+    static char const* const kPieces[] = {
+        "a", "b", "c", "x", "y", "1", "42", " ", "-", "]", "^", "[", "ab", "A", "Q", "_", ".",
+        "\xC3\xA9",      // e with an acute accent
+        "\xC3\x84",      // capital A with a diaeresis
+        "\xD9\xA3",      // an Arabic-Indic digit three
+        "\xEF\xAC\x81",  // the ligature fi
+        "\xC3\x9F",      // sharp s
+    };
+    std::string text;
+    for (int k = 0; k < 200; ++k) {
+      // Every third line of ASCII characters only.
+      int const kinds = k % 3 == 0 ? 17 : static_cast<int>(sizeof kPieces / sizeof *kPieces);
+      int const pieces = static_cast<int>(random() % 8);
+      for (int j = 0; j < pieces; ++j) text += kPieces[random() % static_cast<unsigned>(kinds)];
+      text += "\n";
+    }
+    ASSERT_LT(text.size(), 2048u);
+    files.push_back(folder.Path() + "/text" + std::to_string(f));
+    std::ofstream(files.back()) << text;
+  }
+  std::vector<std::string> const patterns = {
+      "([0-9]+)",         "([[:alpha:]]+)(1)?",  "([^ab ]+)",        "([]^-])",
+      "([a-c])(x|y)",     "([[:digit:]])( |-)",  "(a|[^a])b",        "([[:upper:]]+)",
+      "([^[:alnum:]])",   "([[.-.]])a",          "([[=a=]])b",       ".([0-9])",
+      "([c-y]+)",         "([ab])([^ab])?",      "([^]a])",          "^([ab])",
+      "([xy])$",          "\\[([^]]*)\\]",       "(a|b)[[:space:]]", "x[^x]*(y)",
+      "([[:punct:]]+)",   "([^[:print:]])",      "([A-Z]+|c)",       "([^^])\\^"};
+  std::string const locale = "LC_ALL=C.UTF-8";
+  std::vector<std::string> queries;
+  for (std::string const& pattern : patterns) {
+    std::string const regex = "(regex " + Literal(pattern) + ")";
+    for (std::string const& file : files) {
+      queries.push_back("number of lines whose (it contains " + regex + ") of file " +
+                        Literal(file));
+      queries.push_back("first matches " + regex + " of lines of file " + Literal(file));
+      queries.push_back("parenthesized parts of first matches " + regex + " of lines of file " +
+                        Literal(file));
+    }
+  }
+  std::vector<Answer> const answers = AskAll(queries, "300", locale);
+  int asciiLines = 0;
+  std::size_t asked = 0;
+  for (std::string const& pattern : patterns) {
+    int groups = 0;
+    for (std::size_t j = 0; j < pattern.size(); ++j) {
+      if (pattern[j] == '(' && (j == 0 || pattern[j - 1] != '\\')) ++groups;
+    }
+    for (std::string const& file : files) {
+      std::string const where = pattern + " in " + file;
+      std::string const count = survey::testing::Output(
+          locale + " grep -E -c -- " + ShellQuoted(pattern) + " " + ShellQuoted(file));
+      Answer const& lines = answers[asked++];
+      ASSERT_EQ(1u, lines.values.size()) << where << ": " << lines.message;
+      EXPECT_EQ(Lines(count).front(), lines.values[0]) << where;
+      // sed writes the first match and its groups between marks.
+      std::string script = "s/" + pattern + "/\x01&";
+      for (int g = 1; g <= groups; ++g) script += "\x02\\" + std::to_string(g);
+      script += "\x01/p";
+      std::string const sed = survey::testing::Output(locale + " sed -E -n " +
+                                                      ShellQuoted(script) + " " +
+                                                      ShellQuoted(file));
+      std::vector<std::string> matches;
+      std::vector<std::string> parts;
+      for (std::string const& line : Lines(sed)) {
+        std::size_t const open = line.find('\x01');
+        std::size_t const close = line.find('\x01', open + 1);
+        ASSERT_NE(std::string::npos, close) << where;
+        std::string const marked = line.substr(open + 1, close - open - 1);
+        std::size_t at = marked.find('\x02');
+        matches.push_back(marked.substr(0, at));
+        while (at != std::string::npos) {
+          std::size_t const next = marked.find('\x02', at + 1);
+          parts.push_back(
+              marked.substr(at + 1, next == std::string::npos ? next : next - at - 1));
+          at = next;
+        }
+      }
+      EXPECT_EQ(matches, answers[asked++].values) << where;
+      EXPECT_EQ(parts, answers[asked++].values) << where;
+      for (std::string const& match : matches) {
+        bool ascii = true;
+        for (char c : match) ascii = ascii && static_cast<unsigned char>(c) < 0x80;
+        asciiLines += ascii ? 1 : 0;
+      }
+    }
+  }
+  // Both kinds of line must have been matched often.
+  EXPECT_GT(asciiLines, 1000);
+}
+
 // ---------------------------------------------------------------------------
 // The Part's edge cases.
 
