@@ -711,8 +711,8 @@ boolean EndsWith(surveyor_string const& text, regular_expression const& pattern)
 // Matches and their parts.
 
 void regular_expression_match_parts::Searched(re_pattern_buffer const* pattern, char const* base,
-                                             unsigned long from, unsigned long length,
-                                             int eflags) {
+                                              unsigned long from, unsigned long length,
+                                              int eflags) {
   pattern_ = pattern;
   base_ = base;
   from_ = from;
