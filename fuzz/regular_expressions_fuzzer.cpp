@@ -1,7 +1,8 @@
 // Fuzz target for regular-expression text handed to the C library: a
 // hostile pattern and a hostile subject, each in a heap block of exactly its
 // size so that a read past either is caught. The first byte says where the
-// rest is cut in two, and whether the pattern ignores case.
+// rest is cut in two, whether the pattern ignores case, and whether the
+// character set is UTF-8 (the C.UTF-8 locale) or single bytes (C).
 //
 // A pattern that does not compile must fail with a code that regerror puts
 // into words, and leave the state able to compile another. One that compiles
@@ -11,14 +12,18 @@
 // parenthesized parts inside the text, the same by number as in turn; and the
 // trims of the subject must be views of it that follow their rules. A search
 // that runs long is stopped by the evaluation's time limit, as in a query.
+// The first match must be the one the C library finds with the pattern as
+// compiled, whatever other form the search chose.
 
 #include <chrono>
+#include <clocale>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/engine/errors.h"
@@ -78,7 +83,13 @@ void CheckMatches(regular_expression const& pattern, surveyor_string const& text
       long const start = match.match.part.data - text.data;
       if (start <= previous) Fail("a match that does not start after the one before");
       previous = start;
-      unsigned long const groups = match.parts->size() - 1;
+      std::vector<regmatch_t> const& placed = match.parts->Groups();
+      unsigned long const groups = placed.size() - 1;
+      if (groups > 0 && (placed[0].rm_so != start ||
+                         static_cast<unsigned long>(placed[0].rm_eo - placed[0].rm_so) !=
+                             match.match.part.length)) {
+        Fail("the groups are placed in another match");
+      }
       regular_expression_match_part_iterator parts;
       unsigned long number = 0;
       try {
@@ -105,6 +116,19 @@ void CheckMatches(regular_expression const& pattern, surveyor_string const& text
   } catch (NoSuchObject const&) {
   }
   if (found != contains) Fail("a first match and containing disagree");
+
+  // The same search made on a terminated copy with the compiled pattern
+  // itself.
+  std::string const copy(reinterpret_cast<char const*>(text.data), text.length);
+  regmatch_t whole{0, static_cast<regoff_t>(text.length)};
+  bool const direct = RegExec(*pattern.pattern, copy.c_str(), REG_STARTEND, 1, &whole);
+  regular_expression_match_iterator first;
+  std::optional<regular_expression_match> const match = first.FirstFound(pattern, 0, text);
+  if (direct != match.has_value()) Fail("a first match where the compiled pattern finds none");
+  if (match && (match->match.part.data - text.data != whole.rm_so ||
+                static_cast<long>(match->match.part.length) != whole.rm_eo - whole.rm_so)) {
+    Fail("a first match other than the compiled pattern's");
+  }
 }
 
 }  // namespace
@@ -117,8 +141,10 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   survey::host::Evaluation::Scope scope(evaluation);
 
   std::size_t const rest = size - 1;
-  std::size_t const cut = rest == 0 ? 0 : (data[0] >> 1) % (rest + 1);
+  std::size_t const cut = rest == 0 ? 0 : (data[0] >> 2) % (rest + 1);
   bool const folded = (data[0] & 1) != 0;
+  bool const utf8 = (data[0] & 2) != 0;
+  if (std::setlocale(LC_CTYPE, utf8 ? "C.UTF-8" : "C") == nullptr) std::setlocale(LC_CTYPE, "C");
   std::unique_ptr<unsigned char[]> const patternBlock(new unsigned char[cut == 0 ? 1 : cut]);
   std::unique_ptr<unsigned char[]> const textBlock(new unsigned char[rest - cut == 0 ? 1 : rest - cut]);
   if (cut != 0) std::memcpy(patternBlock.get(), data + 1, cut);

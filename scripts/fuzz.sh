@@ -222,9 +222,11 @@ prepare_target() {
     dictionary=fuzz/usage_statistics.dict
     max_len=128
   elif [ "$TARGET" = regular_expressions_fuzzer ]; then
-    # The first byte: twice the pattern's length, plus one to ignore case.
-    fresh_seeds escaped "\x04aaaa" "\x06(a)bab" "\x0a[a-c]+abcx" "\x0a(a)\\\\1aa" "\x02(x" \
-      "\x0ca*(b|c)?a b a c" "\x0a^a|b\$ab" "\x00" "\x02.\x00a" "\x0e((a*)*)*aaaab"
+    # The first byte: four times the pattern's length, plus two for UTF-8,
+    # plus one to ignore case.
+    fresh_seeds escaped "\x08aaaa" "\x0d(a)bab" "\x16[a-c]+abcx" "\x14(a)\\\\1aa" "\x04(x" \
+      "\x19a*(b|c)?a b a c" "\x16^a|b\$ab" "\x00" "\x06.\x00a" "\x1e((a*)*)*aaaab" \
+      "\x16[^b]+a\xc3\xa9b" "\x2e[[:alpha:]]x\xc3\x84x" "\x1a[0-9]|ax1\xd9\xa3"
     dictionary=fuzz/regular_expressions.dict
     max_len=512
   elif [ "$TARGET" = dmi_structure_fuzzer ]; then

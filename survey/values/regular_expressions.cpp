@@ -6,9 +6,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <langinfo.h>
+
+#include <bitset>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -16,6 +22,19 @@
 #include "survey/foundation/ascii.h"
 #include "survey/frame/stream_end.h"
 #include "survey/frame/table.h"
+
+// Builds with the address checker search copies of their texts (see the
+// range form of RegExec).
+#if defined(__SANITIZE_ADDRESS__)
+#define SEARCHES_TERMINATED_COPIES 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SEARCHES_TERMINATED_COPIES 1
+#endif
+#endif
+#ifndef SEARCHES_TERMINATED_COPIES
+#define SEARCHES_TERMINATED_COPIES 0
+#endif
 
 namespace {
 
@@ -51,6 +70,13 @@ struct ProgramFacts {
   bool backtracking = false;
   // Bytes that every match holds, in this order; empty when none are known.
   std::string literal;
+  // Where the character set is UTF-8: the same pattern with each bracket
+  // expression written out as the ASCII characters it matches, which the C
+  // library searches byte by byte, as it searches any pattern of ASCII
+  // characters without bracket expressions of more. On a text of ASCII
+  // characters other than NUL it finds what the pattern finds. Null when
+  // no such form was made.
+  std::shared_ptr<re_pattern_buffer> ascii;
 };
 
 // The facts of the compiled patterns that have any, by their compiled
@@ -199,6 +225,171 @@ std::string RequiredLiteral(char const* pattern, int flags) {
   return best;
 }
 
+// Whether every byte of a range is an ASCII character other than NUL: for
+// each eight bytes, a byte of 128 or more sets its own top bit, and a NUL
+// byte sets the top bit of its difference with 1.
+bool AllAscii(char const* from, char const* to) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+  constexpr std::uint64_t kTops = 0x8080808080808080ULL;
+  while (to - from >= 8) {
+    std::uint64_t word;
+    std::memcpy(&word, from, sizeof word);
+    if (((word | (word - kOnes)) & kTops) != 0) return false;
+    from += 8;
+  }
+  for (; from < to; ++from) {
+    unsigned char const byte = static_cast<unsigned char>(*from);
+    if (byte == 0 || byte >= 0x80) return false;
+  }
+  return true;
+}
+
+void FreeCompiled(re_pattern_buffer* pattern) {
+  regfree(pattern);
+  delete pattern;
+}
+
+std::shared_ptr<re_pattern_buffer> CompiledOrNull(char const* pattern, int flags) {
+  auto* buffer = new re_pattern_buffer();
+  if (regcomp(buffer, pattern, flags) != 0) {
+    delete buffer;
+    return nullptr;
+  }
+  return std::shared_ptr<re_pattern_buffer>(buffer, &FreeCompiled);
+}
+
+// The ASCII characters other than NUL that a bracket expression matches,
+// as the C library says, one character at a time; a bit per character.
+using AsciiSet = std::bitset<128>;
+std::optional<AsciiSet> AsciiMembers(std::string const& bracket, int flags) {
+  std::shared_ptr<re_pattern_buffer> const compiled = CompiledOrNull(bracket.c_str(), flags);
+  if (compiled == nullptr) return std::nullopt;
+  AsciiSet members;
+  for (int c = 1; c < 128; ++c) {
+    char const text[2] = {static_cast<char>(c), '\0'};
+    regmatch_t range{0, 1};
+    int const result = regexec(compiled.get(), text, 1, &range, REG_STARTEND);
+    if (result == 0) {
+      members.set(static_cast<std::size_t>(c));
+    } else if (result != REG_NOMATCH) {
+      return std::nullopt;
+    }
+  }
+  return members;
+}
+
+// A bracket expression of exactly these characters: "]" first, "[" and
+// "^" after the others, "-" last, so that none is read as anything but
+// itself; a lone "^" escaped outside brackets. Empty for an empty set.
+std::string WrittenOut(AsciiSet const& members) {
+  std::string others;
+  for (int c = 1; c < 128; ++c) {
+    if (members.test(static_cast<std::size_t>(c)) && std::strchr("]-^[", c) == nullptr) {
+      others += static_cast<char>(c);
+    }
+  }
+  bool const close = members.test(']');
+  bool const open = members.test('[');
+  bool const hat = members.test('^');
+  bool const dash = members.test('-');
+  if (!close && !open && others.empty()) {
+    if (hat && !dash) return "\\^";
+    if (hat && dash) return "[-^]";
+    if (dash) return "[-]";
+    return std::string();
+  }
+  std::string written = "[";
+  if (close) written += ']';
+  written += others;
+  if (open) written += '[';
+  if (hat) written += '^';
+  if (dash) written += '-';
+  return written + "]";
+}
+
+// The end of the bracket expression that starts at `open`: the "]" that
+// closes it, past a "]" first in the list and past classes, equivalence
+// classes and collating symbols. Null when nothing closes it.
+char const* BracketEnd(char const* open) {
+  char const* q = open + 1;
+  if (*q == '^') ++q;
+  if (*q == ']') ++q;
+  while (*q != '\0' && *q != ']') {
+    if (*q == '[' && (q[1] == ':' || q[1] == '.' || q[1] == '=')) {
+      char const close = q[1];
+      q += 2;
+      while (*q != '\0' && !(*q == close && q[1] == ']')) ++q;
+      if (*q == '\0') return nullptr;
+      q += 2;
+      continue;
+    }
+    ++q;
+  }
+  return *q == ']' ? q : nullptr;
+}
+
+bool IsUtf8CharacterSet() {
+  if (MB_CUR_MAX <= 1) return false;
+  char const* const codeset = nl_langinfo(CODESET);
+  return codeset != nullptr && std::strcmp(codeset, "UTF-8") == 0;
+}
+
+// The ASCII form of a pattern (see ProgramFacts), made only where it is
+// certain: a UTF-8 character set whose collation has no rules, so that a
+// bracket expression matches single characters and nothing else; a
+// pattern of ASCII characters, not matched without regard to case, whose
+// only escapes are of the characters that the syntax gives a meaning;
+// with at least one bracket expression, without which the C library
+// searches byte by byte already, and no more than a few, each of which
+// costs a search per ASCII character here. Each bracket expression written
+// out is checked to match the same characters as the one it stands for.
+std::shared_ptr<re_pattern_buffer> AsciiForm(char const* pattern, int flags,
+                                             re_pattern_buffer const& compiled) {
+  constexpr int kMostBrackets = 16;
+  if ((flags & REG_ICASE) != 0 || !IsUtf8CharacterSet()) return nullptr;
+  if (reinterpret_cast<std::uintptr_t>(nl_langinfo(_NL_COLLATE_NRULES)) != 0) return nullptr;
+  std::string written;
+  int brackets = 0;
+  for (char const* p = pattern; *p != '\0'; ++p) {
+    unsigned char const byte = static_cast<unsigned char>(*p);
+    if (byte >= 0x80) return nullptr;
+    if (*p == '\\') {
+      if (p[1] == '\0' || std::strchr("^.[]$()|*+?{}\\", p[1]) == nullptr) return nullptr;
+      written += p[0];
+      written += p[1];
+      ++p;
+      continue;
+    }
+    if (*p != '[') {
+      written += *p;
+      continue;
+    }
+    char const* const end = BracketEnd(p);
+    if (end == nullptr || ++brackets > kMostBrackets) return nullptr;
+    std::optional<AsciiSet> const members = AsciiMembers(std::string(p, end + 1), flags);
+    if (!members) return nullptr;
+    std::string const out = WrittenOut(*members);
+    if (out.empty()) return nullptr;
+    std::optional<AsciiSet> const check = AsciiMembers(out, flags);
+    if (!check || *check != *members) return nullptr;
+    written += out;
+    p = end;
+  }
+  if (brackets == 0) return nullptr;
+  std::shared_ptr<re_pattern_buffer> form = CompiledOrNull(written.c_str(), flags);
+  if (form == nullptr || form->re_nsub != compiled.re_nsub) return nullptr;
+  return form;
+}
+
+// The compiled form to search a text with: the ASCII form where there is
+// one and every byte of the text, before the range too, is an ASCII
+// character other than NUL.
+re_pattern_buffer const& FormFor(re_pattern_buffer const& pattern, ProgramFacts const* facts,
+                                 char const* base, char const* to) {
+  if (facts == nullptr || facts->ascii == nullptr || !AllAscii(base, to)) return pattern;
+  return *facts->ascii;
+}
+
 // Whether a pattern with these facts can match inside a range: false when
 // a run of bytes that every match holds is not there. Only a search that
 // would run in this process is decided here: one that runs in a child
@@ -222,9 +413,8 @@ bool HasBackReference(char const* pattern) {
   return false;
 }
 
-bool MayRunLong(re_pattern_buffer const& pattern, unsigned long length) {
+bool MayRunLong(ProgramFacts const* facts, unsigned long length) {
   if (length > kLongestSearchInProcess) return true;
-  ProgramFacts const* const facts = FactsOf(pattern);
   return facts != nullptr && facts->backtracking;
 }
 
@@ -320,7 +510,8 @@ CompiledRegularExpression RegComp(char const* pattern, int flags) {
   ProgramFacts facts;
   facts.backtracking = HasBackReference(pattern);
   facts.literal = RequiredLiteral(pattern, flags);
-  if (facts.backtracking || !facts.literal.empty()) {
+  if (!facts.backtracking) facts.ascii = AsciiForm(pattern, flags, compiled.buffer);
+  if (facts.backtracking || !facts.literal.empty() || facts.ascii != nullptr) {
     try {
       LastFacts() = LastLookUp{};
       KnownPrograms()[compiled.buffer.buffer] = std::move(facts);
@@ -337,32 +528,48 @@ CompiledRegularExpression RegComp(char const* first, char const* last, int flags
   return RegComp(pattern.CString(), flags);
 }
 
-bool RegExec(re_pattern_buffer const& pattern, char const* text, int eflags, unsigned nmatch,
-             regmatch_t* pmatch) {
+namespace {
+// A search with the given compiled form, the facts being those of the
+// pattern it stands for.
+bool Execute(re_pattern_buffer const& form, ProgramFacts const* facts, char const* text,
+             int eflags, unsigned nmatch, regmatch_t* pmatch) {
   unsigned long const length = (eflags & REG_STARTEND) != 0
                                    ? static_cast<unsigned long>(pmatch[0].rm_eo - pmatch[0].rm_so)
                                    : std::strlen(text);
-  int const result = MayRunLong(pattern, length)
-                         ? SearchInChild(pattern, text, eflags, nmatch, pmatch)
-                         : regexec(&pattern, text, nmatch, pmatch, eflags);
+  int const result = MayRunLong(facts, length)
+                         ? SearchInChild(form, text, eflags, nmatch, pmatch)
+                         : regexec(&form, text, nmatch, pmatch, eflags);
   if (result == 0) return true;
   if (result == REG_NOMATCH) return false;
   throw RegExec_Failed(result);
 }
+}  // namespace
+
+bool RegExec(re_pattern_buffer const& pattern, char const* text, int eflags, unsigned nmatch,
+             regmatch_t* pmatch) {
+  return Execute(pattern, FactsOf(pattern), text, eflags, nmatch, pmatch);
+}
 
 bool RegExec(re_pattern_buffer const& pattern, char const* base, char const* from, char const* to,
              int eflags, unsigned nmatch, regmatch_t* pmatch) {
+  ProgramFacts const* const facts = FactsOf(pattern);
+  re_pattern_buffer const& form = FormFor(pattern, facts, base, to);
   regmatch_t local;
   regmatch_t* const range = nmatch == 0 ? &local : pmatch;
   range[0].rm_so = static_cast<regoff_t>(from - base);
   range[0].rm_eo = static_cast<regoff_t>(to - base);
-  // regexec reads no further than the range's end, but a checked build's
-  // wrapper of it measures the text up to a NUL first; so the search runs
-  // on a terminated copy, whose offsets are those of the text.
+#if SEARCHES_TERMINATED_COPIES
+  // regexec reads no further than the range's end, but the address
+  // checker's wrapper of it measures the text up to a NUL first; so the
+  // search runs on a terminated copy, whose offsets are those of the text.
   static std::vector<char> terminated;
   terminated.assign(base, to);
   terminated.push_back('\0');
-  return RegExec(pattern, terminated.data(), eflags | REG_STARTEND, nmatch, range);
+  return Execute(form, facts, terminated.data(), eflags | REG_STARTEND, nmatch, range);
+#else
+  // regexec reads the range and nothing around it.
+  return Execute(form, facts, base, eflags | REG_STARTEND, nmatch, range);
+#endif
 }
 
 namespace {
@@ -503,40 +710,76 @@ boolean EndsWith(surveyor_string const& text, regular_expression const& pattern)
 // ---------------------------------------------------------------------------
 // Matches and their parts.
 
-regular_expression_match regular_expression_match_iterator::Matched(
-    surveyor_string const& text) const {
-  regmatch_t const& whole = matches_[0];
-  unsigned char const* const base = reinterpret_cast<unsigned char const*>(BaseOf(text));
+void regular_expression_match_parts::Searched(re_pattern_buffer const* pattern, char const* base,
+                                              unsigned long from, unsigned long length,
+                                              int eflags) {
+  pattern_ = pattern;
+  base_ = base;
+  from_ = from;
+  length_ = length;
+  eflags_ = eflags;
+  placed_ = false;
+}
+
+std::vector<regmatch_t> const& regular_expression_match_parts::Groups() const {
+  if (!placed_ && pattern_->re_nsub == 0) {
+    // No groups: nothing to place, and group 0 is never read as a part.
+    groups_.assign(1, regmatch_t{});
+    placed_ = true;
+  }
+  if (!placed_) {
+    // The search that found the match, made again with room for every
+    // group: it finds the same match, and places the groups in it.
+    if (!RegExec(*pattern_, base_, base_ + from_, base_ + length_, eflags_, groups_)) {
+      throw RegExec_Failed(REG_NOMATCH);
+    }
+    placed_ = true;
+  }
+  return groups_;
+}
+
+std::optional<regular_expression_match> regular_expression_match_iterator::Search(
+    regular_expression const& pattern, surveyor_string const& text, unsigned long from,
+    int eflags) {
+  found_ = false;
+  char const* const base = BaseOf(text);
+  unsigned long const length = SearchableLength(text);
+  // A range without the bytes that every match holds has no match: the C
+  // library is not asked.
+  if (!MayMatch(FactsOf(*pattern.pattern), base + from, base + length)) return std::nullopt;
+  // Room for the whole match only: with more, the C library works out where
+  // every group stands, which the parts do only when asked.
+  if (!RegExec(*pattern.pattern, base, base + from, base + length, eflags, 1, &whole_)) {
+    return std::nullopt;
+  }
+  found_ = true;
+  parts_.Searched(pattern.pattern, base, from, length, eflags);
+  unsigned char const* const bytes = reinterpret_cast<unsigned char const*>(base);
   return regular_expression_match{
-      substring{surveyor_string{base + whole.rm_so,
-                                static_cast<unsigned long>(whole.rm_eo - whole.rm_so)},
+      substring{surveyor_string{bytes + whole_.rm_so,
+                                static_cast<unsigned long>(whole_.rm_eo - whole_.rm_so)},
                 text},
-      &matches_};
+      &parts_};
 }
 
 std::optional<regular_expression_match> regular_expression_match_iterator::FirstFound(
     regular_expression const& pattern, Of, surveyor_string const& text) {
-  char const* const base = BaseOf(text);
-  unsigned long const length = SearchableLength(text);
-  if (!MayMatch(FactsOf(*pattern.pattern), base, base + length)) return std::nullopt;
-  if (!RegExec(*pattern.pattern, base, base, base + length, 0, matches_)) return std::nullopt;
-  return Matched(text);
+  return Search(pattern, text, 0, 0);
 }
 
 std::optional<regular_expression_match> regular_expression_match_iterator::NextFound(
     regular_expression const& pattern, Of, surveyor_string const& text) {
-  if (matches_.empty()) return std::nullopt;
-  char const* const base = BaseOf(text);
+  if (!found_) return std::nullopt;
   unsigned long const length = SearchableLength(text);
-  unsigned long const last = static_cast<unsigned long>(matches_[0].rm_so);
-  if (length <= last) return std::nullopt;
+  unsigned long const last = static_cast<unsigned long>(whole_.rm_so);
+  if (length <= last) {
+    found_ = false;
+    return std::nullopt;
+  }
   Check_For_Surveyor_Interruption();
   // From one byte after the start of the last match, not its end: matches
   // may overlap.
-  if (!RegExec(*pattern.pattern, base, base + last + 1, base + length, REG_NOTBOL, matches_)) {
-    return std::nullopt;
-  }
-  return Matched(text);
+  return Search(pattern, text, last + 1, REG_NOTBOL);
 }
 
 std::optional<regular_expression_match> regular_expression_match_iterator::NoneAfterFirst(
@@ -575,20 +818,23 @@ substring MatchedPart(regmatch_t const& part, substring const& match) {
 }
 
 substring MatchPart(unsigned long long number, regular_expression_match const& match) {
-  unsigned long long const groups = match.parts->size() - 1;
-  if (number < 1 || number > groups) throw NoSuchObject();
-  return MatchedPart((*match.parts)[static_cast<std::size_t>(number)], match.match);
+  std::vector<regmatch_t> const& groups = match.parts->Groups();
+  unsigned long long const count = groups.size() - 1;
+  if (number < 1 || number > count) throw NoSuchObject();
+  return MatchedPart(groups[static_cast<std::size_t>(number)], match.match);
 }
 
 substring regular_expression_match_part_iterator::First(Of, regular_expression_match const& match) {
-  current_ = match.parts->data();
+  std::vector<regmatch_t> const& groups = match.parts->Groups();
+  current_ = groups.data();
+  end_ = groups.data() + groups.size();
   return Next(0, match);
 }
 
 substring regular_expression_match_part_iterator::Next(Of, regular_expression_match const& match) {
   if (current_ == nullptr) throw NoSuchObject();
   ++current_;
-  if (current_ >= match.parts->data() + match.parts->size()) {
+  if (current_ >= end_) {
     current_ = nullptr;
     throw NoSuchObject();
   }

@@ -102,12 +102,35 @@ SURVEY_API boolean operator==(regular_expression const& pattern, surveyor_string
 SURVEY_API boolean StartsWith(surveyor_string const& text, regular_expression const& pattern);
 SURVEY_API boolean EndsWith(surveyor_string const& text, regular_expression const& pattern);
 
+// The parenthesized parts of the last match an iterator found. A match is
+// searched for with room for the whole match only, which spares the C
+// library the work of placing every group; the groups are placed when first
+// asked for, by the same search made again with room for all of them.
+class SURVEY_API regular_expression_match_parts {
+ public:
+  // Forgets the groups of the match before: the next search is the one
+  // made from `from` with `eflags` over the text at `base`, `length` bytes.
+  void Searched(re_pattern_buffer const* pattern, char const* base, unsigned long from,
+                unsigned long length, int eflags);
+  // Group 0 (the whole match) onward: one more element than the pattern
+  // has groups.
+  std::vector<regmatch_t> const& Groups() const;
+
+ private:
+  re_pattern_buffer const* pattern_ = nullptr;
+  char const* base_ = nullptr;
+  unsigned long from_ = 0;
+  unsigned long length_ = 0;
+  int eflags_ = 0;
+  mutable bool placed_ = false;
+  mutable std::vector<regmatch_t> groups_;
+};
+
 // "regular expression match": the whole match as a substring of the text it
-// was found in, and the match vector of the iterator that found it, where
-// the parenthesized parts are.
+// was found in, and the parts of the iterator that found it.
 struct SURVEY_API regular_expression_match {
   substring match;
-  std::vector<regmatch_t> const* parts;
+  regular_expression_match_parts const* parts;
 
   static constexpr char const* TypeName() { return "regular expression match"; }
 };
@@ -136,9 +159,14 @@ class SURVEY_API regular_expression_match_iterator {
                                                          surveyor_string const& text);
 
  private:
-  regular_expression_match Matched(surveyor_string const& text) const;
+  std::optional<regular_expression_match> Search(regular_expression const& pattern,
+                                                 surveyor_string const& text, unsigned long from,
+                                                 int eflags);
 
-  std::vector<regmatch_t> matches_;
+  // The whole match last found; found_ says whether there is one.
+  regmatch_t whole_{};
+  bool found_ = false;
+  regular_expression_match_parts parts_;
 };
 
 // The parenthesized parts of a match, group 1 onward.
@@ -149,6 +177,7 @@ class SURVEY_API regular_expression_match_part_iterator {
 
  private:
   regmatch_t const* current_ = nullptr;
+  regmatch_t const* end_ = nullptr;
 };
 
 // A group of a match as a substring of the whole text: empty for a group

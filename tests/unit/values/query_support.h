@@ -54,14 +54,16 @@ inline std::string Literal(std::string const& bytes) {
 
 // Runs the command once on all the queries, in a clean environment with a
 // home folder of its own, and reads one JSON answer per query. `timeout` is
-// each query's time limit in seconds.
+// each query's time limit in seconds; `environment` adds variables to the
+// clean environment ("NAME=value ...", quoted for the shell).
 inline std::vector<Answer> AskAll(std::vector<std::string> const& queries,
-                                  std::string const& timeout = "300") {
+                                  std::string const& timeout = "300",
+                                  std::string const& environment = "") {
   std::vector<Answer> answers;
   survey::testing::ScratchFolder home("survey-values-home");
   std::string const settings = survey::testing::SanitizerSettings();
   std::string const file = home.Path() + "/queries";
-  std::string command = "cd / && env -i TZ=UTC HOME=" + ShellQuoted(home.Path()) + " " + settings +
+  std::string command = "cd / && env -i TZ=UTC HOME=" + ShellQuoted(home.Path()) + " " + environment + " " + settings +
                         ShellQuoted(SURVEY_COMMAND) + " --json --timeout " + timeout;
   for (std::string const& query : queries) command += " -e " + ShellQuoted(query);
   command += " 2>" + ShellQuoted(home.Path() + "/stderr");

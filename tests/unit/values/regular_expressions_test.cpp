@@ -86,16 +86,25 @@ for pattern, text, groups in cases:
         offset = int(offset) + start
         matches.append([offset, found])
         start = offset + 1
-    parts = None
-    if groups > 0:
+    def sed_parts(subject):
         script = 's/' + pattern.replace('/', '\\/') + '/\x01' + '\x02'.join('\\%d' % (k + 1) for k in range(groups)) + '\x01/p'
-        r = subprocess.run(['sed', '-E', '-n', script], input=(text + '\n').encode(), capture_output=True)
+        r = subprocess.run(['sed', '-E', '-n', script], input=(subject + '\n').encode(), capture_output=True)
         line = r.stdout.decode()
         if '\x01' in line:
-            parts = line.split('\x01')[1].split('\x02')
+            return line.split('\x01')[1].split('\x02')
+        return None
+    parts = None
+    every = []
+    if groups > 0:
+        parts = sed_parts(text)
+        # The parts of each match: the first match of the text from where
+        # it starts is that match.
+        for offset, found in matches:
+            every += sed_parts(text[offset:]) or []
     out.append({
         'matches': matches,
         'parts': parts,
+        'every': every,
         'contains': grep(['-E', '-q', '--', pattern], text).returncode == 0,
         'starts': grep(['-E', '-q', '--', '^(' + pattern + ')'], text).returncode == 0,
         'equals': grep(['-E', '-x', '-q', '--', pattern], text).returncode == 0,
@@ -145,13 +154,15 @@ TEST(RegularExpressionsTest, MatchesAndPartsAgreeWithGrepAndSed) {
     std::string const regex = "(regex " + Literal(c.pattern) + ")";
     queries.push_back("(position of it, it) of matches " + regex + " of " + subject);
     queries.push_back("parenthesized parts of first matches " + regex + " of " + subject);
+    queries.push_back("parenthesized parts of matches " + regex + " of " + subject);
   }
   std::vector<Answer> const answers = AskAll(queries);
   int matchCount = 0;
+  int partCount = 0;
   for (std::size_t k = 0; k < cases.size(); ++k) {
     Case const& c = cases[k];
     std::string const where = "pattern " + c.pattern + " on \"" + c.text + "\"";
-    Answer const& matches = answers[2 * k];
+    Answer const& matches = answers[3 * k];
     EXPECT_EQ("", matches.error) << where << ": " << matches.message;
     std::vector<std::string> wanted;
     for (auto const& match : expected[k]["matches"]) {
@@ -159,7 +170,7 @@ TEST(RegularExpressionsTest, MatchesAndPartsAgreeWithGrepAndSed) {
     }
     EXPECT_EQ(wanted, matches.values) << where;
     matchCount += static_cast<int>(wanted.size());
-    Answer const& parts = answers[2 * k + 1];
+    Answer const& parts = answers[3 * k + 1];
     EXPECT_EQ("", parts.error) << where << ": " << parts.message;
     if (expected[k]["parts"].is_null()) {
       // No match, or a pattern without groups: no parts either way.
@@ -167,7 +178,13 @@ TEST(RegularExpressionsTest, MatchesAndPartsAgreeWithGrepAndSed) {
     } else {
       EXPECT_EQ(expected[k]["parts"].get<std::vector<std::string>>(), parts.values) << where;
     }
+    Answer const& every = answers[3 * k + 2];
+    EXPECT_EQ("", every.error) << where << ": " << every.message;
+    EXPECT_EQ(expected[k]["every"].get<std::vector<std::string>>(), every.values) << where;
+    partCount += static_cast<int>(every.values.size());
   }
+  // Parts of matches after the first, too.
+  EXPECT_GT(partCount, 200);
   // The generated texts must have exercised the iteration.
   EXPECT_GT(matchCount, 200);
 }
@@ -258,6 +275,112 @@ TEST(RegularExpressionsTest, PatternsWithRunsOfPlainBytesAgreeWithGrepCount) {
                                     ") of lines of file " + Literal(file)));
     EXPECT_GE(ours, std::stol(Lines(matches).front())) << pattern;
   }
+}
+
+// In a UTF-8 locale, over lines of ASCII characters only and lines with
+// others (letters, a digit of another script, a ligature), patterns with
+// bracket expressions of every kind, alternatives, optional parts, groups
+// and anchors: the lines that hold a match against grep -E -c, and the first
+// match of each line with its parenthesized parts against sed -E, both in
+// the same locale.
+TEST(RegularExpressionsTest, BracketExpressionsInAUtf8LocaleAgreeWithGrepAndSed) {
+  if (survey::testing::RunShell("locale -a | grep -qix 'c.utf-\\?8'").status != 0) {
+    GTEST_SKIP() << "no C.UTF-8 locale";
+  }
+  // Files shorter than the line buffer, so that their lines are the lines
+  // the tools read.
+  survey::testing::ScratchFolder folder("survey-regex-utf8");
+  std::vector<std::string> files;
+  std::mt19937 random(11);
+  for (int f = 0; f < 8; ++f) {
+    static char const* const kPieces[] = {
+        "a", "b", "c", "x", "y", "1", "42", " ", "-", "]", "^", "[", "ab", "A", "Q", "_", ".",
+        "\xC3\xA9",      // e with an acute accent
+        "\xC3\x84",      // capital A with a diaeresis
+        "\xD9\xA3",      // an Arabic-Indic digit three
+        "\xEF\xAC\x81",  // the ligature fi
+        "\xC3\x9F",      // sharp s
+    };
+    std::string text;
+    for (int k = 0; k < 200; ++k) {
+      // Every third line of ASCII characters only.
+      int const kinds = k % 3 == 0 ? 17 : static_cast<int>(sizeof kPieces / sizeof *kPieces);
+      int const pieces = static_cast<int>(random() % 8);
+      for (int j = 0; j < pieces; ++j) text += kPieces[random() % static_cast<unsigned>(kinds)];
+      text += "\n";
+    }
+    ASSERT_LT(text.size(), 2048u);
+    files.push_back(folder.Path() + "/text" + std::to_string(f));
+    std::ofstream(files.back()) << text;
+  }
+  std::vector<std::string> const patterns = {
+      "([0-9]+)",         "([[:alpha:]]+)(1)?",  "([^ab ]+)",        "([]^-])",
+      "([a-c])(x|y)",     "([[:digit:]])( |-)",  "(a|[^a])b",        "([[:upper:]]+)",
+      "([^[:alnum:]])",   "([[.-.]])a",          "([[=a=]])b",       ".([0-9])",
+      "([c-y]+)",         "([ab])([^ab])?",      "([^]a])",          "^([ab])",
+      "([xy])$",          "\\[([^]]*)\\]",       "(a|b)[[:space:]]", "x[^x]*(y)",
+      "([[:punct:]]+)",   "([^[:print:]])",      "([A-Z]+|c)",       "([^^])\\^"};
+  std::string const locale = "LC_ALL=C.UTF-8";
+  std::vector<std::string> queries;
+  for (std::string const& pattern : patterns) {
+    std::string const regex = "(regex " + Literal(pattern) + ")";
+    for (std::string const& file : files) {
+      queries.push_back("number of lines whose (it contains " + regex + ") of file " +
+                        Literal(file));
+      queries.push_back("first matches " + regex + " of lines of file " + Literal(file));
+      queries.push_back("parenthesized parts of first matches " + regex + " of lines of file " +
+                        Literal(file));
+    }
+  }
+  std::vector<Answer> const answers = AskAll(queries, "300", locale);
+  int asciiLines = 0;
+  std::size_t asked = 0;
+  for (std::string const& pattern : patterns) {
+    int groups = 0;
+    for (std::size_t j = 0; j < pattern.size(); ++j) {
+      if (pattern[j] == '(' && (j == 0 || pattern[j - 1] != '\\')) ++groups;
+    }
+    for (std::string const& file : files) {
+      std::string const where = pattern + " in " + file;
+      std::string const count = survey::testing::Output(
+          locale + " grep -E -c -- " + ShellQuoted(pattern) + " " + ShellQuoted(file));
+      Answer const& lines = answers[asked++];
+      ASSERT_EQ(1u, lines.values.size()) << where << ": " << lines.message;
+      EXPECT_EQ(Lines(count).front(), lines.values[0]) << where;
+      // sed writes the first match and its groups between marks.
+      std::string script = "s/" + pattern + "/\x01&";
+      for (int g = 1; g <= groups; ++g) script += "\x02\\" + std::to_string(g);
+      script += "\x01/p";
+      std::string const sed = survey::testing::Output(locale + " sed -E -n " +
+                                                      ShellQuoted(script) + " " +
+                                                      ShellQuoted(file));
+      std::vector<std::string> matches;
+      std::vector<std::string> parts;
+      for (std::string const& line : Lines(sed)) {
+        std::size_t const open = line.find('\x01');
+        std::size_t const close = line.find('\x01', open + 1);
+        ASSERT_NE(std::string::npos, close) << where;
+        std::string const marked = line.substr(open + 1, close - open - 1);
+        std::size_t at = marked.find('\x02');
+        matches.push_back(marked.substr(0, at));
+        while (at != std::string::npos) {
+          std::size_t const next = marked.find('\x02', at + 1);
+          parts.push_back(
+              marked.substr(at + 1, next == std::string::npos ? next : next - at - 1));
+          at = next;
+        }
+      }
+      EXPECT_EQ(matches, answers[asked++].values) << where;
+      EXPECT_EQ(parts, answers[asked++].values) << where;
+      for (std::string const& match : matches) {
+        bool ascii = true;
+        for (char c : match) ascii = ascii && static_cast<unsigned char>(c) < 0x80;
+        asciiLines += ascii ? 1 : 0;
+      }
+    }
+  }
+  // Both kinds of line must have been matched often.
+  EXPECT_GT(asciiLines, 1000);
 }
 
 // ---------------------------------------------------------------------------
