@@ -1,6 +1,7 @@
 #include "survey/files/folder_listing.h"
 
 #include <dirent.h>
+#include <endian.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <locale.h>
@@ -45,14 +46,17 @@ bool FitsTheRecord(struct dirent64 const& entry) {
              static_cast<std::int64_t>(entry.d_off);
 }
 
-// The sort key of a name of `length` bytes.
-std::uint64_t KeyOf(char const* name, std::size_t length) {
-  std::uint64_t key = 0;
-  for (std::size_t i = 0; i < 8; ++i) {
-    key <<= 8;
-    if (i < length) key |= static_cast<unsigned char>(name[i]);
-  }
-  return key;
+// The sort key of a name of `length` bytes, from byte `from` on. Eight
+// bytes are read whatever the length: the block of names has room after
+// its last name.
+std::uint64_t KeyOf(char const* name, std::size_t length, std::size_t from) {
+  std::size_t const left = length - from;
+  if (left == 0) return 0;
+  std::uint64_t word;
+  std::memcpy(&word, name + from, sizeof word);
+  word = be64toh(word);
+  if (left >= 8) return word;
+  return word & (~std::uint64_t{0} << (8 * (8 - left)));
 }
 
 }  // namespace
@@ -100,7 +104,8 @@ bool FolderListing::Read(int handle) {
   for (;;) {
     ssize_t const got = getdents64(handle, buffer.get(), kReadSize);
     if (got <= 0) {
-      names_.resize(used);
+      // Room for a key's eight bytes after the last name.
+      names_.resize(used + 8);
       // The end; or a folder removed while it is read, which ends there; any
       // other failure makes the whole folder unreadable.
       return got == 0 || errno == ENOENT;
@@ -118,7 +123,7 @@ bool FolderListing::Read(int handle) {
       std::size_t const length = std::strlen(name);
       std::memcpy(names_.data() + used, name, length + 1);
       entries_.push_back(
-          Entry{KeyOf(name, length), used, static_cast<unsigned short>(length), entry->d_type});
+          Entry{0, used, static_cast<unsigned short>(length), entry->d_type});
       used += length + 1;
     }
   }
@@ -126,14 +131,27 @@ bool FolderListing::Read(int handle) {
 
 void FolderListing::Sort() {
   char const* const names = names_.data();
+  if (entries_.empty()) return;
   if (CollatesAsBytes()) {
+    // The bytes that all names share at their start decide nothing; the
+    // keys are taken from the first byte after them.
+    std::size_t shared = entries_[0].length;
+    char const* const first = names + entries_[0].offset;
+    for (Entry const& entry : entries_) {
+      char const* const name = names + entry.offset;
+      std::size_t at = 0;
+      while (at < shared && name[at] == first[at]) ++at;
+      shared = at;
+    }
+    for (Entry& entry : entries_) entry.key = KeyOf(names + entry.offset, entry.length, shared);
     // Names are unique, so no two compare equal and any sort gives the
-    // one order. Most names differ in their first eight bytes; equal keys
-    // with a name shorter than that would be one name twice.
-    std::sort(entries_.begin(), entries_.end(), [names](Entry const& a, Entry const& b) {
+    // one order. Equal keys where a name ends within them would be one name
+    // twice; otherwise the rest of the names decides.
+    std::size_t const rest = shared + 8;
+    std::sort(entries_.begin(), entries_.end(), [names, rest](Entry const& a, Entry const& b) {
       if (a.key != b.key) return a.key < b.key;
-      if (a.length < 8 || b.length < 8) return a.length < b.length;
-      return std::strcmp(names + a.offset + 8, names + b.offset + 8) < 0;
+      if (a.length < rest || b.length < rest) return a.length < b.length;
+      return std::strcmp(names + a.offset + rest, names + b.offset + rest) < 0;
     });
   } else {
     // A collation may hold two names equal; they stay in the order read,

@@ -56,9 +56,10 @@ class SURVEY_API FolderListing {
 
  private:
   struct Entry {
-    // The name's first eight bytes, the first in the highest place, with
-    // zeros after a shorter name's end: the order of two keys is that of
-    // the two names, unless the keys are equal.
+    // Eight bytes of the name, from the first after the part that all names
+    // of the folder share, the first in the highest place, with zeros after
+    // the name's end: the order of two keys is that of the two names,
+    // unless the keys are equal.
     std::uint64_t key;
     // Where the name starts in `names_`, and its length.
     std::size_t offset;
