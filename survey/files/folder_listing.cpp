@@ -165,6 +165,10 @@ void FolderListing::Sort() {
 bool FolderListing::LookAt(Entry const& entry) {
   // A path of PATH_MAX bytes or more cannot be looked at.
   if (folderLength_ + 1 + entry.length >= PATH_MAX) return false;
+  // A file system may have names longer than the usual longest.
+  if (path_.size() < folderLength_ + 1 + entry.length + 1u) {
+    path_.resize(folderLength_ + 1 + entry.length + 1u);
+  }
   char* const name = path_.data() + folderLength_ + 1;
   std::memcpy(name, names_.data() + entry.offset, entry.length + 1u);
   // A link met as the last part of a path counts towards the limit of the
