@@ -31,29 +31,36 @@ bool IsDotOrDotDot(char const* name) {
   return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
+// The location of a listing's present item.
+FileLocation ItemLocation(FolderListing const& listing) {
+  FileLocation location;
+  location.SetFullPathName(listing.Path());
+  return location;
+}
+
 }  // namespace
 
 void descendant_iterator::Restart(folder const& start) {
   levels_.clear();
-  levels_.push_back(
-      Level{MakeFileLoop(start.Path()), start.status.st_dev, start.status.st_ino, false, step_});
+  levels_.push_back(Level{SharingPtr<FolderListing>(new FolderListing(start.Path().FullPathName())),
+                          start.status.st_dev, start.status.st_ino, false, step_});
 }
 
 descendant_iterator::Level& descendant_iterator::PresentLevel() {
   for (;;) {
     if (levels_.empty()) throw NoSuchObject();
     Level& level = levels_.back();
-    FileLoop& loop = *level.loop;
+    FolderListing& listing = *level.listing;
     if (level.done) {
       level.done = false;
-      ++loop;
+      listing.Advance();
       level.lookedIn = step_;
     }
-    if (loop.Finished()) {
+    if (listing.Finished()) {
       levels_.pop_back();
-    } else if (IsDotOrDotDot(loop.Location().Name())) {
-      // The loop withholds these already; the walk makes sure.
-      ++loop;
+    } else if (IsDotOrDotDot(listing.Name())) {
+      // The listing withholds these already; the walk makes sure.
+      listing.Advance();
       level.lookedIn = step_;
     } else {
       return level;
@@ -61,9 +68,9 @@ descendant_iterator::Level& descendant_iterator::PresentLevel() {
   }
 }
 
-bool descendant_iterator::OnTheStack(FileItem const& item) const {
-  dev_t const device = item.Device();
-  ino_t const inode = item.Inode();
+bool descendant_iterator::OnTheStack(struct stat const& status) const {
+  dev_t const device = status.st_dev;
+  ino_t const inode = status.st_ino;
   // From the deepest level up: a link to the folder itself or to its parent
   // is the common case.
   for (auto level = levels_.rbegin(); level != levels_.rend(); ++level) {
@@ -72,12 +79,13 @@ bool descendant_iterator::OnTheStack(FileItem const& item) const {
   return false;
 }
 
-void descendant_iterator::GoDown(FileLoop const& loop) {
-  FileItem const& item = loop.Item();
-  // The new level goes to the back, so the walk goes down at once. The loops
-  // are held by pointer, so they stay where they are as the deque grows.
-  levels_.push_back(
-      Level{MakeFileLoop(loop.Location()), item.Device(), item.Inode(), false, step_});
+void descendant_iterator::GoDown(FolderListing const& listing) {
+  struct stat const& status = listing.Status();
+  // The new level goes to the back, so the walk goes down at once. The
+  // listings are held by pointer, so they stay where they are as the deque
+  // grows.
+  levels_.push_back(Level{SharingPtr<FolderListing>(new FolderListing(listing.Path())),
+                          status.st_dev, status.st_ino, false, step_});
 }
 
 file descendant_iterator::First(Of, folder const& start) {
@@ -94,23 +102,22 @@ file descendant_iterator::Next(Of, folder const& start) {
 file descendant_iterator::NextFile(folder const& start) {
   for (;;) {
     Level& level = PresentLevel();
-    FileLoop& loop = *level.loop;
-    FileItem const& item = loop.Item();
-    // Whatever this item is, the loop moves on from it at the next step.
+    FolderListing& listing = *level.listing;
+    // Whatever this item is, the listing moves on from it at the next step.
     level.done = true;
-    if (item.IsDirectory()) {
+    if (listing.IsDirectory()) {
       // A folder already open above is passed over.
-      if (!OnTheStack(item)) GoDown(loop);
-    } else if (!item.IsFile()) {
+      if (!OnTheStack(listing.Status())) GoDown(listing);
+    } else if (!listing.IsFile()) {
       // A device, a pipe or a socket.
     } else if (level.lookedIn == step_) {
-      // The loop has just looked at it: that look is the item's `stat`.
-      return file(loop.Location(), start.Flag(), item.Status());
+      // The listing has just looked at it: that look is the item's `stat`.
+      return file(ItemLocation(listing), start.Flag(), listing.Status());
     } else {
       try {
-        return file(loop.Location(), start.Flag());
+        return file(ItemLocation(listing), start.Flag());
       } catch (NoSuchObject const&) {
-        // It vanished between the loop's look and now.
+        // It vanished between the listing's look and now.
       }
     }
   }
@@ -130,20 +137,19 @@ folder descendant_iterator::NextFolder(Of, folder const& start) {
 folder descendant_iterator::NextFolderFrom(folder const& start) {
   for (;;) {
     Level& level = PresentLevel();
-    FileLoop& loop = *level.loop;
-    FileItem const& item = loop.Item();
+    FolderListing& listing = *level.listing;
     level.done = true;
-    if (!item.IsDirectory() || OnTheStack(item)) continue;
+    if (!listing.IsDirectory() || OnTheStack(listing.Status())) continue;
     // Given out before its own content; a folder looked at in an earlier
     // step (the first of a listing opened then) is looked at again.
     if (level.lookedIn == step_) {
-      folder found(loop.Location(), start.Flag(), item.Status());
-      GoDown(loop);
+      folder found(ItemLocation(listing), start.Flag(), listing.Status());
+      GoDown(listing);
       return found;
     }
     try {
-      folder found(loop.Location(), start.Flag());
-      GoDown(loop);
+      folder found(ItemLocation(listing), start.Flag());
+      GoDown(listing);
       return found;
     } catch (NoSuchObject const&) {
     }

@@ -6,6 +6,7 @@
 #include <deque>
 
 #include "survey/files/filesystem_object.h"
+#include "survey/files/folder_listing.h"
 #include "survey/foundation/file_loop.h"
 #include "survey/foundation/sharing.h"
 
@@ -28,7 +29,7 @@ class SURVEY_API ancestor_iterator {
 };
 
 // "descendants" and "descendant folders": a depth-first walk, each level in
-// the order of its loop, a folder's content at the place of its name, the
+// `alphasort` order, a folder's content at the place of its name, the
 // starting folder never given out. Items are classified as `stat` sees
 // them, so links to folders are walked as folders. A folder that is already
 // open on the walk's own stack (the same device and inode as the starting
@@ -50,34 +51,35 @@ class SURVEY_API descendant_iterator {
  private:
   // One level of the walk: the listing of a folder and which folder it is.
   struct Level {
-    SharingPtr<FileLoop> loop;
+    SharingPtr<FolderListing> listing;
     dev_t device;
     ino_t inode;
-    // The loop's item has had its turn (given out, entered or passed over):
-    // the loop moves on at the start of the next step, so that the next
-    // item is looked at when its turn comes, not before.
+    // The listing's item has had its turn (given out, entered or passed
+    // over): the listing moves on at the start of the next step, so that the
+    // next item is looked at when its turn comes, not before.
     bool done;
-    // The step in which the loop last looked at its item. An item looked at
-    // in an earlier step is looked at again before it is given out, so that
-    // one that has vanished since is passed over.
+    // The step in which the listing last looked at its item. An item looked
+    // at in an earlier step is looked at again before it is given out, so
+    // that one that has vanished since is passed over.
     unsigned long long lookedIn;
   };
 
-  // Empties the stack and puts the starting folder's loop on it.
+  // Empties the stack and puts the starting folder's listing on it.
   void Restart(folder const& start);
-  // The deepest level whose loop is on an item, after moving on the loops
-  // whose item has had its turn; finished loops are dropped on the way.
+  // The deepest level whose listing is on an item, after moving on the
+  // listings whose item has had its turn; finished ones are dropped on the
+  // way.
   // NoSuchObject when none is left: the walk is over.
   Level& PresentLevel();
-  // Whether the folder an item leads to is one of the levels on the stack.
-  bool OnTheStack(FileItem const& item) const;
+  // Whether the folder that a look found is one of the levels on the stack.
+  bool OnTheStack(struct stat const& status) const;
   // Opens the folder of the present item as the new deepest level.
-  void GoDown(FileLoop const& loop);
+  void GoDown(FolderListing const& listing);
   // The next file, or the next folder, from where the walk stands.
   file NextFile(folder const& start);
   folder NextFolderFrom(folder const& start);
 
-  // One open listing per level of the walk, the deepest at the back. Every
+  // One listing per level of the walk, the deepest at the back. Every
   // level stays until the walk comes back up out of it, so the stack always
   // holds the folders from the start down to the present item.
   std::deque<Level> levels_;

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "survey/frame/table.h"
 
@@ -88,12 +89,21 @@ filesystem_object::filesystem_object(FileLocation const& where, bool platformFla
                                      struct stat const& looked)
     : FilesystemInfo(where, looked), path(where), flag(platformFlag) {}
 
+filesystem_object::filesystem_object(FileLocation&& where, bool platformFlag,
+                                     struct stat const& looked)
+    : FilesystemInfo(where, looked), path(std::move(where)), flag(platformFlag) {}
+
 file::file(FileLocation const& where, bool platformFlag) : filesystem_object(where, platformFlag) {
   if (!UnixPlatform::IsFile(*this)) throw NoSuchObject();
 }
 
 file::file(FileLocation const& where, bool platformFlag, struct stat const& looked)
     : filesystem_object(where, platformFlag, looked) {
+  if (!UnixPlatform::IsFile(*this)) throw NoSuchObject();
+}
+
+file::file(FileLocation&& where, bool platformFlag, struct stat const& looked)
+    : filesystem_object(std::move(where), platformFlag, looked) {
   if (!UnixPlatform::IsFile(*this)) throw NoSuchObject();
 }
 
@@ -104,6 +114,11 @@ folder::folder(FileLocation const& where, bool platformFlag)
 
 folder::folder(FileLocation const& where, bool platformFlag, struct stat const& looked)
     : filesystem_object(where, platformFlag, looked) {
+  if (!UnixPlatform::IsFolder(*this)) throw NoSuchObject();
+}
+
+folder::folder(FileLocation&& where, bool platformFlag, struct stat const& looked)
+    : filesystem_object(std::move(where), platformFlag, looked) {
   if (!UnixPlatform::IsFolder(*this)) throw NoSuchObject();
 }
 

@@ -79,6 +79,8 @@ class SURVEY_API filesystem_object : public UnixPlatform::FilesystemInfo {
   filesystem_object(FileLocation const& location, bool flag);
   // From the `stat` of the location that the caller has just made.
   filesystem_object(FileLocation const& location, bool flag, struct stat const& looked);
+  // The same, taking over the location's text for one of the two copies.
+  filesystem_object(FileLocation&& location, bool flag, struct stat const& looked);
 
   // The path by which queries know the object (the same text as the one
   // looked at).
@@ -98,6 +100,7 @@ class SURVEY_API file : public filesystem_object {
   file(FileLocation const& location, bool flag);
   // The same from the `stat` of the location that the caller has just made.
   file(FileLocation const& location, bool flag, struct stat const& looked);
+  file(FileLocation&& location, bool flag, struct stat const& looked);
 };
 
 // "folder": a filesystem object that is a directory.
@@ -109,6 +112,7 @@ class SURVEY_API folder : public filesystem_object {
   folder(FileLocation const& location, bool flag);
   // The same from the `stat` of the location that the caller has just made.
   folder(FileLocation const& location, bool flag, struct stat const& looked);
+  folder(FileLocation&& location, bool flag, struct stat const& looked);
 };
 
 // "application": a file, looked up and checked exactly as a file is; only
