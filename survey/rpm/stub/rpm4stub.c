@@ -34,8 +34,21 @@
 #define STUB_API __attribute__((visibility("default")))
 
 /* The function of that name in the objects loaded after the stub: librpm's
- * own, or null when librpm does not export it. */
-static void* Own(char const* name) { return dlsym(RTLD_NEXT, name); }
+ * own, or null when librpm does not export it. The lookup is made once per
+ * name and kept in `slot`: what librpm exports does not change while the
+ * stub is loaded, and a lookup costs more than a header read (it is asked
+ * for every field of every package). */
+struct OwnSlot {
+  int looked;
+  void* function;
+};
+static void* Own(struct OwnSlot* slot, char const* name) {
+  if (!slot->looked) {
+    slot->function = dlsym(RTLD_NEXT, name);
+    slot->looked = 1;
+  }
+  return slot->function;
+}
 
 /* ---------------------------------------------------------------------------
  * Opening and closing a database.
@@ -87,7 +100,8 @@ static int HoldsDatabase(char const* folder) {
  * the handle on success; nonzero, with nothing made, on failure. */
 STUB_API int rpmdbOpen(char const* root, rpmdb* database, int mode, int permissions) {
   typedef int (*Function)(char const*, rpmdb*, int, int);
-  Function const own = (Function)Own("rpmdbOpen");
+  static struct OwnSlot slot;
+  Function const own = (Function)Own(&slot, "rpmdbOpen");
   if (own != NULL) return own(root, database, mode, permissions);
   if (database == NULL) return 1;
   *database = NULL;
@@ -118,7 +132,8 @@ STUB_API int rpmdbOpen(char const* root, rpmdb* database, int mode, int permissi
 /* Closes a database that rpmdbOpen gave. */
 STUB_API int rpmdbClose(rpmdb database) {
   typedef int (*Function)(rpmdb);
-  Function const own = (Function)Own("rpmdbClose");
+  static struct OwnSlot slot;
+  Function const own = (Function)Own(&slot, "rpmdbClose");
   if (own != NULL) return own(database);
   for (struct OpenDatabase** link = &openDatabases; *link != NULL; link = &(*link)->next) {
     struct OpenDatabase* const entry = *link;
@@ -139,7 +154,8 @@ STUB_API int rpmdbClose(rpmdb database) {
 STUB_API int headerGetRawEntry(Header header, rpm_tag_t tag, rpm_tagtype_t* type,
                                rpm_data_t* value, rpm_count_t* count) {
   typedef int (*Function)(Header, rpm_tag_t, rpm_tagtype_t*, rpm_data_t*, rpm_count_t*);
-  Function const own = (Function)Own("headerGetRawEntry");
+  static struct OwnSlot slot;
+  Function const own = (Function)Own(&slot, "headerGetRawEntry");
   if (own != NULL) return own(header, tag, type, value, count);
   if (header == NULL) return 0;
   struct rpmtd_s data;
@@ -182,7 +198,8 @@ STUB_API int headerGetRawEntry(Header header, rpm_tag_t tag, rpm_tagtype_t* type
  * one of its own provides matches it, else 0. */
 STUB_API int rpmCheckRpmlibProvides(rpmds key) {
   typedef int (*Function)(rpmds);
-  Function const own = (Function)Own("rpmCheckRpmlibProvides");
+  static struct OwnSlot slot;
+  Function const own = (Function)Own(&slot, "rpmCheckRpmlibProvides");
   if (own != NULL) return own(key);
   if (key == NULL) return 0;
   rpmds provides = NULL;
