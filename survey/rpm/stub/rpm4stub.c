@@ -96,6 +96,37 @@ static int HoldsDatabase(char const* folder) {
   return found;
 }
 
+/* Expands the macro `name` and defines it, until the caller pops it, as the
+ * text found, its "%" doubled so that the text stands for itself. Null when
+ * memory runs out, with nothing defined. */
+static char* ExpandedOnce(char const* name) {
+  size_t const length = strlen(name);
+  char* const reference = malloc(length + 5);
+  if (reference == NULL) return NULL;
+  strcpy(reference, "%{?");
+  strcat(reference, name);
+  strcat(reference, "}");
+  char* const text = rpmExpand(reference, NULL);
+  free(reference);
+  if (text == NULL) return NULL;
+  size_t percents = 0;
+  for (char const* at = text; *at != '\0'; ++at) percents += *at == '%';
+  char* const body = malloc(strlen(text) + percents + 1);
+  if (body == NULL) {
+    free(text);
+    return NULL;
+  }
+  char* out = body;
+  for (char const* at = text; *at != '\0'; ++at) {
+    if (*at == '%') *out++ = '%';
+    *out++ = *at;
+  }
+  *out = '\0';
+  free(text);
+  rpmPushMacro(NULL, name, NULL, body, RMIL_CMDLINE);
+  return body;
+}
+
 /* Opens the database under `root` (null or "" for "/") for reading. 0 and
  * the handle on success; nonzero, with nothing made, on failure. */
 STUB_API int rpmdbOpen(char const* root, rpmdb* database, int mode, int permissions) {
@@ -108,20 +139,30 @@ STUB_API int rpmdbOpen(char const* root, rpmdb* database, int mode, int permissi
   if (root == NULL || *root == '\0') root = "/";
   if (root[0] != '/' || !Exists(root, 1)) return 1;
 
+  /* The database's folder is expanded once. A configuration may compute it
+   * by running a shell (some distributions do, to follow the home folder),
+   * and librpm expands it again as it opens the database: for the time of
+   * the open, the folder is defined as the text found here. */
+  char* const folder = ExpandedOnce("_dbpath");
+  if (folder == NULL) return 1;
   char* const path = rpmGenPath(root, "%{?_dbpath}", "");
   int const present = path != NULL && Exists(path, 1) && HoldsDatabase(path);
   free(path);
-  if (!present) return 1;
 
-  struct OpenDatabase* const entry = malloc(sizeof *entry);
-  if (entry == NULL) return 1;
-  entry->set = rpmtsCreate();
-  if (entry->set == NULL || rpmtsSetRootDir(entry->set, root) != 0 ||
-      rpmtsOpenDB(entry->set, O_RDONLY) != 0 || rpmtsGetRdb(entry->set) == NULL) {
-    if (entry->set != NULL) rpmtsFree(entry->set);
-    free(entry);
-    return 1;
+  struct OpenDatabase* const entry = present ? malloc(sizeof *entry) : NULL;
+  int opened = 0;
+  if (entry != NULL) {
+    entry->set = rpmtsCreate();
+    opened = entry->set != NULL && rpmtsSetRootDir(entry->set, root) == 0 &&
+             rpmtsOpenDB(entry->set, O_RDONLY) == 0 && rpmtsGetRdb(entry->set) != NULL;
+    if (!opened) {
+      if (entry->set != NULL) rpmtsFree(entry->set);
+      free(entry);
+    }
   }
+  rpmPopMacro(NULL, "_dbpath");
+  free(folder);
+  if (!opened) return 1;
   entry->database = rpmtsGetRdb(entry->set);
   entry->next = openDatabases;
   openDatabases = entry;
