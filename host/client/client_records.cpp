@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
+#include <utility>
 
 #include "host/client/certificates.h"
 
@@ -426,6 +428,37 @@ std::string EncodedClientKey(std::string_view name) {
 // ---------------------------------------------------------------------------
 // The database.
 
+namespace {
+
+// A statement prepared at its first use. Most commands touch one or two of
+// the statements below (a query that tests a setting reads one), and
+// preparing all of them at every open cost more than the reads themselves.
+class Prepared {
+ public:
+  Prepared(Database& database, std::string sql) : database_(database), sql_(std::move(sql)) {}
+  Prepared(Prepared const&) = delete;
+  Prepared& operator=(Prepared const&) = delete;
+
+  operator Statement&() { return Get(); }
+  template <class... Arguments>
+  Statement& Bind(Arguments&&... arguments) {
+    return Get().Bind(std::forward<Arguments>(arguments)...);
+  }
+  void Run() { Get().Run(); }
+
+ private:
+  Statement& Get() {
+    if (!statement_) statement_.emplace(database_, sql_);
+    return *statement_;
+  }
+
+  Database& database_;
+  std::string sql_;
+  std::optional<Statement> statement_;
+};
+
+}  // namespace
+
 struct ClientRecords::Statements {
   explicit Statements(Database& database)
       : setSetting(database,
@@ -506,41 +539,41 @@ struct ClientRecords::Statements {
         bump(database, "UPDATE generation SET number = number + 1"),
         generation(database, "SELECT number FROM generation") {}
 
-  Statement setSetting;
-  Statement unsetSetting;
-  Statement findSetting;
-  Statement firstSetting;
-  Statement nextSetting;
-  Statement scopeSettings;
-  Statement sectionSettings;
-  Statement allSettings;
-  Statement insertSite;
-  Statement insertGroup;
-  Statement removeSite;
-  Statement removeSiteSettings;
-  Statement findSite;
-  Statement allSites;
-  Statement siteGroups;
-  Statement insertAction;
-  Statement insertParameter;
-  Statement allActions;
-  Statement findAction;
-  Statement currentAction;
-  Statement activeAction;
-  Statement actionParameters;
-  Statement insertNudge;
-  Statement insertNudgeHeader;
-  Statement allNudges;
-  Statement nextNudge;
-  Statement nudgeHeaders;
-  Statement findFlag;
-  Statement setFlag;
-  Statement findFlagText;
-  Statement setFlagText;
-  Statement insertRestart;
-  Statement allRestarts;
-  Statement bump;
-  Statement generation;
+  Prepared setSetting;
+  Prepared unsetSetting;
+  Prepared findSetting;
+  Prepared firstSetting;
+  Prepared nextSetting;
+  Prepared scopeSettings;
+  Prepared sectionSettings;
+  Prepared allSettings;
+  Prepared insertSite;
+  Prepared insertGroup;
+  Prepared removeSite;
+  Prepared removeSiteSettings;
+  Prepared findSite;
+  Prepared allSites;
+  Prepared siteGroups;
+  Prepared insertAction;
+  Prepared insertParameter;
+  Prepared allActions;
+  Prepared findAction;
+  Prepared currentAction;
+  Prepared activeAction;
+  Prepared actionParameters;
+  Prepared insertNudge;
+  Prepared insertNudgeHeader;
+  Prepared allNudges;
+  Prepared nextNudge;
+  Prepared nudgeHeaders;
+  Prepared findFlag;
+  Prepared setFlag;
+  Prepared findFlagText;
+  Prepared setFlagText;
+  Prepared insertRestart;
+  Prepared allRestarts;
+  Prepared bump;
+  Prepared generation;
 
   static std::string InsertActionSql() {
     std::string sql = std::string("INSERT INTO actions (") + kActionColumns + ") VALUES (?1";

@@ -79,6 +79,25 @@ setting setting_of_client(unsigned char const* name, unsigned long length, clien
   return setting_of_section(GetSettingStore(), TextView("Client"), View(key));
 }
 
+bool ClientSettingIsOne(unsigned char const* name, unsigned long length) {
+  // No client, no settings: thrown as the property "client" throws it.
+  static_cast<void>(client_of_world());
+  std::string const key = PercentEncode(ConstData(name, length), KeySafeBytes());
+  SettingStore<UnixSettingIterator>& store = GetSettingStore();
+  // The store's failures read as no setting, as in setting_of_section.
+  try {
+    UnixSettingIterator const found(store.Find(TextView("Client"), View(key)));
+    if (found.atEnd || found.current.Deleted()) return false;
+    return found.current.Value() == "1";
+  } catch (DebuggableException const&) {
+    return false;
+  } catch (std::bad_alloc const&) {
+    throw;
+  } catch (std::exception const&) {
+    return false;
+  }
+}
+
 setting setting_of_site(unsigned char const* name, unsigned long length, site const& owner) {
   setting found =
       setting_of_section(GetSitesStore(), owner.map->name.AsConstData(), ConstData(name, length));

@@ -68,6 +68,14 @@ SURVEY_API setting setting_of_client(unsigned char const* name, unsigned long le
 SURVEY_API setting setting_of_site(unsigned char const* name, unsigned long length,
                                    site const& owner);
 
+// Whether the client's setting of that name holds exactly "1": the test of
+// the settings that turn a surveyor family off, run on every use of the
+// family. It answers as `value_of` on `setting_of_client` would, but an
+// absent or deleted setting is a plain false rather than an exception,
+// which matters when the test runs for every property of a query. What
+// `client_of_world` and the contexts throw is thrown as they throw it.
+SURVEY_API bool ClientSettingIsOne(unsigned char const* name, unsigned long length);
+
 // "name": the key, percent-decoded, in evaluator memory.
 SURVEY_API surveyor_string name_of(setting const& value);
 // "value": a view of the value; NoSuchObject for a deleted setting.

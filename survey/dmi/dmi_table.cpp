@@ -376,10 +376,7 @@ bool SettingDisables() {
     return surveyor_string{reinterpret_cast<unsigned char const*>(kName), sizeof kName - 1};
   }();
   try {
-    client const program = client_of_world();
-    setting const value = setting_of_client(name.data, name.length, program);
-    surveyor_string const text = value_of(value);
-    return text.length == 1 && text.data[0] == '1';
+    return ClientSettingIsOne(name.data, name.length);
   } catch (...) {
     return false;
   }

@@ -55,11 +55,13 @@ class Matcher {
 }  // namespace
 
 bool Match(char const* name, char const* pattern) {
-  // Without a star the match is a plain walk.
-  if (std::strchr(pattern, '*') == nullptr) {
-    for (; *name != '\0'; ++name, ++pattern)
-      if (*pattern != '?' && *pattern != *name) return false;
-    return *pattern == '\0';
+  // Up to the first star the match is a plain walk, in which most names of
+  // a folder fail before anything is allocated; the walk takes nothing that
+  // the recursion would not take the same way.
+  for (; *pattern != '*'; ++name, ++pattern) {
+    if (*pattern == '\0') return *name == '\0';
+    if (*name == '\0') return false;
+    if (*pattern != '?' && *pattern != *name) return false;
   }
   return Matcher(name, pattern).Matches(0, 0);
 }
@@ -81,35 +83,34 @@ void FreeEntries(dirent** list, int count) {
 
 // Reads `folder` into `*kept`, the entries that the selector keeps and whose
 // names match `pattern`, in `alphasort` order, and gives their number. A
-// folder that cannot be read gives 0 and no list. When the array of kept
-// entries cannot be allocated, everything is freed and the result is -1.
+// folder that cannot be read gives 0 and no list.
 int ScanFolder(char const* folder, DirectorySelector selector, char const* pattern,
                dirent*** kept) {
   *kept = nullptr;
   dirent** list = nullptr;
-  int const total = scandir(folder, &list, selector, alphasort);
+  // The entries are sorted after the pattern has chosen them, not before:
+  // the order of the kept ones is the same, and a wildcard that keeps a few
+  // names of a folder of thousands does not pay for sorting them all.
+  int const total = scandir(folder, &list, selector, nullptr);
   if (total < 0 || list == nullptr) return 0;
+  // The kept entries move to the front of the list, the others are freed.
   int matching = 0;
-  for (int i = 0; i < total; ++i)
-    if (Match(list[i]->d_name, pattern)) ++matching;
-  if (matching == 0) {
-    FreeEntries(list, total);
-    return 0;
-  }
-  dirent** array = static_cast<dirent**>(std::malloc(sizeof(dirent*) * matching));
-  if (array == nullptr) {
-    FreeEntries(list, total);
-    return -1;
-  }
-  int at = 0;
   for (int i = 0; i < total; ++i) {
     if (Match(list[i]->d_name, pattern))
-      array[at++] = list[i];
+      list[matching++] = list[i];
     else
       std::free(list[i]);
   }
-  std::free(list);
-  *kept = array;
+  if (matching == 0) {
+    std::free(list);
+    return 0;
+  }
+  std::qsort(list, static_cast<std::size_t>(matching), sizeof(dirent*),
+             [](void const* a, void const* b) {
+               return alphasort(const_cast<dirent const**>(static_cast<dirent const* const*>(a)),
+                                const_cast<dirent const**>(static_cast<dirent const* const*>(b)));
+             });
+  *kept = list;
   return matching;
 }
 

@@ -817,11 +817,7 @@ surveyor_string MismatchedPath::Message() const {
 bool RPMSurveyorsDisabled() {
   static char const kName[] = "_QRVClient_Surveyor_DisableRPM";
   try {
-    client const owner = client_of_world();
-    setting const found = setting_of_client(reinterpret_cast<unsigned char const*>(kName),
-                                            sizeof kName - 1, owner);
-    surveyor_string const value = value_of(found);
-    return value.length == 1 && value.data[0] == '1';
+    return ClientSettingIsOne(reinterpret_cast<unsigned char const*>(kName), sizeof kName - 1);
   } catch (DebuggableException const&) {
     return false;
   } catch (std::bad_alloc const&) {

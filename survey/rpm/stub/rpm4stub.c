@@ -34,8 +34,21 @@
 #define STUB_API __attribute__((visibility("default")))
 
 /* The function of that name in the objects loaded after the stub: librpm's
- * own, or null when librpm does not export it. */
-static void* Own(char const* name) { return dlsym(RTLD_NEXT, name); }
+ * own, or null when librpm does not export it. The lookup is made once per
+ * name and kept in `slot`: what librpm exports does not change while the
+ * stub is loaded, and a lookup costs more than a header read (it is asked
+ * for every field of every package). */
+struct OwnSlot {
+  int looked;
+  void* function;
+};
+static void* Own(struct OwnSlot* slot, char const* name) {
+  if (!slot->looked) {
+    slot->function = dlsym(RTLD_NEXT, name);
+    slot->looked = 1;
+  }
+  return slot->function;
+}
 
 /* ---------------------------------------------------------------------------
  * Opening and closing a database.
@@ -83,31 +96,73 @@ static int HoldsDatabase(char const* folder) {
   return found;
 }
 
+/* Expands the macro `name` and defines it, until the caller pops it, as the
+ * text found, its "%" doubled so that the text stands for itself. Null when
+ * memory runs out, with nothing defined. */
+static char* ExpandedOnce(char const* name) {
+  size_t const length = strlen(name);
+  char* const reference = malloc(length + 5);
+  if (reference == NULL) return NULL;
+  strcpy(reference, "%{?");
+  strcat(reference, name);
+  strcat(reference, "}");
+  char* const text = rpmExpand(reference, NULL);
+  free(reference);
+  if (text == NULL) return NULL;
+  size_t percents = 0;
+  for (char const* at = text; *at != '\0'; ++at) percents += *at == '%';
+  char* const body = malloc(strlen(text) + percents + 1);
+  if (body == NULL) {
+    free(text);
+    return NULL;
+  }
+  char* out = body;
+  for (char const* at = text; *at != '\0'; ++at) {
+    if (*at == '%') *out++ = '%';
+    *out++ = *at;
+  }
+  *out = '\0';
+  free(text);
+  rpmPushMacro(NULL, name, NULL, body, RMIL_CMDLINE);
+  return body;
+}
+
 /* Opens the database under `root` (null or "" for "/") for reading. 0 and
  * the handle on success; nonzero, with nothing made, on failure. */
 STUB_API int rpmdbOpen(char const* root, rpmdb* database, int mode, int permissions) {
   typedef int (*Function)(char const*, rpmdb*, int, int);
-  Function const own = (Function)Own("rpmdbOpen");
+  static struct OwnSlot slot;
+  Function const own = (Function)Own(&slot, "rpmdbOpen");
   if (own != NULL) return own(root, database, mode, permissions);
   if (database == NULL) return 1;
   *database = NULL;
   if (root == NULL || *root == '\0') root = "/";
   if (root[0] != '/' || !Exists(root, 1)) return 1;
 
+  /* The database's folder is expanded once. A configuration may compute it
+   * by running a shell (some distributions do, to follow the home folder),
+   * and librpm expands it again as it opens the database: for the time of
+   * the open, the folder is defined as the text found here. */
+  char* const folder = ExpandedOnce("_dbpath");
+  if (folder == NULL) return 1;
   char* const path = rpmGenPath(root, "%{?_dbpath}", "");
   int const present = path != NULL && Exists(path, 1) && HoldsDatabase(path);
   free(path);
-  if (!present) return 1;
 
-  struct OpenDatabase* const entry = malloc(sizeof *entry);
-  if (entry == NULL) return 1;
-  entry->set = rpmtsCreate();
-  if (entry->set == NULL || rpmtsSetRootDir(entry->set, root) != 0 ||
-      rpmtsOpenDB(entry->set, O_RDONLY) != 0 || rpmtsGetRdb(entry->set) == NULL) {
-    if (entry->set != NULL) rpmtsFree(entry->set);
-    free(entry);
-    return 1;
+  struct OpenDatabase* const entry = present ? malloc(sizeof *entry) : NULL;
+  int opened = 0;
+  if (entry != NULL) {
+    entry->set = rpmtsCreate();
+    opened = entry->set != NULL && rpmtsSetRootDir(entry->set, root) == 0 &&
+             rpmtsOpenDB(entry->set, O_RDONLY) == 0 && rpmtsGetRdb(entry->set) != NULL;
+    if (!opened) {
+      if (entry->set != NULL) rpmtsFree(entry->set);
+      free(entry);
+    }
   }
+  rpmPopMacro(NULL, "_dbpath");
+  free(folder);
+  if (!opened) return 1;
   entry->database = rpmtsGetRdb(entry->set);
   entry->next = openDatabases;
   openDatabases = entry;
@@ -118,7 +173,8 @@ STUB_API int rpmdbOpen(char const* root, rpmdb* database, int mode, int permissi
 /* Closes a database that rpmdbOpen gave. */
 STUB_API int rpmdbClose(rpmdb database) {
   typedef int (*Function)(rpmdb);
-  Function const own = (Function)Own("rpmdbClose");
+  static struct OwnSlot slot;
+  Function const own = (Function)Own(&slot, "rpmdbClose");
   if (own != NULL) return own(database);
   for (struct OpenDatabase** link = &openDatabases; *link != NULL; link = &(*link)->next) {
     struct OpenDatabase* const entry = *link;
@@ -139,7 +195,8 @@ STUB_API int rpmdbClose(rpmdb database) {
 STUB_API int headerGetRawEntry(Header header, rpm_tag_t tag, rpm_tagtype_t* type,
                                rpm_data_t* value, rpm_count_t* count) {
   typedef int (*Function)(Header, rpm_tag_t, rpm_tagtype_t*, rpm_data_t*, rpm_count_t*);
-  Function const own = (Function)Own("headerGetRawEntry");
+  static struct OwnSlot slot;
+  Function const own = (Function)Own(&slot, "headerGetRawEntry");
   if (own != NULL) return own(header, tag, type, value, count);
   if (header == NULL) return 0;
   struct rpmtd_s data;
@@ -182,7 +239,8 @@ STUB_API int headerGetRawEntry(Header header, rpm_tag_t tag, rpm_tagtype_t* type
  * one of its own provides matches it, else 0. */
 STUB_API int rpmCheckRpmlibProvides(rpmds key) {
   typedef int (*Function)(rpmds);
-  Function const own = (Function)Own("rpmCheckRpmlibProvides");
+  static struct OwnSlot slot;
+  Function const own = (Function)Own(&slot, "rpmCheckRpmlibProvides");
   if (own != NULL) return own(key);
   if (key == NULL) return 0;
   rpmds provides = NULL;
