@@ -11,6 +11,7 @@
 
 #include "host/client/crypto_library.h"
 #include "host/client/late_library.h"
+#include "host/client/sha1.h"
 
 namespace survey::client {
 
@@ -53,10 +54,6 @@ struct DescriptorCloser {
   ~DescriptorCloser() { ::close(descriptor); }
 };
 
-struct DigestContextFree {
-  void operator()(EVP_MD_CTX* context) const { Crypto().EVP_MD_CTX_free(context); }
-};
-
 }  // namespace
 
 std::string HexadecimalOf(unsigned char const* bytes, unsigned length) {
@@ -77,16 +74,7 @@ std::string Sha1OfFile(char const* path) {
   int const descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (descriptor < 0) return std::string();
   DescriptorCloser const closer{descriptor};
-  try {
-    Crypto();
-  } catch (LateLibraryError const&) {
-    // Without the machine's libcrypto there is no hash to give.
-    return std::string();
-  }
-  std::unique_ptr<EVP_MD_CTX, DigestContextFree> const context(Crypto().EVP_MD_CTX_new());
-  if (!context || Crypto().EVP_DigestInit_ex(context.get(), Crypto().EVP_sha1(), nullptr) != 1) {
-    return std::string();
-  }
+  Sha1 hash;
   std::unique_ptr<unsigned char[]> const piece(new unsigned char[kPieceSize]);
   unsigned pieces = 0;
   for (;;) {
@@ -96,15 +84,11 @@ std::string Sha1OfFile(char const* path) {
       return std::string();
     }
     if (got == 0) break;
-    if (Crypto().EVP_DigestUpdate(context.get(), piece.get(), static_cast<std::size_t>(got)) != 1) {
-      return std::string();
-    }
+    hash.Add(piece.get(), static_cast<std::size_t>(got));
     if (++pieces % kPiecesBetweenChecks == 0) Check_For_Surveyor_Interruption();
   }
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned length = 0;
-  if (Crypto().EVP_DigestFinal_ex(context.get(), digest, &length) != 1) return std::string();
-  return HexadecimalOf(digest, length);
+  Sha1::Digest const digest = hash.Finish();
+  return HexadecimalOf(digest.data(), static_cast<unsigned>(digest.size()));
 }
 
 SurveyorDigestText CryptoContext::HashOfFile(char const* path) {

@@ -10,18 +10,26 @@ namespace survey::command {
 
 namespace {
 
-// What the allocator holds, and the ceiling an allocation may not pass
-// (the largest size: none). Plain atomics, constant-initialised, so that
-// they are ready before any static constructor allocates.
-std::atomic<std::size_t> gHeld{0};
-std::atomic<std::size_t> gCeiling{static_cast<std::size_t>(-1)};
-std::atomic<bool> gReached{false};
-
 constexpr std::size_t kNoCeiling = static_cast<std::size_t>(-1);
+
+// Where the count of held bytes starts when a bound is set: far from both
+// ends, so that blocks taken before and given back under the bound take the
+// count below its start without passing zero. Only the difference to the
+// start matters.
+constexpr std::size_t kCountStart = std::size_t{1} << (sizeof(std::size_t) * 8 - 2);
+
+// What the allocator holds since the bound was set, counted from
+// kCountStart, and the ceiling an allocation may not pass (the largest
+// size: none, and then nothing is counted). Plain atomics,
+// constant-initialised, so that they are ready before any static
+// constructor allocates.
+std::atomic<std::size_t> gHeld{kCountStart};
+std::atomic<std::size_t> gCeiling{kNoCeiling};
+std::atomic<bool> gReached{false};
 
 // Memory for `size` bytes, aligned to `alignment` when it is more than
 // malloc gives; null when the ceiling or the system refuses it.
-void* Take(std::size_t size, std::size_t alignment) noexcept {
+inline void* Take(std::size_t size, std::size_t alignment) noexcept {
   if (size == 0) size = 1;
   std::size_t const ceiling = gCeiling.load(std::memory_order_relaxed);
   if (ceiling != kNoCeiling && gHeld.load(std::memory_order_relaxed) + size > ceiling) {
@@ -36,31 +44,36 @@ void* Take(std::size_t size, std::size_t alignment) noexcept {
   } else if (posix_memalign(&block, alignment, size) != 0) {
     block = nullptr;
   }
-  if (block != nullptr) gHeld.fetch_add(malloc_usable_size(block), std::memory_order_relaxed);
+  if (ceiling != kNoCeiling && block != nullptr) {
+    gHeld.fetch_add(malloc_usable_size(block), std::memory_order_relaxed);
+  }
   return block;
 }
 
-void Give(void* block) noexcept {
+inline void Give(void* block) noexcept {
   if (block == nullptr) return;
-  gHeld.fetch_sub(malloc_usable_size(block), std::memory_order_relaxed);
+  if (gCeiling.load(std::memory_order_relaxed) != kNoCeiling) {
+    gHeld.fetch_sub(malloc_usable_size(block), std::memory_order_relaxed);
+  }
   std::free(block);
 }
 
-void* TakeOrThrow(std::size_t size, std::size_t alignment) {
+inline void* TakeOrThrow(std::size_t size, std::size_t alignment) {
   void* const block = Take(size, alignment);
-  if (block == nullptr) throw std::bad_alloc();
+  if (block == nullptr) [[unlikely]] throw std::bad_alloc();
   return block;
 }
 
 }  // namespace
 
-std::size_t HeldBytes() { return gHeld.load(std::memory_order_relaxed); }
-
 MemoryLimit::MemoryLimit(std::size_t budget) {
   gReached.store(false, std::memory_order_relaxed);
   if (budget == 0) return;
-  std::size_t const held = HeldBytes();
-  std::size_t const ceiling = held + budget < held ? kNoCeiling - 1 : held + budget;
+  // Counting starts here: what was taken before and is given back now
+  // lowers the count, as it lowers what the process holds.
+  gHeld.store(kCountStart, std::memory_order_relaxed);
+  std::size_t const ceiling =
+      budget >= kNoCeiling - kCountStart ? kNoCeiling - 1 : kCountStart + budget;
   gCeiling.store(ceiling, std::memory_order_relaxed);
 }
 

@@ -1,8 +1,10 @@
-// The memory a query may take. The command counts the bytes that the C++
-// allocator holds for the whole process (operator new and delete are
-// replaced in memory.cpp), and bounds what one query adds to them: the
-// allocation that would pass the bound fails with std::bad_alloc, which the
-// evaluation passes up and the query ends with.
+// The memory a query may take. The command bounds what one query adds to
+// the bytes that the C++ allocator holds (operator new and delete are
+// replaced in memory.cpp): the allocation that would pass the bound fails
+// with std::bad_alloc, which the evaluation passes up and the query ends
+// with. The bytes are counted only while a bound is in force, since only
+// what a query adds or gives back matters, and the count costs a look at
+// each block.
 #pragma once
 
 #include <cstddef>
@@ -14,12 +16,9 @@ namespace survey::command {
 // The bound of a query when --max-memory is not given.
 constexpr std::size_t kDefaultMaxMemory = std::size_t{512} << 20;
 
-// The bytes the C++ allocator holds now, as the C library counts the blocks
-// it handed out.
-std::size_t HeldBytes();
-
 // While alive, allocations may add at most `budget` bytes to those held at
-// its start (zero: no bound). The first allocation that would pass the
+// its start (zero: no bound), the blocks counted at the sizes the C library
+// gives them, and a block given back counted off whenever it was taken. The first allocation that would pass the
 // bound fails, and the bound is lifted for the rest of the object's life:
 // the query that ran into it is ending, and its clean-up must not fail too.
 class MemoryLimit {

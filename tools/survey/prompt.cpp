@@ -1,7 +1,6 @@
 #include "tools/survey/prompt.h"
 
 #if SURVEY_USE_READLINE
-#include <readline/history.h>
 #include <readline/readline.h>
 #endif
 #include <fcntl.h>
@@ -10,6 +9,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +17,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "host/client/late_library.h"
 #include "host/engine/evaluation.h"
 #include "tools/survey/vocabulary.h"
 
@@ -65,7 +66,55 @@ void MakeHistoryFile(std::string const& path) {
 
 void OnInterrupt(int) { host::Evaluation::RequestInterrupt(); }
 
+// Without line editing: a plain prompt and line, and the history kept all
+// the same, for a prompt with line editing to read.
+char* PlainLine(char const* prompt) {
+  std::fputs(prompt, stdout);
+  std::fflush(stdout);
+  std::string line;
+  if (!std::getline(std::cin, line)) return nullptr;
+  return strdup(line.c_str());
+}
+std::string gLastLine;
+void PlainAddHistory(char const* line) { gLastLine = line; }
+int PlainReadHistory(char const*) { return 0; }
+int PlainAppendHistory(int, char const* path) {
+  std::ofstream out(path, std::ios::app);
+  out << gLastLine << '\n';
+  return out ? 0 : errno;
+}
+
+// The line editor's functions, the plain ones until the editor is loaded.
+char* (*gReadLine)(char const*) = &PlainLine;
+void (*gAddHistory)(char const*) = &PlainAddHistory;
+int (*gReadHistory)(char const*) = &PlainReadHistory;
+int (*gAppendHistory)(int, char const*) = &PlainAppendHistory;
+
 #if SURVEY_USE_READLINE
+#define SURVEY_TEXT(x) #x
+#define SURVEY_VERSION_TEXT(x) SURVEY_TEXT(x)
+
+// The line editing library, opened when the prompt starts rather than at
+// every start of the command: a query given on the command line never
+// reads a line, and loading the library and its terminal library took
+// several hundred symbol lookups. Its file name carries the major version
+// of the headers compiled against.
+constexpr char const* kEditorLibrary = "libreadline.so." SURVEY_VERSION_TEXT(RL_VERSION_MAJOR);
+
+// What completion uses of it: its variables by their addresses.
+struct Editor {
+  char** lineBuffer;
+  int* point;
+  int* attemptedCompletionOver;
+  int* completionAppendCharacter;
+  char const** readlineName;
+  rl_completion_func_t** attemptedCompletionFunction;
+  rl_cpvfunc_t** completionWordBreakHook;
+  char** (*completionMatches)(char const*, rl_compentry_func_t*);
+  rl_compentry_func_t* filenameCompletionFunction;
+};
+Editor gEditor;
+
 // What completion offers, set while the prompt runs.
 std::vector<std::string> const* gPhrases = nullptr;
 std::vector<std::string> gMatches;
@@ -79,7 +128,7 @@ char* NextMatch(char const*, int state) {
 
 // Whether the cursor is inside a quoted text.
 bool InQuotes() {
-  std::string_view const before(rl_line_buffer, static_cast<std::size_t>(rl_point));
+  std::string_view const before(*gEditor.lineBuffer, static_cast<std::size_t>(*gEditor.point));
   return std::count(before.begin(), before.end(), '"') % 2 == 1;
 }
 
@@ -92,42 +141,56 @@ char* WordBreaks() {
 }
 
 char** Complete(char const* text, int, int) {
-  rl_attempted_completion_over = 1;
+  *gEditor.attemptedCompletionOver = 1;
   if (InQuotes()) {
     // A file name, the quote closed after a whole one.
-    rl_completion_append_character = '"';
-    return rl_completion_matches(text, &rl_filename_completion_function);
+    *gEditor.completionAppendCharacter = '"';
+    return gEditor.completionMatches(text, gEditor.filenameCompletionFunction);
   }
-  gMatches = Completions(*gPhrases, std::string_view(rl_line_buffer, static_cast<std::size_t>(rl_point)));
+  gMatches = Completions(*gPhrases, std::string_view(*gEditor.lineBuffer,
+                                                     static_cast<std::size_t>(*gEditor.point)));
   if (gMatches.empty()) return nullptr;
   // A phrase of several words is completed as a whole, blanks included.
-  return rl_completion_matches(text, &NextMatch);
+  return gEditor.completionMatches(text, &NextMatch);
 }
 
+// Opens the line editor and sets it up; without it, the prompt reads plain
+// lines.
 void SetUpEditing(std::vector<std::string> const& phrases) {
+  Editor editor{};
+  char* (*editorReadline)(char const*) = nullptr;
+  void (*editorAddHistory)(char const*) = nullptr;
+  int (*editorReadHistory)(char const*) = nullptr;
+  int (*editorAppendHistory)(int, char const*) = nullptr;
+  try {
+    static client::LateLibrary const library(kEditorLibrary);
+    library.Bind(editor.lineBuffer, "rl_line_buffer");
+    library.Bind(editor.point, "rl_point");
+    library.Bind(editor.attemptedCompletionOver, "rl_attempted_completion_over");
+    library.Bind(editor.completionAppendCharacter, "rl_completion_append_character");
+    library.Bind(editor.readlineName, "rl_readline_name");
+    library.Bind(editor.attemptedCompletionFunction, "rl_attempted_completion_function");
+    library.Bind(editor.completionWordBreakHook, "rl_completion_word_break_hook");
+    library.Bind(editor.completionMatches, "rl_completion_matches");
+    library.Bind(editor.filenameCompletionFunction, "rl_filename_completion_function");
+    library.Bind(editorReadline, "readline");
+    library.Bind(editorAddHistory, "add_history");
+    library.Bind(editorReadHistory, "read_history");
+    library.Bind(editorAppendHistory, "append_history");
+  } catch (client::LateLibraryError const&) {
+    return;
+  }
+  gEditor = editor;
+  gReadLine = editorReadline;
+  gAddHistory = editorAddHistory;
+  gReadHistory = editorReadHistory;
+  gAppendHistory = editorAppendHistory;
   gPhrases = &phrases;
-  rl_readline_name = "survey";
-  rl_attempted_completion_function = &Complete;
-  rl_completion_word_break_hook = &WordBreaks;
+  *gEditor.readlineName = "survey";
+  *gEditor.attemptedCompletionFunction = &Complete;
+  *gEditor.completionWordBreakHook = &WordBreaks;
 }
 #else
-// Without line editing: a plain prompt and line, and the history kept all
-// the same, for a prompt with line editing to read.
-char* readline(char const* prompt) {
-  std::fputs(prompt, stdout);
-  std::fflush(stdout);
-  std::string line;
-  if (!std::getline(std::cin, line)) return nullptr;
-  return strdup(line.c_str());
-}
-std::string gLastLine;
-void add_history(char const* line) { gLastLine = line; }
-int read_history(char const*) { return 0; }
-int append_history(int, char const* path) {
-  std::ofstream out(path, std::ios::app);
-  out << gLastLine << '\n';
-  return out ? 0 : errno;
-}
 void SetUpEditing(std::vector<std::string> const&) {}
 #endif
 
@@ -136,7 +199,7 @@ void SetUpEditing(std::vector<std::string> const&) {}
 bool ReadQuery(std::string& query) {
   query.clear();
   char const* prompt = kPrompt;
-  while (char* const line = readline(prompt)) {
+  while (char* const line = gReadLine(prompt)) {
     if (!query.empty()) query += '\n';
     query += line;
     std::free(line);
@@ -226,7 +289,7 @@ int Prompt(host::Registry const& registry, PromptSetting const& setting) {
   std::vector<std::string> const phrases = CompletionWords(registry);
   SetUpEditing(phrases);
   MakeHistoryFile(setting.historyFile);
-  read_history(setting.historyFile.c_str());
+  gReadHistory(setting.historyFile.c_str());
   std::printf("survey %s, client folder %s; type help for help, quit to leave\n",
               setting.version.c_str(), setting.clientFolder.c_str());
   // Ctrl-C abandons the running query; at the prompt readline clears the line.
@@ -238,8 +301,8 @@ int Prompt(host::Registry const& registry, PromptSetting const& setting) {
   while (ReadQuery(query)) {
     std::string const command = Trimmed(query);
     if (command.empty()) continue;
-    add_history(query.c_str());
-    append_history(1, setting.historyFile.c_str());
+    gAddHistory(query.c_str());
+    gAppendHistory(1, setting.historyFile.c_str());
     if (command == "quit" || command == "exit") return allGood ? 0 : 1;
     if (command == "help") {
       std::fputs(kHelp, stdout);
