@@ -11,7 +11,6 @@
 
 #include "host/client/crypto_library.h"
 #include "host/client/late_library.h"
-#include "host/client/sha1.h"
 
 namespace survey::client {
 
@@ -54,6 +53,10 @@ struct DescriptorCloser {
   ~DescriptorCloser() { ::close(descriptor); }
 };
 
+struct DigestContextFree {
+  void operator()(EVP_MD_CTX* context) const { Crypto().EVP_MD_CTX_free(context); }
+};
+
 }  // namespace
 
 std::string HexadecimalOf(unsigned char const* bytes, unsigned length) {
@@ -74,7 +77,16 @@ std::string Sha1OfFile(char const* path) {
   int const descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (descriptor < 0) return std::string();
   DescriptorCloser const closer{descriptor};
-  Sha1 hash;
+  try {
+    Crypto();
+  } catch (LateLibraryError const&) {
+    // Without the machine's libcrypto there is no hash to give.
+    return std::string();
+  }
+  std::unique_ptr<EVP_MD_CTX, DigestContextFree> const context(Crypto().EVP_MD_CTX_new());
+  if (!context || Crypto().EVP_DigestInit_ex(context.get(), Crypto().EVP_sha1(), nullptr) != 1) {
+    return std::string();
+  }
   std::unique_ptr<unsigned char[]> const piece(new unsigned char[kPieceSize]);
   unsigned pieces = 0;
   for (;;) {
@@ -84,11 +96,15 @@ std::string Sha1OfFile(char const* path) {
       return std::string();
     }
     if (got == 0) break;
-    hash.Add(piece.get(), static_cast<std::size_t>(got));
+    if (Crypto().EVP_DigestUpdate(context.get(), piece.get(), static_cast<std::size_t>(got)) != 1) {
+      return std::string();
+    }
     if (++pieces % kPiecesBetweenChecks == 0) Check_For_Surveyor_Interruption();
   }
-  Sha1::Digest const digest = hash.Finish();
-  return HexadecimalOf(digest.data(), static_cast<unsigned>(digest.size()));
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  if (Crypto().EVP_DigestFinal_ex(context.get(), digest, &length) != 1) return std::string();
+  return HexadecimalOf(digest, length);
 }
 
 SurveyorDigestText CryptoContext::HashOfFile(char const* path) {

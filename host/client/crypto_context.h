@@ -1,7 +1,5 @@
 // The file-hash part of the host's context: the SHA-1 digest of a file
-// behind `CryptoSurveyorContext`, computed by the host itself
-// (host/client/sha1.h). The machine's libcrypto (Crypto(), for the
-// certificates) is not loaded for it.
+// behind `CryptoSurveyorContext`, computed with the machine's libcrypto.
 #pragma once
 
 #include <string>

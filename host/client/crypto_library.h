@@ -1,6 +1,6 @@
 // The functions of the machine's libcrypto that the host uses, taken from
-// the library when it is first needed (host/client/late_library.h): the
-// certificates the client keeps.
+// the library when it is first needed (host/client/late_library.h): the file
+// hashes and the certificates the client keeps.
 #pragma once
 
 #include <openssl/asn1.h>
@@ -24,6 +24,11 @@ namespace survey::client {
   X(ERR_peek_last_error)           \
   X(ERR_reason_error_string)       \
   X(EVP_Digest)                    \
+  X(EVP_DigestFinal_ex)            \
+  X(EVP_DigestInit_ex)             \
+  X(EVP_DigestUpdate)              \
+  X(EVP_MD_CTX_free)               \
+  X(EVP_MD_CTX_new)                \
   X(EVP_sha1)                      \
   X(PEM_read_bio_X509)             \
   X(PEM_write_bio_X509)            \
