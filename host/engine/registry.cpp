@@ -637,7 +637,8 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
   if (missing & kCastsBit) casts.reserve(live_);
   if (missing & kCastNamesBit) castNames.reserve(live_);
   if (missing & kOperatorsBit) operators.reserve(live_);
-  if (missing & kPhrasesBit) indexes.phrases.Clear();
+  std::vector<PhraseIndex::Item> phrases;
+  if (missing & kPhrasesBit) phrases.reserve(2 * live_);
   for (Record const* record : order_) {
     if (record == nullptr) continue;
     switch (record->kind) {
@@ -651,8 +652,8 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
           if (missing & kPropertyNamesBit) propertyNames.push_back({{{form, "", ""}}, &entry});
         }
         if (missing & kPhrasesBit) {
-          indexes.phrases.Add(entry.singular, PhraseIndex::kSingular);
-          indexes.phrases.Add(entry.plural, PhraseIndex::kPlural);
+          phrases.push_back({entry.singular, PhraseIndex::kSingular});
+          phrases.push_back({entry.plural, PhraseIndex::kPlural});
         }
         break;
       }
@@ -660,7 +661,7 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
         CastEntry const& entry = record->Cast();
         if (missing & kCastsBit) casts.push_back({{{entry.phrase, entry.source, ""}}, &entry});
         if (missing & kCastNamesBit) castNames.push_back({{{entry.phrase, "", ""}}, &entry});
-        if (missing & kPhrasesBit) indexes.phrases.Add(entry.phrase, PhraseIndex::kCast);
+        if (missing & kPhrasesBit) phrases.push_back({entry.phrase, PhraseIndex::kCast});
         break;
       }
       case RecordKind::kOperator: {
@@ -681,6 +682,7 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
   if (missing & kCastsBit) indexes.casts.Build(casts);
   if (missing & kCastNamesBit) indexes.castNames.Build(castNames);
   if (missing & kOperatorsBit) indexes.operators.Build(operators);
+  if (missing & kPhrasesBit) indexes.phrases.Build(phrases);
   indexes.fresh |= missing;
   return indexes;
 }
