@@ -389,6 +389,7 @@ struct Registry::Indexes {
 
 namespace {
 constexpr std::size_t kBlockRecords = 256;
+constexpr std::size_t kLoadJournalRoom = 4096;
 }  // namespace
 
 Registry::Registry() : indexes_(std::make_unique<Indexes>()) {}
@@ -566,22 +567,23 @@ void Registry::Remove(RecordKind kind, void* record) noexcept {
       journal_.push_back({RegistryEvent::kUnknownUnregistration, kind, record, ""});
       return;
     }
+    // The entry goes with the record: the journal takes its name over.
     std::string name;
     switch (kind) {
       case RecordKind::kType:
-        name = found->Type().name;
+        name = std::move(found->Type().name);
         break;
       case RecordKind::kProperty:
-        name = found->Property().singular;
+        name = std::move(std::get_if<PropertyEntry>(&found->entry)->singular);
         break;
       case RecordKind::kCast:
-        name = found->Cast().phrase;
+        name = std::move(std::get_if<CastEntry>(&found->entry)->phrase);
         break;
       case RecordKind::kOperator:
         name = "operator " + std::to_string(found->Operator().code);
         break;
       case RecordKind::kDependency:
-        name = found->Dependency().name;
+        name = std::move(std::get_if<DependencyNodeEntry>(&found->entry)->name);
         break;
       case RecordKind::kCache:
         name = "cache";
@@ -602,6 +604,12 @@ void Registry::Remove(RecordKind kind, void* record) noexcept {
   } catch (...) {
     // Only the journal can fail here (memory); the record stays forgotten.
   }
+}
+
+void Registry::BeginUnload() {
+  unloading_ = true;
+  // Every record is about to be unregistered, each with a line.
+  journal_.reserve(journal_.size() + live_);
 }
 
 void Registry::EndUnload() {
@@ -691,6 +699,9 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
 // Loads.
 
 void Registry::BeginLoad() {
+  // A library registers its records by the thousand: room for their lines
+  // is made at once rather than by doubling.
+  journal_.reserve(journal_.size() + kLoadJournalRoom);
   loadStart_ = sequence_;
   firstRefusal_.reset();
   otherRefusals_ = 0;

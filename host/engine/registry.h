@@ -176,7 +176,7 @@ class Registry {
   // from its static destructors. Each unregistration only forgets its
   // record; the indexes are built anew from the records left when a lookup
   // next needs them. The end of an unload tidies the order of the records.
-  void BeginUnload() { unloading_ = true; }
+  void BeginUnload();
   void EndUnload();
 
   // The registry that holds a record, read back from its host area.
