@@ -3,32 +3,65 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstring>
 
 namespace survey::host {
 
 namespace {
 
-// Words looked up by a string_view.
-struct WordHash {
-  using is_transparent = void;
-  std::size_t operator()(std::string_view word) const noexcept {
-    return std::hash<std::string_view>()(word);
+// A hash of a word, eight bytes at a time, the last bytes read as one
+// overlapping word.
+std::uint64_t HashWord(std::string_view text) {
+  char const* const at = text.data();
+  std::size_t const size = text.size();
+  std::uint64_t hash = static_cast<std::uint64_t>(size) * 0x9e3779b97f4a7c15ULL;
+  std::uint64_t last = 0;
+  if (size >= 8) {
+    std::size_t k = 0;
+    for (; k + 8 < size; k += 8) {
+      std::uint64_t word;
+      std::memcpy(&word, at + k, 8);
+      hash = (hash ^ word) * 0xbf58476d1ce4e5b9ULL;
+      hash ^= hash >> 29;
+    }
+    std::memcpy(&last, at + size - 8, 8);
+  } else if (size >= 4) {
+    std::uint32_t low;
+    std::uint32_t high;
+    std::memcpy(&low, at, 4);
+    std::memcpy(&high, at + size - 4, 4);
+    last = low | (static_cast<std::uint64_t>(high) << 32);
+  } else if (size != 0) {
+    last = static_cast<unsigned char>(at[0]) |
+           (static_cast<std::uint64_t>(static_cast<unsigned char>(at[size / 2])) << 8) |
+           (static_cast<std::uint64_t>(static_cast<unsigned char>(at[size - 1])) << 16);
   }
-};
-
-// Calls `each` with every word of a phrase, in order.
-template <class Each>
-void ForEachWord(std::string_view phrase, Each each) {
-  while (true) {
-    std::size_t const blank = phrase.find(' ');
-    each(phrase.substr(0, blank));
-    if (blank == std::string_view::npos) return;
-    phrase.remove_prefix(blank + 1);
-  }
+  hash = (hash ^ last) * 0x94d049bb133111ebULL;
+  return hash ^ (hash >> 31);
 }
 
-std::size_t WordCount(std::string_view phrase) {
-  return 1 + static_cast<std::size_t>(std::count(phrase.begin(), phrase.end(), ' '));
+// The hash of a run of words, from the hash of the run one word shorter.
+std::uint64_t Extend(std::uint64_t run, std::string_view word) {
+  std::uint64_t const hash = (run ^ HashWord(word)) * 0xff51afd7ed558ccdULL;
+  return hash ^ (hash >> 32);
+}
+
+constexpr std::uint64_t kEmptyRun = 0x2545f4914f6cdd1dULL;
+
+// Whether a text is these words, separated by single blanks.
+bool SameWords(std::string_view text, std::span<std::string_view const> words) {
+  std::size_t at = 0;
+  for (std::size_t k = 0; k < words.size(); ++k) {
+    if (k != 0) {
+      if (at >= text.size() || text[at] != ' ') return false;
+      ++at;
+    }
+    if (text.compare(at, words[k].size(), words[k]) != 0 || text.size() - at < words[k].size()) {
+      return false;
+    }
+    at += words[k].size();
+  }
+  return at == text.size();
 }
 
 std::string Lower(std::string_view text) {
@@ -96,126 +129,119 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-struct PhraseIndex::Node {
-  std::unordered_map<std::string, std::unique_ptr<Node>, WordHash, std::equal_to<>> next;
-  std::array<std::size_t, kUseCount> uses{};
-
-  bool Unused() const {
-    return next.empty() && std::all_of(uses.begin(), uses.end(), [](auto n) { return n == 0; });
-  }
-};
-
-PhraseIndex::PhraseIndex() : root_(std::make_unique<Node>()) {}
-
-PhraseIndex::~PhraseIndex() = default;
-
-void PhraseIndex::Clear() {
-  root_ = std::make_unique<Node>();
-  wordCounts_.clear();
-  byLength_.clear();
+void PhraseIndex::Build(std::span<Item const> items) {
+  sketched_ = false;
   texts_.clear();
-}
-
-PhraseIndex::Node* PhraseIndex::Walk(std::string_view phrase, bool make) {
-  Node* node = root_.get();
-  ForEachWord(phrase, [&](std::string_view word) {
-    if (node == nullptr) return;
-    auto found = node->next.find(word);
-    if (found == node->next.end()) {
-      if (!make) {
-        node = nullptr;
-        return;
+  byLength_.clear();
+  longestWords_ = 0;
+  // Each phrase makes at most one run per word, and most runs are shared;
+  // the table is kept at most half full.
+  std::size_t runs = 0;
+  for (Item const& item : items) {
+    runs += 1 + static_cast<std::size_t>(std::count(item.phrase.begin(), item.phrase.end(), ' '));
+  }
+  std::size_t capacity = 16;
+  while (capacity < runs * 2) capacity *= 2;
+  runs_.assign(capacity, Run{});
+  mask_ = capacity - 1;
+  for (Item const& item : items) {
+    std::string_view const phrase = item.phrase;
+    std::uint64_t hash = kEmptyRun;
+    std::uint32_t words = 0;
+    std::size_t start = 0;
+    while (true) {
+      std::size_t const blank = phrase.find(' ', start);
+      std::size_t const end = blank == std::string_view::npos ? phrase.size() : blank;
+      hash = Extend(hash, phrase.substr(start, end - start));
+      ++words;
+      std::string_view const run = phrase.substr(0, end);
+      std::size_t at = hash & mask_;
+      while (runs_[at].words != 0 &&
+             !(runs_[at].hash == hash && runs_[at].words == words && runs_[at].text == run)) {
+        at = (at + 1) & mask_;
       }
-      found = node->next.emplace(std::string(word), std::make_unique<Node>()).first;
+      Run& slot = runs_[at];
+      if (slot.words == 0) {
+        slot.text = run;
+        slot.hash = hash;
+        slot.words = words;
+      }
+      if (end == phrase.size()) {
+        ++slot.uses[item.use];
+        break;
+      }
+      start = end + 1;
     }
-    node = found->second.get();
-  });
-  return node;
-}
-
-PhraseIndex::Node const* PhraseIndex::Find(std::string_view phrase) const {
-  return const_cast<PhraseIndex*>(this)->Walk(phrase, false);
-}
-
-void PhraseIndex::Add(std::string_view phrase, Use use) {
-  ++Walk(phrase, true)->uses[use];
-  ++wordCounts_[WordCount(phrase)];
-  NoteText(phrase, true);
-}
-
-void PhraseIndex::Remove(std::string_view phrase, Use use) {
-  // The path from the root, so that nodes left unused can be pruned from
-  // the end back.
-  std::vector<std::pair<Node*, std::string_view>> path;
-  Node* node = root_.get();
-  bool present = true;
-  ForEachWord(phrase, [&](std::string_view word) {
-    if (!present) return;
-    auto const found = node->next.find(word);
-    if (found == node->next.end()) {
-      present = false;
-      return;
-    }
-    path.emplace_back(node, word);
-    node = found->second.get();
-  });
-  if (!present || node->uses[use] == 0) return;
-  --node->uses[use];
-  for (auto step = path.rbegin(); step != path.rend(); ++step) {
-    auto const child = step->first->next.find(step->second);
-    if (!child->second->Unused()) break;
-    step->first->next.erase(child);
+    longestWords_ = std::max<std::size_t>(longestWords_, words);
   }
-  auto const count = wordCounts_.find(WordCount(phrase));
-  if (count != wordCounts_.end() && --count->second == 0) wordCounts_.erase(count);
-  NoteText(phrase, false);
 }
 
-void PhraseIndex::NoteText(std::string_view phrase, bool add) {
-  auto text = texts_.find(phrase);
-  if (add) {
-    if (text == texts_.end()) {
-      text = texts_.emplace(std::string(phrase), 0).first;
-      byLength_[phrase.size()].push_back(Sketch{text->first, ClassSet(phrase)});
-    }
-    ++text->second;
-    return;
+PhraseIndex::Run const* PhraseIndex::FindRun(std::string_view text) const {
+  if (runs_.empty()) return nullptr;
+  std::uint64_t hash = kEmptyRun;
+  std::uint32_t words = 0;
+  std::size_t start = 0;
+  while (true) {
+    std::size_t const blank = text.find(' ', start);
+    std::size_t const end = blank == std::string_view::npos ? text.size() : blank;
+    hash = Extend(hash, text.substr(start, end - start));
+    ++words;
+    if (end == text.size()) break;
+    start = end + 1;
   }
-  if (text == texts_.end() || --text->second != 0) return;
-  auto const length = byLength_.find(phrase.size());
-  if (length != byLength_.end()) {
-    std::string_view const key = text->first;
-    std::erase_if(length->second, [key](Sketch const& sketch) { return sketch.text == key; });
-    if (length->second.empty()) byLength_.erase(length);
+  for (std::size_t at = hash & mask_; runs_[at].words != 0; at = (at + 1) & mask_) {
+    Run const& run = runs_[at];
+    if (run.hash == hash && run.words == words && run.text == text) return &run;
   }
-  texts_.erase(text);
+  return nullptr;
 }
 
 std::size_t PhraseIndex::Count(std::string_view phrase, Use use) const {
-  Node const* const node = Find(phrase);
-  return node == nullptr ? 0 : node->uses[use];
+  Run const* const run = FindRun(phrase);
+  return run == nullptr ? 0 : run->uses[use];
 }
 
 std::size_t PhraseIndex::Match(std::span<std::string_view const> words,
                                std::span<Use const> uses) const {
+  if (runs_.empty()) return 0;
   std::size_t longest = 0;
-  Node const* node = root_.get();
+  std::uint64_t hash = kEmptyRun;
   for (std::size_t k = 0; k < words.size(); ++k) {
-    auto const found = node->next.find(words[k]);
-    if (found == node->next.end()) break;
-    node = found->second.get();
+    hash = Extend(hash, words[k]);
+    auto const count = static_cast<std::uint32_t>(k + 1);
+    Run const* found = nullptr;
+    for (std::size_t at = hash & mask_; runs_[at].words != 0; at = (at + 1) & mask_) {
+      Run const& run = runs_[at];
+      if (run.hash == hash && run.words == count && SameWords(run.text, words.first(k + 1))) {
+        found = &run;
+        break;
+      }
+    }
+    // No phrase begins with these words: none longer does either.
+    if (found == nullptr) break;
     for (Use use : uses) {
-      if (node->uses[use] != 0) longest = k + 1;
+      if (found->uses[use] != 0) longest = k + 1;
     }
   }
   return longest;
 }
 
-std::size_t PhraseIndex::LongestWords() const {
-  return wordCounts_.empty() ? 0 : wordCounts_.rbegin()->first;
+void PhraseIndex::MakeSketches() const {
+  if (sketched_) return;
+  for (Run const& run : runs_) {
+    bool used = false;
+    for (std::uint32_t n : run.uses) used = used || n != 0;
+    if (used) texts_.push_back(run.text);
+  }
+  std::sort(texts_.begin(), texts_.end());
+  for (std::string_view text : texts_) {
+    byLength_[text.size()].push_back(Sketch{text, ClassSet(text)});
+  }
+  sketched_ = true;
 }
 
 std::vector<std::string> PhraseIndex::Nearest(std::string_view words, std::size_t count) const {
+  MakeSketches();
   std::string const sought = Lower(words);
   std::size_t const limit = std::max<std::size_t>(2, sought.size() / 3);
   std::string const prefix = sought + " ";
@@ -225,9 +251,9 @@ std::vector<std::string> PhraseIndex::Nearest(std::string_view words, std::size_
   };
   std::vector<std::pair<std::size_t, std::string_view>> ranked;
   if (prefixes) {
-    for (auto it = texts_.lower_bound(prefix); it != texts_.end() && beginsWithSought(it->first);
-         ++it) {
-      ranked.emplace_back(1, it->first);
+    for (auto it = std::lower_bound(texts_.begin(), texts_.end(), std::string_view(prefix));
+         it != texts_.end() && beginsWithSought(*it); ++it) {
+      ranked.emplace_back(1, *it);
     }
   }
   // The distance is at least the difference of the lengths.

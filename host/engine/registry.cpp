@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <cstdint>
 #include <functional>
+#include <variant>
 
 #include "host/engine/calls.h"
 
@@ -11,12 +13,14 @@ namespace survey::host {
 
 namespace {
 
-// The first bytes of every record's host area: the owning registry. The
-// registry pointer alone is enough to find the rest.
+// The first bytes of every record's host area: the owning registry, and the
+// registry's own record of it, so that an unregistration finds it at once.
 struct HostAreaHeader {
   Registry* owner;
   unsigned long long magic;
+  void* filed;
 };
+static_assert(sizeof(HostAreaHeader) <= kCacheHostArea, "every host area holds the header");
 constexpr unsigned long long kHostAreaMagic = 0x5355525645594852ULL;
 
 // A chain of bases longer than this is taken for a cycle of names.
@@ -42,8 +46,8 @@ char const* KindName(RecordKind kind) {
   return "record";
 }
 
-void ClaimHostArea(void* record, Registry* owner) {
-  HostAreaHeader const header{owner, kHostAreaMagic};
+void ClaimHostArea(void* record, Registry* owner, void* filed) {
+  HostAreaHeader const header{owner, kHostAreaMagic, filed};
   std::memcpy(record, &header, sizeof header);
 }
 
@@ -70,65 +74,228 @@ class Lineage {
   std::size_t size_ = 0;
 };
 
-// An operator code as the first part of an index key.
-class CodeText {
- public:
-  explicit CodeText(int code) {
-    auto const [end, error] = std::to_chars(text_.data(), text_.data() + text_.size(), code);
-    size_ = error == std::errc() ? static_cast<std::size_t>(end - text_.data()) : 0;
-  }
-  std::string_view View() const { return std::string_view(text_.data(), size_); }
-
- private:
-  std::array<char, 16> text_{};
-  std::size_t size_ = 0;
+// The key of an index: up to three names (a phrase and type names, or type
+// names alone) and, for operators, the operator's code.
+struct IndexKey {
+  std::string_view part[3];
+  int code = 0;
 };
 
-// Adds an entry to the list under a key, keeping the order of registration.
-template <class Entry>
-void AddUnder(KeyedEntries<Entry>& index, RecordKey const& key, Entry const* entry) {
-  HashedRecordKey const hashed{key, RecordKeyHash()(key)};
-  auto found = index.find(hashed);
-  if (found == index.end()) {
-    found = index
-                .emplace(OwnedRecordKey{{std::string(key[0]), std::string(key[1]),
-                                         std::string(key[2])},
-                                        hashed.hash},
-                         std::vector<Entry const*>())
-                .first;
+bool SameKey(IndexKey const& a, IndexKey const& b) {
+  return a.code == b.code && a.part[0] == b.part[0] && a.part[1] == b.part[1] &&
+         a.part[2] == b.part[2];
+}
+
+// A hash of a text, eight bytes at a time. Names are short, and an index of
+// thousands of records hashes each of them once per build: the last bytes
+// are read as one overlapping word rather than one by one.
+std::uint64_t Load64(char const* at) {
+  std::uint64_t word;
+  std::memcpy(&word, at, 8);
+  return word;
+}
+
+std::uint64_t Load32(char const* at) {
+  std::uint32_t word;
+  std::memcpy(&word, at, 4);
+  return word;
+}
+
+std::uint64_t HashText(std::string_view text) {
+  constexpr std::uint64_t kMultiplier = 0x9e3779b97f4a7c15ULL;
+  char const* const at = text.data();
+  std::size_t const size = text.size();
+  std::uint64_t hash = static_cast<std::uint64_t>(size) * kMultiplier;
+  std::uint64_t last;
+  if (size >= 8) {
+    std::size_t k = 0;
+    for (; k + 8 < size; k += 8) {
+      hash = (hash ^ Load64(at + k)) * 0xbf58476d1ce4e5b9ULL;
+      hash ^= hash >> 29;
+    }
+    last = Load64(at + size - 8);
+  } else if (size >= 4) {
+    last = Load32(at) | (Load32(at + size - 4) << 32);
+  } else if (size != 0) {
+    last = static_cast<unsigned char>(at[0]) |
+           (static_cast<std::uint64_t>(static_cast<unsigned char>(at[size / 2])) << 8) |
+           (static_cast<std::uint64_t>(static_cast<unsigned char>(at[size - 1])) << 16);
+  } else {
+    last = 0;
   }
-  found->second.push_back(entry);
+  hash = (hash ^ last) * 0x94d049bb133111ebULL;
+  return hash ^ (hash >> 31);
 }
 
-template <class Entry>
-void RemoveUnder(KeyedEntries<Entry>& index, RecordKey const& key, Entry const* entry) {
-  auto const found = index.find(key);
-  if (found == index.end()) return;
-  auto& entries = found->second;
-  entries.erase(std::remove(entries.begin(), entries.end(), entry), entries.end());
-  if (entries.empty()) index.erase(found);
+// The parts' hashes mixed in order, so that ("a", "b") and ("b", "a")
+// differ. Most keys have empty parts (a phrase alone, a type name alone, a
+// property of the world): an empty part costs nothing.
+std::uint64_t HashKey(IndexKey const& key) {
+  std::uint64_t hash = static_cast<std::uint64_t>(static_cast<unsigned>(key.code));
+  for (std::string_view part : key.part) {
+    hash = (hash ^ (part.empty() ? 0 : HashText(part))) * 0xff51afd7ed558ccdULL;
+    hash ^= hash >> 32;
+  }
+  return hash;
 }
 
+// Entries by key, in one flat table that is built in bulk. The entries
+// under each key lie next to each other, in order of registration: the
+// first is the one a lookup finds, the others are there for listings and
+// for the checks of a load. The keys are views of the entries' own names.
 template <class Entry>
-std::vector<Entry const*> const* EntriesUnder(KeyedEntries<Entry> const& index,
-                                              RecordKey const& key) {
-  auto const found = index.find(key);
-  return found == index.end() ? nullptr : &found->second;
-}
+class KeyIndex {
+ public:
+  struct Item {
+    IndexKey key;
+    Entry const* entry;
+  };
 
-template <class Entry>
-Entry const* FirstUnder(KeyedEntries<Entry> const& index, RecordKey const& key) {
-  auto const* const entries = EntriesUnder(index, key);
-  return entries == nullptr ? nullptr : entries->front();
+  // Builds the index from its items, given in order of registration.
+  void Build(std::vector<Item> const& items) {
+    std::size_t capacity = 16;
+    while (capacity < items.size() * 2) capacity *= 2;
+    slots_.assign(capacity, Slot{});
+    mask_ = capacity - 1;
+    used_ = 0;
+    repeated_ = false;
+    // Which slot each item goes to, found once.
+    std::vector<std::uint32_t> slotOf(items.size());
+    for (std::size_t k = 0; k < items.size(); ++k) {
+      IndexKey const& key = items[k].key;
+      std::uint64_t const hash = HashKey(key);
+      std::size_t at = hash & mask_;
+      while (slots_[at].count != 0 && !(slots_[at].hash == hash && SameKey(slots_[at].key, key))) {
+        at = (at + 1) & mask_;
+      }
+      Slot& slot = slots_[at];
+      if (slot.count == 0) {
+        slot.key = key;
+        slot.hash = hash;
+        ++used_;
+      } else {
+        repeated_ = true;
+      }
+      ++slot.count;
+      slotOf[k] = static_cast<std::uint32_t>(at);
+    }
+    entries_.resize(items.size());
+    if (!repeated_) {
+      // One entry per key: each goes to its own place, in any order.
+      std::uint32_t next = 0;
+      for (std::size_t k = 0; k < items.size(); ++k) {
+        slots_[slotOf[k]].begin = next;
+        entries_[next++] = items[k].entry;
+      }
+      return;
+    }
+    std::uint32_t next = 0;
+    for (Slot& slot : slots_) {
+      slot.begin = next;
+      next += slot.count;
+      slot.count = 0;
+    }
+    for (std::size_t k = 0; k < items.size(); ++k) {
+      Slot& slot = slots_[slotOf[k]];
+      entries_[slot.begin + slot.count++] = items[k].entry;
+    }
+  }
+
+  // Files one more entry under a key that has none yet, while the table has
+  // room; false if it cannot, and the index must be built anew.
+  bool Append(IndexKey const& key, Entry const* entry) {
+    if (slots_.empty() || (used_ + 1) * 2 > slots_.size()) return false;
+    std::uint64_t const hash = HashKey(key);
+    std::size_t at = hash & mask_;
+    while (slots_[at].count != 0) {
+      if (slots_[at].hash == hash && SameKey(slots_[at].key, key)) return false;
+      at = (at + 1) & mask_;
+    }
+    slots_[at] = Slot{key, hash, static_cast<std::uint32_t>(entries_.size()), 1};
+    entries_.push_back(entry);
+    ++used_;
+    return true;
+  }
+
+  std::span<Entry const* const> Under(IndexKey const& key) const {
+    if (slots_.empty()) return {};
+    std::uint64_t const hash = HashKey(key);
+    for (std::size_t at = hash & mask_; slots_[at].count != 0; at = (at + 1) & mask_) {
+      Slot const& slot = slots_[at];
+      if (slot.hash == hash && SameKey(slot.key, key)) {
+        return std::span<Entry const* const>(entries_.data() + slot.begin, slot.count);
+      }
+    }
+    return {};
+  }
+
+  Entry const* First(IndexKey const& key) const {
+    auto const entries = Under(key);
+    return entries.empty() ? nullptr : entries.front();
+  }
+
+  // Whether an entry filed under a key is the first under it.
+  bool IsFirst(Entry const* entry, IndexKey const& key) const {
+    return !repeated_ || First(key) == entry;
+  }
+
+ private:
+  struct Slot {
+    IndexKey key;
+    std::uint64_t hash = 0;
+    std::uint32_t begin = 0;
+    std::uint32_t count = 0;  // 0: an empty slot
+  };
+  std::vector<Slot> slots_;
+  std::size_t mask_ = 0;
+  std::size_t used_ = 0;
+  // Whether some key has more than one entry.
+  bool repeated_ = false;
+  std::vector<Entry const*> entries_;
+};
+
+// The indexes, one bit each, as `Registry::Fresh` asks for them.
+enum IndexBit : unsigned {
+  kTypesBit = 1,
+  kPropertiesBit = 2,
+  kCastsBit = 4,
+  kOperatorsBit = 8,
+  kPropertyNamesBit = 16,
+  kCastNamesBit = 32,
+  kPhrasesBit = 64,
+};
+
+// The indexes a change to a record of a kind leaves out of date.
+unsigned IndexesOf(RecordKind kind) {
+  switch (kind) {
+    case RecordKind::kType:
+      return kTypesBit;
+    case RecordKind::kProperty:
+      return kPropertiesBit | kPropertyNamesBit | kPhrasesBit;
+    case RecordKind::kCast:
+      return kCastsBit | kCastNamesBit | kPhrasesBit;
+    case RecordKind::kOperator:
+      return kOperatorsBit;
+    case RecordKind::kDependency:
+    case RecordKind::kCache:
+      return 0;
+  }
+  return 0;
 }
 
 // The phrase forms a property is found by: its singular and, when it
 // differs, its plural.
-std::vector<std::string_view> Forms(PropertyEntry const& entry) {
-  std::vector<std::string_view> forms{entry.singular};
-  if (entry.plural != entry.singular) forms.push_back(entry.plural);
-  return forms;
-}
+class Forms {
+ public:
+  explicit Forms(PropertyEntry const& entry)
+      : forms_{entry.singular, entry.plural}, size_(entry.plural == entry.singular ? 1 : 2) {}
+  std::string_view const* begin() const { return forms_; }
+  std::string_view const* end() const { return forms_ + size_; }
+
+ private:
+  std::string_view forms_[2];
+  std::size_t size_;
+};
 
 // The top-level element names of a tuple name "( a, ( b, c ), d )"; empty
 // if the name is no tuple name.
@@ -181,45 +348,57 @@ std::string RecordName(OperatorEntry const& entry) {
 
 }  // namespace
 
-std::size_t RecordKeyHash::operator()(RecordKey const& key) const noexcept {
-  // The parts' hashes mixed in order, so that ("a", "b") and ("b", "a")
-  // differ.
-  // Most keys have empty parts (a phrase alone, a type name alone, a
-  // property of the world): an empty part is hashed as a constant, without
-  // a call.
-  constexpr std::size_t kGolden = static_cast<std::size_t>(0x9e3779b97f4a7c15ULL);
-  std::hash<std::string_view> const hash;
-  auto part = [&hash](std::string_view text) { return text.empty() ? 0 : hash(text); };
-  std::size_t value = part(key[0]);
-  value ^= part(key[1]) + kGolden + (value << 6) + (value >> 2);
-  value ^= part(key[2]) + kGolden + (value << 6) + (value >> 2);
-  return value;
-}
-
-
 struct Registry::Record {
   unsigned long long sequence = 0;
   RecordKind kind = RecordKind::kType;
   void* address = nullptr;
-  TypeEntry type;
-  PropertyEntry property;
-  CastEntry cast;
-  OperatorEntry op;
-  DependencyNodeEntry dependency;
-  CacheEntry cache;
+  // The place in the order of registration; for a free record, the next
+  // free one.
+  std::size_t order = 0;
+  Record* nextFree = nullptr;
+  std::variant<std::monostate, TypeEntry, PropertyEntry, CastEntry, OperatorEntry,
+               DependencyNodeEntry, CacheEntry>
+      entry;
+
+  TypeEntry& Type() { return *std::get_if<TypeEntry>(&entry); }
+  TypeEntry const& Type() const { return *std::get_if<TypeEntry>(&entry); }
+  PropertyEntry const& Property() const { return *std::get_if<PropertyEntry>(&entry); }
+  CastEntry const& Cast() const { return *std::get_if<CastEntry>(&entry); }
+  OperatorEntry const& Operator() const { return *std::get_if<OperatorEntry>(&entry); }
+  DependencyNodeEntry const& Dependency() const {
+    return *std::get_if<DependencyNodeEntry>(&entry);
+  }
+  CacheEntry const& Cache() const { return *std::get_if<CacheEntry>(&entry); }
 };
 
 struct alignas(16) Registry::TupleRecord {
   unsigned char bytes[kTypeHostArea] = {};
 };
 
-Registry::Registry() = default;
+struct Registry::Indexes {
+  // The bits of the indexes built from the records as they are.
+  unsigned fresh = 0;
+  KeyIndex<TypeEntry> types;              // by name
+  KeyIndex<PropertyEntry> properties;     // by phrase form, index and object
+  KeyIndex<CastEntry> casts;              // by phrase and source
+  KeyIndex<OperatorEntry> operators;      // by code, left and right
+  KeyIndex<PropertyEntry> propertyNames;  // by phrase form alone
+  KeyIndex<CastEntry> castNames;          // by phrase alone
+  PhraseIndex phrases;                    // words of phrases, for parsing and suggestions
+};
+
+namespace {
+constexpr std::size_t kBlockRecords = 256;
+constexpr std::size_t kLoadJournalRoom = 4096;
+}  // namespace
+
+Registry::Registry() : indexes_(std::make_unique<Indexes>()) {}
 
 Registry::~Registry() {
   // Records still registered when the registry goes are forgotten; their
   // host areas no longer name an owner.
-  for (auto& [sequence, record] : records_) {
-    std::memset(record->address, 0, sizeof(HostAreaHeader));
+  for (Record* record : order_) {
+    if (record != nullptr) std::memset(record->address, 0, sizeof(HostAreaHeader));
   }
 }
 
@@ -263,18 +442,52 @@ void Registry::Admit(void* record, unsigned long hostArea, unsigned long expecte
   }
 }
 
-// Files an admitted record: its sequence, the journal, the map by address.
+// Files an admitted record: its sequence, the journal, its place in order.
 Registry::Record& Registry::Insert(void* record, RecordKind kind, std::string const& name) {
-  auto owned = std::make_unique<Record>();
-  owned->kind = kind;
-  owned->address = record;
-  owned->sequence = sequence_ + 1;
   journal_.push_back({RegistryEvent::kRegistered, kind, record, name});
-  Record& filed = *owned;
-  byRecord_[record] = &filed;
-  records_.emplace(filed.sequence, std::move(owned));
-  ++sequence_;
-  return filed;
+  if (order_.capacity() == order_.size()) order_.reserve(std::max<std::size_t>(64, order_.size() * 2));
+  Record* filed = free_;
+  if (filed != nullptr) {
+    free_ = filed->nextFree;
+  } else {
+    if (blocks_.empty() || blockUsed_ == kBlockRecords) {
+      blocks_.push_back(std::make_unique<Record[]>(kBlockRecords));
+      blockUsed_ = 0;
+    }
+    filed = &blocks_.back()[blockUsed_++];
+  }
+  filed->kind = kind;
+  filed->address = record;
+  filed->sequence = ++sequence_;
+  filed->nextFree = nullptr;
+  filed->order = order_.size();
+  order_.push_back(filed);
+  ++live_;
+  return *filed;
+}
+
+void Registry::Release(Record& record) {
+  order_[record.order] = nullptr;
+  ++holes_;
+  --live_;
+  record.entry.emplace<std::monostate>();
+  record.address = nullptr;
+  record.nextFree = free_;
+  free_ = &record;
+  // The list of the order is compacted once it is mostly holes, so that
+  // its cost stays in proportion to the records that live.
+  if (holes_ > 64 && holes_ * 2 > order_.size()) Compact();
+}
+
+void Registry::Compact() {
+  std::size_t kept = 0;
+  for (Record* record : order_) {
+    if (record == nullptr) continue;
+    record->order = kept;
+    order_[kept++] = record;
+  }
+  order_.resize(kept);
+  holes_ = 0;
 }
 
 void Registry::AddType(void* record, unsigned long hostArea, TypeEntry entry) {
@@ -283,27 +496,27 @@ void Registry::AddType(void* record, unsigned long hostArea, TypeEntry entry) {
     throw RegistrationError("type \"" + entry.name + "\" has no Destroy");
   entry.record = record;
   Record& filed = Insert(record, RecordKind::kType, entry.name);
-  filed.type = std::move(entry);
-  Index(filed);
-  ClaimHostArea(record, this);
+  filed.entry.emplace<TypeEntry>(std::move(entry));
+  Filed(filed);
+  ClaimHostArea(record, this, &filed);
 }
 
 void Registry::AddProperty(void* record, unsigned long hostArea, PropertyEntry entry) {
   Admit(record, hostArea, kRecordHostArea, RecordKind::kProperty, entry.singular);
   entry.record = record;
   Record& filed = Insert(record, RecordKind::kProperty, entry.singular);
-  filed.property = std::move(entry);
-  Index(filed);
-  ClaimHostArea(record, this);
+  filed.entry.emplace<PropertyEntry>(std::move(entry));
+  Filed(filed);
+  ClaimHostArea(record, this, &filed);
 }
 
 void Registry::AddCast(void* record, unsigned long hostArea, CastEntry entry) {
   Admit(record, hostArea, kRecordHostArea, RecordKind::kCast, entry.phrase);
   entry.record = record;
   Record& filed = Insert(record, RecordKind::kCast, entry.phrase);
-  filed.cast = std::move(entry);
-  Index(filed);
-  ClaimHostArea(record, this);
+  filed.entry.emplace<CastEntry>(std::move(entry));
+  Filed(filed);
+  ClaimHostArea(record, this, &filed);
 }
 
 void Registry::AddOperator(void* record, unsigned long hostArea, OperatorEntry entry) {
@@ -311,90 +524,40 @@ void Registry::AddOperator(void* record, unsigned long hostArea, OperatorEntry e
   Admit(record, hostArea, kRecordHostArea, RecordKind::kOperator, name);
   entry.record = record;
   Record& filed = Insert(record, RecordKind::kOperator, name);
-  filed.op = std::move(entry);
-  Index(filed);
-  ClaimHostArea(record, this);
+  filed.entry.emplace<OperatorEntry>(std::move(entry));
+  Filed(filed);
+  ClaimHostArea(record, this, &filed);
 }
 
 void Registry::AddDependency(void* node, unsigned long hostArea, DependencyNodeEntry entry) {
   Admit(node, hostArea, kRecordHostArea, RecordKind::kDependency, entry.name);
   entry.node = node;
   Record& filed = Insert(node, RecordKind::kDependency, entry.name);
-  filed.dependency = std::move(entry);
-  ClaimHostArea(node, this);
+  filed.entry.emplace<DependencyNodeEntry>(std::move(entry));
+  ClaimHostArea(node, this, &filed);
 }
 
 void Registry::AddCache(void* record, unsigned long hostArea, CacheEntry entry) {
   Admit(record, hostArea, kCacheHostArea, RecordKind::kCache, "cache");
   entry.record = record;
   Record& filed = Insert(record, RecordKind::kCache, "cache");
-  filed.cache = entry;
-  Index(filed);
-  ClaimHostArea(record, this);
+  filed.entry.emplace<CacheEntry>(entry);
+  caches_.push_back(&filed);
+  ClaimHostArea(record, this, &filed);
 }
 
-void Registry::Index(Record& record) {
-  switch (record.kind) {
-    case RecordKind::kType:
-      AddUnder(types_, {record.type.name, "", ""}, &record.type);
-      break;
-    case RecordKind::kProperty: {
-      PropertyEntry const& entry = record.property;
-      for (std::string_view form : Forms(entry)) {
-        AddUnder(properties_, {form, entry.index, entry.object}, &entry);
-        AddUnder(propertyNames_, {form, "", ""}, &entry);
-      }
-      phrases_.Add(entry.singular, PhraseIndex::kSingular);
-      phrases_.Add(entry.plural, PhraseIndex::kPlural);
-      break;
-    }
-    case RecordKind::kCast:
-      AddUnder(casts_, {record.cast.phrase, record.cast.source, ""}, &record.cast);
-      AddUnder(castNames_, {record.cast.phrase, "", ""}, &record.cast);
-      phrases_.Add(record.cast.phrase, PhraseIndex::kCast);
-      break;
-    case RecordKind::kOperator:
-      AddUnder(operators_, {CodeText(record.op.code).View(), record.op.left, record.op.right},
-               &record.op);
-      break;
-    case RecordKind::kCache:
-      caches_.emplace(record.sequence, &record.cache);
-      break;
-    case RecordKind::kDependency:
-      break;
+void Registry::Filed(Record const& record) {
+  Indexes& indexes = *indexes_;
+  unsigned const touched = IndexesOf(record.kind) & indexes.fresh;
+  if (touched == 0) return;
+  // A type registered on its own, such as a tuple type made by a query, is
+  // added to the built index of types when its name is new; anything else
+  // has the indexes built anew when next needed.
+  if (record.kind == RecordKind::kType && !Loading() &&
+      indexes.types.Append(IndexKey{{record.Type().name, "", ""}}, &record.Type())) {
+    return;
   }
-}
-
-void Registry::Unindex(Record& record) {
-  switch (record.kind) {
-    case RecordKind::kType:
-      RemoveUnder(types_, {record.type.name, "", ""}, &record.type);
-      break;
-    case RecordKind::kProperty: {
-      PropertyEntry const& entry = record.property;
-      for (std::string_view form : Forms(entry)) {
-        RemoveUnder(properties_, {form, entry.index, entry.object}, &entry);
-        RemoveUnder(propertyNames_, {form, "", ""}, &entry);
-      }
-      phrases_.Remove(entry.singular, PhraseIndex::kSingular);
-      phrases_.Remove(entry.plural, PhraseIndex::kPlural);
-      break;
-    }
-    case RecordKind::kCast:
-      RemoveUnder(casts_, {record.cast.phrase, record.cast.source, ""}, &record.cast);
-      RemoveUnder(castNames_, {record.cast.phrase, "", ""}, &record.cast);
-      phrases_.Remove(record.cast.phrase, PhraseIndex::kCast);
-      break;
-    case RecordKind::kOperator:
-      RemoveUnder(operators_, {CodeText(record.op.code).View(), record.op.left, record.op.right},
-                  &record.op);
-      break;
-    case RecordKind::kCache:
-      caches_.erase(record.sequence);
-      break;
-    case RecordKind::kDependency:
-      break;
-  }
+  indexes.fresh &= ~touched;
 }
 
 void Registry::Remove(RecordKind kind, void* record) noexcept {
@@ -404,69 +567,141 @@ void Registry::Remove(RecordKind kind, void* record) noexcept {
       journal_.push_back({RegistryEvent::kUnknownUnregistration, kind, record, ""});
       return;
     }
+    // The entry goes with the record: the journal takes its name over.
     std::string name;
     switch (kind) {
       case RecordKind::kType:
-        name = found->type.name;
+        name = std::move(found->Type().name);
         break;
       case RecordKind::kProperty:
-        name = found->property.singular;
+        name = std::move(std::get_if<PropertyEntry>(&found->entry)->singular);
         break;
       case RecordKind::kCast:
-        name = found->cast.phrase;
+        name = std::move(std::get_if<CastEntry>(&found->entry)->phrase);
         break;
       case RecordKind::kOperator:
-        name = "operator " + std::to_string(found->op.code);
+        name = "operator " + std::to_string(found->Operator().code);
         break;
       case RecordKind::kDependency:
-        name = found->dependency.name;
+        name = std::move(std::get_if<DependencyNodeEntry>(&found->entry)->name);
         break;
       case RecordKind::kCache:
         name = "cache";
         break;
     }
     journal_.push_back({RegistryEvent::kUnregistered, kind, record, std::move(name)});
-    if (!unloading_) Unindex(*found);
-    TypeEntry const* const type = kind == RecordKind::kType ? &found->type : nullptr;
+    indexes_->fresh &= ~IndexesOf(kind);
+    if (kind == RecordKind::kCache) std::erase(caches_, found);
+    TypeEntry const* const type = kind == RecordKind::kType ? &found->Type() : nullptr;
     // The host area goes back to zero, as the record was before it came.
     std::memset(record, 0, sizeof(HostAreaHeader));
-    byRecord_.erase(record);
-    records_.erase(found->sequence);
+    Release(*found);
     if (type != nullptr) {
       // The entry is gone: its address serves only as a key from here on.
       RemoveTuplesOf(type);
       tupleRecords_.erase(record);
     }
   } catch (...) {
-    // Only the journal and the indexes can fail here (memory); the record
-    // stays forgotten.
+    // Only the journal can fail here (memory); the record stays forgotten.
   }
+}
+
+void Registry::BeginUnload() {
+  unloading_ = true;
+  // Every record is about to be unregistered, each with a line.
+  journal_.reserve(journal_.size() + live_);
 }
 
 void Registry::EndUnload() {
   unloading_ = false;
-  types_.clear();
-  properties_.clear();
-  casts_.clear();
-  operators_.clear();
-  propertyNames_.clear();
-  castNames_.clear();
-  phrases_.Clear();
-  caches_.clear();
-  // In order of registration, so that every list under a key is in that
-  // order, as the indexes kept one record at a time would have it.
-  for (auto& [sequence, record] : records_) Index(*record);
+  Compact();
 }
 
 Registry::Record* Registry::Find(void const* record) const {
-  auto const it = byRecord_.find(record);
-  return it == byRecord_.end() ? nullptr : it->second;
+  if (record == nullptr) return nullptr;
+  HostAreaHeader header;
+  std::memcpy(&header, record, sizeof header);
+  if (header.magic != kHostAreaMagic || header.owner != this) return nullptr;
+  auto* const filed = static_cast<Record*>(header.filed);
+  return filed->address == record ? filed : nullptr;
+}
+
+Registry::Indexes& Registry::Fresh(unsigned wanted) const {
+  Indexes& indexes = *indexes_;
+  unsigned const missing = wanted & ~indexes.fresh;
+  if (missing == 0) return indexes;
+  // One pass over the records for every index out of date, each list in
+  // order of registration.
+  std::vector<KeyIndex<TypeEntry>::Item> types;
+  std::vector<KeyIndex<PropertyEntry>::Item> properties;
+  std::vector<KeyIndex<PropertyEntry>::Item> propertyNames;
+  std::vector<KeyIndex<CastEntry>::Item> casts;
+  std::vector<KeyIndex<CastEntry>::Item> castNames;
+  std::vector<KeyIndex<OperatorEntry>::Item> operators;
+  std::size_t const reserve = live_ + live_ / 2;
+  if (missing & kTypesBit) types.reserve(live_);
+  if (missing & kPropertiesBit) properties.reserve(reserve);
+  if (missing & kPropertyNamesBit) propertyNames.reserve(reserve);
+  if (missing & kCastsBit) casts.reserve(live_);
+  if (missing & kCastNamesBit) castNames.reserve(live_);
+  if (missing & kOperatorsBit) operators.reserve(live_);
+  std::vector<PhraseIndex::Item> phrases;
+  if (missing & kPhrasesBit) phrases.reserve(2 * live_);
+  for (Record const* record : order_) {
+    if (record == nullptr) continue;
+    switch (record->kind) {
+      case RecordKind::kType:
+        if (missing & kTypesBit) types.push_back({{{record->Type().name, "", ""}}, &record->Type()});
+        break;
+      case RecordKind::kProperty: {
+        PropertyEntry const& entry = record->Property();
+        for (std::string_view form : Forms(entry)) {
+          if (missing & kPropertiesBit) properties.push_back({{{form, entry.index, entry.object}}, &entry});
+          if (missing & kPropertyNamesBit) propertyNames.push_back({{{form, "", ""}}, &entry});
+        }
+        if (missing & kPhrasesBit) {
+          phrases.push_back({entry.singular, PhraseIndex::kSingular});
+          phrases.push_back({entry.plural, PhraseIndex::kPlural});
+        }
+        break;
+      }
+      case RecordKind::kCast: {
+        CastEntry const& entry = record->Cast();
+        if (missing & kCastsBit) casts.push_back({{{entry.phrase, entry.source, ""}}, &entry});
+        if (missing & kCastNamesBit) castNames.push_back({{{entry.phrase, "", ""}}, &entry});
+        if (missing & kPhrasesBit) phrases.push_back({entry.phrase, PhraseIndex::kCast});
+        break;
+      }
+      case RecordKind::kOperator: {
+        OperatorEntry const& entry = record->Operator();
+        if (missing & kOperatorsBit) {
+          operators.push_back({{{entry.left, entry.right, ""}, entry.code}, &entry});
+        }
+        break;
+      }
+      case RecordKind::kDependency:
+      case RecordKind::kCache:
+        break;
+    }
+  }
+  if (missing & kTypesBit) indexes.types.Build(types);
+  if (missing & kPropertiesBit) indexes.properties.Build(properties);
+  if (missing & kPropertyNamesBit) indexes.propertyNames.Build(propertyNames);
+  if (missing & kCastsBit) indexes.casts.Build(casts);
+  if (missing & kCastNamesBit) indexes.castNames.Build(castNames);
+  if (missing & kOperatorsBit) indexes.operators.Build(operators);
+  if (missing & kPhrasesBit) indexes.phrases.Build(phrases);
+  indexes.fresh |= missing;
+  return indexes;
 }
 
 // ---------------------------------------------------------------------------
 // Loads.
 
 void Registry::BeginLoad() {
+  // A library registers its records by the thousand: room for their lines
+  // is made at once rather than by doubling.
+  journal_.reserve(journal_.size() + kLoadJournalRoom);
   loadStart_ = sequence_;
   firstRefusal_.reset();
   otherRefusals_ = 0;
@@ -505,32 +740,43 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
   // A sound load has no problem to tell, so the description of a record is
   // made only when there is one: a library registers thousands of records,
   // and the check runs at every start.
+  Indexes const& indexes = Fresh(kTypesBit | kPropertiesBit | kCastsBit | kOperatorsBit);
   std::vector<std::string> problems;
-  // A type name that is not empty (none) must name a type by the end.
+  // A type name that is not empty (none) must name a type by the end. The
+  // records of a unit name the same few types over and over: the last names
+  // found known are compared before any lookup.
+  std::array<std::string_view, 4> recent{};
+  std::size_t nextRecent = 0;
   auto known = [&](auto const& entry, char const* what, std::string const& name) {
-    if (!name.empty() && !KnowsTypeName(name)) {
-      problems.push_back(RecordName(entry) + " " + what + " " + Quoted(name) + ", which no type has");
+    if (name.empty()) return;
+    for (std::string_view seen : recent) {
+      if (seen == name) return;
     }
+    if (!KnowsTypeName(name)) {
+      problems.push_back(RecordName(entry) + " " + what + " " + Quoted(name) + ", which no type has");
+      return;
+    }
+    recent[nextRecent++ % recent.size()] = name;
   };
   // The first record under a key is the one lookups find; a later one of
   // this load is never reached.
   auto unique = [&](auto const& entry, bool first, auto const& key) {
     if (!first) problems.push_back(RecordName(entry) + " is registered twice (" + key() + ")");
   };
-  for (auto it = records_.upper_bound(since); it != records_.end(); ++it) {
-    Record const& record = *it->second;
-    switch (record.kind) {
+  for (Record const* record : order_) {
+    if (record == nullptr || record->sequence <= since) continue;
+    switch (record->kind) {
       case RecordKind::kType: {
-        TypeEntry const& entry = record.type;
-        unique(entry, FirstUnder(types_, {entry.name, "", ""}) == &entry,
+        TypeEntry const& entry = record->Type();
+        unique(entry, indexes.types.IsFirst(&entry, {{entry.name, "", ""}}),
                [] { return std::string("the same type name"); });
         known(entry, "has the base type", entry.baseName);
         break;
       }
       case RecordKind::kProperty: {
-        PropertyEntry const& entry = record.property;
+        PropertyEntry const& entry = record->Property();
         for (std::string_view form : Forms(entry)) {
-          unique(entry, FirstUnder(properties_, {form, entry.index, entry.object}) == &entry,
+          unique(entry, indexes.properties.IsFirst(&entry, {{form, entry.index, entry.object}}),
                  [form] {
                    return "the phrase " + Quoted(form) + " with the same index and object types";
                  });
@@ -541,18 +787,17 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
         break;
       }
       case RecordKind::kCast: {
-        CastEntry const& entry = record.cast;
-        unique(entry, FirstUnder(casts_, {entry.phrase, entry.source, ""}) == &entry,
+        CastEntry const& entry = record->Cast();
+        unique(entry, indexes.casts.IsFirst(&entry, {{entry.phrase, entry.source, ""}}),
                [] { return std::string("the same cast phrase and source type"); });
         known(entry, "names the source type", entry.source);
         known(entry, "names the target type", entry.target);
         break;
       }
       case RecordKind::kOperator: {
-        OperatorEntry const& entry = record.op;
+        OperatorEntry const& entry = record->Operator();
         unique(entry,
-               FirstUnder(operators_, {CodeText(entry.code).View(), entry.left, entry.right}) ==
-                   &entry,
+               indexes.operators.IsFirst(&entry, {{entry.left, entry.right, ""}, entry.code}),
                [] { return std::string("the same operator and operand types"); });
         known(entry, "names the left operand type", entry.left);
         known(entry, "names the right operand type", entry.right);
@@ -574,7 +819,7 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
 // Lookups.
 
 TypeEntry const* Registry::FindType(std::string_view name) const {
-  return FirstUnder(types_, {name, "", ""});
+  return Fresh(kTypesBit).types.First({{name, "", ""}});
 }
 
 TypeEntry const* Registry::BaseOf(TypeEntry const* type) const {
@@ -592,28 +837,28 @@ bool Registry::IsA(TypeEntry const* type, std::string_view wanted) const {
 }
 
 bool Registry::HasPropertyPhrase(std::string_view phrase) const {
-  return EntriesUnder(propertyNames_, {phrase, "", ""}) != nullptr;
+  return !Fresh(kPropertyNamesBit).propertyNames.Under({{phrase, "", ""}}).empty();
 }
 
 PhraseUse Registry::PropertyPhraseUse(std::string_view phrase) const {
-  return PhraseUse{phrases_.Count(phrase, PhraseIndex::kSingular),
-                   phrases_.Count(phrase, PhraseIndex::kPlural)};
+  PhraseIndex const& phrases = Fresh(kPhrasesBit).phrases;
+  return PhraseUse{phrases.Count(phrase, PhraseIndex::kSingular),
+                   phrases.Count(phrase, PhraseIndex::kPlural)};
 }
 
-std::vector<PropertyEntry const*> const& Registry::PropertiesNamed(std::string_view phrase) const {
-  static std::vector<PropertyEntry const*> const none;
-  auto const* const entries = EntriesUnder(propertyNames_, {phrase, "", ""});
-  return entries == nullptr ? none : *entries;
+std::span<PropertyEntry const* const> Registry::PropertiesNamed(std::string_view phrase) const {
+  return Fresh(kPropertyNamesBit).propertyNames.Under({{phrase, "", ""}});
 }
 
 PropertyEntry const* Registry::FindProperty(std::string_view phrase, TypeEntry const* index,
                                             TypeEntry const* object) const {
   if (!HasPropertyPhrase(phrase)) return nullptr;
   Lineage const indexTypes(*this, index);
+  auto const& properties = Fresh(kPropertiesBit).properties;
   for (TypeEntry const* objectType : Lineage(*this, object)) {
     for (TypeEntry const* indexType : indexTypes) {
       if (auto const* entry =
-              FirstUnder(properties_, {phrase, NameOf(indexType), NameOf(objectType)})) {
+              properties.First({{phrase, NameOf(indexType), NameOf(objectType)}})) {
         return entry;
       }
     }
@@ -622,31 +867,29 @@ PropertyEntry const* Registry::FindProperty(std::string_view phrase, TypeEntry c
 }
 
 bool Registry::HasCastPhrase(std::string_view phrase) const {
-  return EntriesUnder(castNames_, {phrase, "", ""}) != nullptr;
+  return !Fresh(kCastNamesBit).castNames.Under({{phrase, "", ""}}).empty();
 }
 
-std::vector<CastEntry const*> const& Registry::CastsNamed(std::string_view phrase) const {
-  static std::vector<CastEntry const*> const none;
-  auto const* const entries = EntriesUnder(castNames_, {phrase, "", ""});
-  return entries == nullptr ? none : *entries;
+std::span<CastEntry const* const> Registry::CastsNamed(std::string_view phrase) const {
+  return Fresh(kCastNamesBit).castNames.Under({{phrase, "", ""}});
 }
 
 CastEntry const* Registry::FindCast(std::string_view phrase, TypeEntry const* source) const {
   if (!HasCastPhrase(phrase)) return nullptr;
+  auto const& casts = Fresh(kCastsBit).casts;
   for (TypeEntry const* type : Lineage(*this, source)) {
-    if (auto const* entry = FirstUnder(casts_, {phrase, NameOf(type), ""})) return entry;
+    if (auto const* entry = casts.First({{phrase, NameOf(type), ""}})) return entry;
   }
   return nullptr;
 }
 
 OperatorEntry const* Registry::FindOperator(int code, TypeEntry const* left,
                                             TypeEntry const* right) const {
-  CodeText const codeText(code);
   Lineage const rightTypes(*this, right);
+  auto const& operators = Fresh(kOperatorsBit).operators;
   for (TypeEntry const* leftType : Lineage(*this, left)) {
     for (TypeEntry const* rightType : rightTypes) {
-      if (auto const* entry =
-              FirstUnder(operators_, {codeText.View(), NameOf(leftType), NameOf(rightType)})) {
+      if (auto const* entry = operators.First({{NameOf(leftType), NameOf(rightType), ""}, code})) {
         return entry;
       }
     }
@@ -656,15 +899,16 @@ OperatorEntry const* Registry::FindOperator(int code, TypeEntry const* left,
 
 DependencyNodeEntry const* Registry::FindDependency(void const* node) const {
   Record const* const record = Find(node);
-  return record != nullptr && record->kind == RecordKind::kDependency ? &record->dependency
+  return record != nullptr && record->kind == RecordKind::kDependency ? &record->Dependency()
                                                                       : nullptr;
 }
 
 DependencyNodeEntry const* Registry::FindDependencyNamed(std::string_view name) const {
   // Nodes are a handful, asked for by name only in tests and messages.
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kDependency && record->dependency.name == name) {
-      return &record->dependency;
+  for (Record const* record : order_) {
+    if (record != nullptr && record->kind == RecordKind::kDependency &&
+        record->Dependency().name == name) {
+      return &record->Dependency();
     }
   }
   return nullptr;
@@ -676,14 +920,17 @@ DependencyNodeEntry const* Registry::FindDependencyNamed(std::string_view name) 
 std::size_t Registry::MatchPhrase(std::span<std::string_view const> words, PhraseKind kind) const {
   static PhraseIndex::Use const kPropertyUses[] = {PhraseIndex::kSingular, PhraseIndex::kPlural};
   static PhraseIndex::Use const kCastUses[] = {PhraseIndex::kCast};
-  if (kind == PhraseKind::kCast) return phrases_.Match(words, kCastUses);
-  return phrases_.Match(words, kPropertyUses);
+  PhraseIndex const& phrases = Fresh(kPhrasesBit).phrases;
+  if (kind == PhraseKind::kCast) return phrases.Match(words, kCastUses);
+  return phrases.Match(words, kPropertyUses);
 }
 
-std::size_t Registry::LongestPhraseWords() const { return phrases_.LongestWords(); }
+std::size_t Registry::LongestPhraseWords() const {
+  return Fresh(kPhrasesBit).phrases.LongestWords();
+}
 
 std::vector<std::string> Registry::NearestPhrases(std::string_view words, std::size_t count) const {
-  return phrases_.Nearest(words, count);
+  return Fresh(kPhrasesBit).phrases.Nearest(words, count);
 }
 
 EvaluationError Registry::UnknownPhraseError(std::string_view words, PhraseKind kind,
@@ -765,7 +1012,7 @@ TypeEntry const* Registry::TupleType(std::vector<TypeEntry const*> const& elemen
   void* const record = owned->bytes;
   AddType(record, kTypeHostArea, std::move(entry));
   tupleRecords_.emplace(record, std::move(owned));
-  TypeEntry const* const type = &Find(record)->type;
+  TypeEntry const* const type = &Find(record)->Type();
   tupleElements_.emplace(type, elements);
   tuplesByElements_.emplace(elements, type);
   return type;
@@ -806,47 +1053,48 @@ void Registry::RemoveTuplesOf(TypeEntry const* element) {
 }
 
 void Registry::ClearCaches() const {
-  for (auto const& [sequence, cache] : caches_) {
-    if (cache->clear != nullptr) cache->clear(cache->cookie);
+  for (Record const* record : caches_) {
+    CacheEntry const& cache = record->Cache();
+    if (cache.clear != nullptr) cache.clear(cache.cookie);
   }
 }
 
 std::vector<TypeEntry const*> Registry::Types() const {
   std::vector<TypeEntry const*> all;
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kType) all.push_back(&record->type);
+  for (Record const* record : order_) {
+    if (record != nullptr && record->kind == RecordKind::kType) all.push_back(&record->Type());
   }
   return all;
 }
 
 std::vector<PropertyEntry const*> Registry::Properties() const {
   std::vector<PropertyEntry const*> all;
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kProperty) all.push_back(&record->property);
+  for (Record const* record : order_) {
+    if (record != nullptr && record->kind == RecordKind::kProperty) all.push_back(&record->Property());
   }
   return all;
 }
 
 std::vector<CastEntry const*> Registry::Casts() const {
   std::vector<CastEntry const*> all;
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kCast) all.push_back(&record->cast);
+  for (Record const* record : order_) {
+    if (record != nullptr && record->kind == RecordKind::kCast) all.push_back(&record->Cast());
   }
   return all;
 }
 
 std::vector<OperatorEntry const*> Registry::Operators() const {
   std::vector<OperatorEntry const*> all;
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kOperator) all.push_back(&record->op);
+  for (Record const* record : order_) {
+    if (record != nullptr && record->kind == RecordKind::kOperator) all.push_back(&record->Operator());
   }
   return all;
 }
 
 std::vector<DependencyNodeEntry const*> Registry::Dependencies() const {
   std::vector<DependencyNodeEntry const*> all;
-  for (auto const& [sequence, record] : records_) {
-    if (record->kind == RecordKind::kDependency) all.push_back(&record->dependency);
+  for (Record const* record : order_) {
+    if (record != nullptr && record->kind == RecordKind::kDependency) all.push_back(&record->Dependency());
   }
   return all;
 }

@@ -9,8 +9,12 @@
 //
 // Type names are kept as text and resolved when they are looked up, since the
 // order in which a library's units register is not fixed. Every lookup goes
-// through hash indexes kept up to date at each registration and
-// unregistration, so that its cost does not grow with the number of records.
+// through flat hash indexes, so that its cost does not grow with the number
+// of records. A library registers thousands of records at load and
+// unregisters them all at unload, with few lookups in between: an index is
+// therefore not kept up to date record by record, but built in bulk from the
+// records when a lookup first needs it after a change. The registry is used
+// from one thread at a time, lookups included.
 #pragma once
 
 #include <array>
@@ -132,49 +136,6 @@ struct PhraseUse {
   std::size_t plural = 0;
 };
 
-// Names of up to three parts (a phrase and type names, or an operator code
-// and type names) that key the registry's indexes.
-using RecordKey = std::array<std::string_view, 3>;
-
-// A key with its hash, computed once: a registration looks its key up and
-// then files it, and the hash serves both.
-struct HashedRecordKey {
-  RecordKey parts;
-  std::size_t hash;
-  std::string_view operator[](std::size_t k) const { return parts[k]; }
-};
-
-// A key as an index keeps it: its own copies of the parts, and their hash.
-struct OwnedRecordKey {
-  std::array<std::string, 3> parts;
-  std::size_t hash;
-  std::string const& operator[](std::size_t k) const { return parts[k]; }
-};
-
-struct RecordKeyHash {
-  using is_transparent = void;
-  std::size_t operator()(RecordKey const& key) const noexcept;
-  std::size_t operator()(HashedRecordKey const& key) const noexcept { return key.hash; }
-  std::size_t operator()(OwnedRecordKey const& key) const noexcept { return key.hash; }
-};
-
-struct RecordKeyEqual {
-  using is_transparent = void;
-  template <class A, class B>
-  bool operator()(A const& a, B const& b) const noexcept {
-    return std::string_view(a[0]) == std::string_view(b[0]) &&
-           std::string_view(a[1]) == std::string_view(b[1]) &&
-           std::string_view(a[2]) == std::string_view(b[2]);
-  }
-};
-
-// Entries under a key, in order of registration: the first is the one a
-// lookup finds, the others are there for listings and for the checks of a
-// load.
-template <class Entry>
-using KeyedEntries =
-    std::unordered_map<OwnedRecordKey, std::vector<Entry const*>, RecordKeyHash, RecordKeyEqual>;
-
 class Registry {
  public:
   Registry();
@@ -212,12 +173,10 @@ class Registry {
   void Remove(RecordKind kind, void* record) noexcept;
 
   // --- Unloading. A library unregisters every record it made, one by one,
-  // from its static destructors. Between these two calls the registry
-  // forgets each record without taking it out of the lookup indexes one at
-  // a time; the end builds the indexes anew from the records left, which
-  // gives the same indexes at a fraction of the cost. No lookup may be made
-  // in between.
-  void BeginUnload() { unloading_ = true; }
+  // from its static destructors. Each unregistration only forgets its
+  // record; the indexes are built anew from the records left when a lookup
+  // next needs them. The end of an unload tidies the order of the records.
+  void BeginUnload();
   void EndUnload();
 
   // The registry that holds a record, read back from its host area.
@@ -260,12 +219,12 @@ class Registry {
                                     TypeEntry const* object) const;
   // Every property registered under a phrase, in order of registration. The
   // list is valid until the next registration or unregistration.
-  std::vector<PropertyEntry const*> const& PropertiesNamed(std::string_view phrase) const;
+  std::span<PropertyEntry const* const> PropertiesNamed(std::string_view phrase) const;
 
   bool HasCastPhrase(std::string_view phrase) const;
   CastEntry const* FindCast(std::string_view phrase, TypeEntry const* source) const;
   // Every cast of a phrase, in order of registration; valid as above.
-  std::vector<CastEntry const*> const& CastsNamed(std::string_view phrase) const;
+  std::span<CastEntry const* const> CastsNamed(std::string_view phrase) const;
 
   OperatorEntry const* FindOperator(int code, TypeEntry const* left, TypeEntry const* right) const;
 
@@ -316,8 +275,8 @@ class Registry {
   void ClearCaches() const;
 
   // --- Inspection.
-  std::size_t RecordCount() const { return records_.size(); }
-  bool Empty() const { return records_.empty(); }
+  std::size_t RecordCount() const { return live_; }
+  bool Empty() const { return live_ == 0; }
   std::vector<RegistryEvent> const& Journal() const { return journal_; }
   // Everything registered, in order of registration.
   std::vector<TypeEntry const*> Types() const;
@@ -329,41 +288,50 @@ class Registry {
  private:
   struct Record;
   struct TupleRecord;
+  struct Indexes;
   void Admit(void* record, unsigned long hostArea, unsigned long expectedArea, RecordKind kind,
              std::string const& name);
   Record* Find(void const* record) const;
   Record& Insert(void* record, RecordKind kind, std::string const& name);
-  void Index(Record& record);
-  void Unindex(Record& record);
+  // Files a new record in the indexes that are built, or marks them for
+  // building anew.
+  void Filed(Record const& record);
+  void Release(Record& record);
+  void Compact();
+  // The indexes, those of `wanted` (a set of bits) built first if a change
+  // left them out of date.
+  Indexes& Fresh(unsigned wanted) const;
   // Whether a name is a registered type's, or a tuple name of such names.
   bool KnowsTypeName(std::string_view name) const;
   // What only the whole of the records from `since` on shows to be wrong.
   std::optional<std::string> CheckRecordsSince(unsigned long long since) const;
   void RemoveTuplesOf(TypeEntry const* element);
 
-  // Every live record in order of registration.
-  std::map<unsigned long long, std::unique_ptr<Record>> records_;
-  std::unordered_map<void const*, Record*> byRecord_;
+  // Records live in blocks that never move, so that entries keep their
+  // addresses; a freed record is reused by a later registration.
+  std::vector<std::unique_ptr<Record[]>> blocks_;
+  std::size_t blockUsed_ = 0;
+  Record* free_ = nullptr;
+  // Every record in order of registration; a removed one leaves a null
+  // until the list is compacted.
+  std::vector<Record*> order_;
+  std::size_t holes_ = 0;
+  std::size_t live_ = 0;
   unsigned long long sequence_ = 0;
   std::vector<RegistryEvent> journal_;
   std::size_t failCountdown_ = 0;
+  // Caches in order of registration, cleared before every evaluation.
+  std::vector<Record*> caches_;
 
-  // Indexes, each list in order of registration.
-  KeyedEntries<TypeEntry> types_;              // by name
-  KeyedEntries<PropertyEntry> properties_;     // by phrase form, index and object
-  KeyedEntries<CastEntry> casts_;              // by phrase and source
-  KeyedEntries<OperatorEntry> operators_;      // by code, left and right
-  KeyedEntries<PropertyEntry> propertyNames_;  // by phrase form alone
-  KeyedEntries<CastEntry> castNames_;          // by phrase alone
-  PhraseIndex phrases_;                        // words of phrases, for parsing and suggestions
-  std::map<unsigned long long, CacheEntry const*> caches_;
+  // The lookup indexes, built when needed (see the top of this file).
+  std::unique_ptr<Indexes> indexes_;
 
   // Tuple types the registry made, with their element types.
   std::unordered_map<TypeEntry const*, std::vector<TypeEntry const*>> tupleElements_;
   std::map<std::vector<TypeEntry const*>, TypeEntry const*> tuplesByElements_;
   std::unordered_map<void const*, std::unique_ptr<TupleRecord>> tupleRecords_;
 
-  // Between BeginUnload and EndUnload: the indexes are left as they are.
+  // Between BeginUnload and EndUnload.
   bool unloading_ = false;
 
   // The load under way: the sequence it started after, and its refusals.
