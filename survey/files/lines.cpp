@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "survey/foundation/ascii.h"
-#include "survey/foundation/pattern_matcher.h"
 #include "survey/frame/table.h"
 
 namespace {
@@ -199,28 +198,36 @@ boolean Contains(content const& value, surveyor_string const& sought) {
   // The empty string is in every file, even one that cannot be read.
   if (sought.length == 0) return boolean{true};
   if (sought.length > kLongestSought) throw NoSuchObject();
-  std::unique_ptr<unsigned char[]> const window(new unsigned char[kContentWindow]);
+  // The reading window, and in front of it room for the tail of the bytes
+  // searched so far that a match across a block border may begin with: the
+  // string's length less one.
+  unsigned long const room = sought.length - 1;
+  std::unique_ptr<unsigned char[]> const buffer(new unsigned char[room + kContentWindow]);
+  unsigned char* const window = buffer.get() + room;
   FileReadingPath path(value.object->Path());
-  FileReadingLoop loop(Data(window.get(), kContentWindow));
-  PatternMatcher const matcher{ConstData(sought)};
-  MatchLoop match(matcher);
-  bool first = true;
+  FileReadingLoop loop(Data(window, kContentWindow));
+  // The bytes in front of the window that hold the tail, as many as the
+  // file has given up to the room.
+  unsigned long kept = 0;
   try {
     loop.Start(path, 0);
     while (loop.Remaining() != 0) {
       // The block is folded in place; the string never is.
-      Data const block(window.get(), loop.Block().Length());
+      unsigned long const length = loop.Block().Length();
+      Data const block(window, length);
       if (value.mode == content::kLowerCase) Ascii::LowerCase(block, block);
       if (value.mode == content::kUpperCase) Ascii::RaiseCase(block, block);
-      // The matcher carries a partial match from one block to the next, so
-      // a match across a block border is found.
-      if (first) {
-        match.Start(block);
-        first = false;
-      } else {
-        match.Continue(block);
+      // The region searched takes in the tail kept from before, so that a
+      // match across a block border is found.
+      unsigned char* const region = window - kept;
+      unsigned long const regionLength = kept + length;
+      if (regionLength >= sought.length &&
+          ::memmem(region, regionLength, sought.data, sought.length) != nullptr) {
+        return boolean{true};
       }
-      if (match.Found()) return boolean{true};
+      unsigned long const tail = regionLength < room ? regionLength : room;
+      std::memmove(window - tail, region + regionLength - tail, tail);
+      kept = tail;
       Check_For_Surveyor_Interruption();
       ++loop;
     }
