@@ -13,6 +13,8 @@ namespace {
 // its search.
 constexpr unsigned long kLongestSought = 0x8000;
 constexpr unsigned long kContentWindow = 0x8000;
+// What an iteration over lines reads from the file at a time.
+constexpr unsigned long kLineReadAhead = 0x10000;
 
 surveyor_string CopyToSurveyorMemory(ConstData text) {
   unsigned long const length = text.Length();
@@ -56,6 +58,9 @@ void line_iterator::Open(file const& object) {
   loop_ = SharingPtr<FileLineLoop>();
   path_ = path;
   loop_ = SharingPtr<FileLineLoop>(new FileLineLoop(Data(buffer_, sizeof buffer_)));
+  // An iteration reads on through the file: one read serves many refills of
+  // the line buffer.
+  loop_->ReadAhead(kLineReadAhead);
   loop_->Start(*path_, 0);
   if (loop_->Finished()) throw NoSuchObject();
 }
@@ -96,12 +101,55 @@ struct StartingWith {
   bool operator()(surveyor_string const& text) const { return StartsWith(text, prefix).value; }
 };
 
-struct Containing {
-  surveyor_string const& sought;
-  bool operator()(surveyor_string const& text) const { return Contains(text, sought).value; }
-};
+// Where the string first occurs in the bytes, or their end. The candidates
+// are found by their first byte, with the C library's memchr, which is fast
+// over the short distances between the lines that hold a word.
+unsigned char const* FirstOccurrence(ConstData bytes, surveyor_string const& sought) {
+  unsigned long const length = sought.length;
+  if (length == 0) return bytes.begin;
+  unsigned char const* at = bytes.begin;
+  while (static_cast<unsigned long>(bytes.end - at) >= length) {
+    auto const* const candidate = static_cast<unsigned char const*>(
+        std::memchr(at, sought.data[0], static_cast<unsigned long>(bytes.end - at) - length + 1));
+    if (candidate == nullptr) break;
+    if (std::memcmp(candidate + 1, sought.data + 1, length - 1) == 0) return candidate;
+    at = candidate + 1;
+  }
+  return bytes.end;
+}
 
 }  // namespace
+
+file_line line_iterator::SeekContaining(bool first, surveyor_string const& sought,
+                                        file const& object) {
+  if (first) {
+    Open(object);
+  } else {
+    Step();
+  }
+  // The buffer's bytes from a line on are searched once for the string's
+  // first occurrence; a line that ends before that occurrence could end
+  // cannot hold the string, and is passed over without the test. A refill
+  // of the buffer, or a line that starts past the occurrence (one that ran
+  // across a line ending), asks for a new search. The lines that may hold
+  // the string are tested as before: the answer is the host's comparison.
+  unsigned char const* hit = nullptr;
+  unsigned long fills = 0;
+  for (;;) {
+    ConstData const line = loop_->Line();
+    if (hit == nullptr || fills != loop_->Fills() || hit < line.begin) {
+      ConstData const held = loop_->Held();
+      // None in the buffer: the end of what it holds, past every line in it.
+      hit = FirstOccurrence(held, sought);
+      fills = loop_->Fills();
+    }
+    bool const mayHold =
+        hit <= line.end && static_cast<unsigned long>(line.end - hit) >= sought.length;
+    if (mayHold && Contains(line.AsSurveyorString(), sought).value) break;
+    Step();
+  }
+  return Deliver(object);
+}
 
 file_line line_iterator::First(file const& object) { return Seek(true, object, Every{}); }
 
@@ -116,11 +164,11 @@ file_line line_iterator::NextStartingWith(surveyor_string const& prefix, Of, fil
 }
 
 file_line line_iterator::FirstContaining(surveyor_string const& sought, Of, file const& object) {
-  return Seek(true, object, Containing{sought});
+  return SeekContaining(true, sought, object);
 }
 
 file_line line_iterator::NextContaining(surveyor_string const& sought, Of, file const& object) {
-  return Seek(false, object, Containing{sought});
+  return SeekContaining(false, sought, object);
 }
 
 // ---------------------------------------------------------------------------
