@@ -39,7 +39,18 @@ class Arena {
 
   // Memory for `size` bytes, aligned for any scalar. Throws std::bad_alloc
   // when there is none; never returns null. Zero bytes give a valid pointer.
-  unsigned char* Allocate(std::size_t size);
+  // What fits in the present chunk is handed out inline: a stream asks for
+  // memory for every value it makes.
+  unsigned char* Allocate(std::size_t size) {
+    std::size_t const rounded = RoundUp(size == 0 ? 1 : size);
+    if (rounded >= size && capacity_ - used_ >= rounded) {
+      unsigned char* const block = base_ + used_;
+      used_ += rounded;
+      inUse_ += rounded;
+      return block;
+    }
+    return AllocateInNewChunk(size);
+  }
 
   // Gives back everything; pointers handed out before are dead after this.
   void Reset();
@@ -53,14 +64,32 @@ class Arena {
   // out later is still standing: `to` must be the present top, within the
   // chunk where `from` was taken. Otherwise nothing happens. True when the
   // memory was given back; pointers into it are dead after that.
-  bool Release(ArenaMark const& from, ArenaMark const& to);
+  bool Release(ArenaMark const& from, ArenaMark const& to) {
+    if (from.stamp != stamp_ || to.stamp != stamp_) return false;
+    if (from.chunks != to.chunks || to.chunks != chunks_.size() || to.used != used_) return false;
+    if (from.used > to.used) return false;
+    used_ = from.used;
+    inUse_ = from.inUse;
+    return true;
+  }
 
  private:
+  static constexpr std::size_t kAlignment = alignof(std::max_align_t);
+  static constexpr std::size_t RoundUp(std::size_t size) {
+    return (size + kAlignment - 1) & ~(kAlignment - 1);
+  }
+  // Allocate's way when the present chunk has no room: a new chunk, or a
+  // refusal of a size that cannot be rounded.
+  unsigned char* AllocateInNewChunk(std::size_t size);
+
   struct Chunk {
     std::unique_ptr<unsigned char[]> bytes;
     std::size_t size;
   };
   std::vector<Chunk> chunks_;
+  // The last chunk's bytes and size; null and 0 before the first.
+  unsigned char* base_ = nullptr;
+  std::size_t capacity_ = 0;
   std::size_t used_ = 0;  // bytes used in the last chunk
   std::size_t inUse_ = 0;
   std::uint64_t stamp_;

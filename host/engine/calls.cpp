@@ -161,6 +161,8 @@ class IteratedStream final : public Stream {
   IteratedStream(BoundProperty const& property, Value index, Value object)
       : property_(property), index_(std::move(index)), object_(std::move(object)) {}
 
+  ~IteratedStream() override { std::free(scratch_); }
+
   bool Next(Value& out) override {
     if (finished_) return false;
     CheckInterruption();
@@ -197,10 +199,53 @@ class IteratedStream final : public Stream {
     return true;
   }
 
+  // A later step's value is made in one slot that the stream keeps for the
+  // purpose, destroyed at once, and the arena memory its step asked for is
+  // given back: what `Next` and `Value::GiveBack` would do, without a value
+  // block, its operands and its hold on the state. The first step goes the
+  // way of `Next`, since it may set up memory that the iterator keeps.
+  bool Skip() override {
+    if (!started_) return Stream::Skip();
+    if (finished_) return false;
+    CheckInterruption();
+    Evaluation* const evaluation = Evaluation::Current();
+    ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
+    void* const slot = Scratch();
+    PropertyEntry const& entry = *property_.entry;
+    bool produced = false;
+    bool const answered = Guard(What(), [&] {
+      produced =
+          entry.next(slot, index_.Data(), object_.Data(), state_->Memory(), entry.context) != 0;
+    });
+    if (!answered || !produced) {
+      Finish();
+      return false;
+    }
+    TypeEntry const* const type = property_.result;
+    if (type != nullptr && type->destroy != nullptr) type->destroy(slot);
+    if (evaluation != nullptr) {
+      Arena& arena = evaluation->GetArena();
+      arena.Release(before, arena.Mark());
+    }
+    return true;
+  }
+
  private:
   void Finish() {
     finished_ = true;
     state_.reset();
+  }
+  // Raw memory of the result type's size, aligned for any scalar, made on
+  // first use.
+  void* Scratch() {
+    if (scratch_ == nullptr) {
+      std::size_t const alignment = alignof(std::max_align_t);
+      std::size_t const size = property_.result == nullptr ? 0 : property_.result->size;
+      std::size_t const rounded = ((size == 0 ? 1 : size) + alignment - 1) / alignment * alignment;
+      scratch_ = std::aligned_alloc(alignment, rounded);
+      if (scratch_ == nullptr) throw std::bad_alloc();
+    }
+    return scratch_;
   }
   // What the stream calls, for a message: made only when there is one.
   DescribeEntry What() const { return DescribeEntry{property_.entry}; }
@@ -209,6 +254,7 @@ class IteratedStream final : public Stream {
   Value index_;
   Value object_;
   std::shared_ptr<State> state_;
+  void* scratch_ = nullptr;
   bool started_ = false;
   bool finished_ = false;
 };

@@ -49,6 +49,17 @@ class Stream {
   virtual ~Stream() = default;
   // The next value into `out`; false at the end of the stream.
   virtual bool Next(Value& out) = 0;
+  // Moves past the next value for a consumer that keeps nothing of it (a
+  // count, an existence test): the value is made and dropped at once, and
+  // its memory goes back as `Value::GiveBack` gives it. False at the end of
+  // the stream. A stream may pass its values over without making each a
+  // `Value`.
+  virtual bool Skip() {
+    Value value;
+    if (!Next(value)) return false;
+    value.GiveBack();
+    return true;
+  }
 };
 
 // A property record with its result type resolved.

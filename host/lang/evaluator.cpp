@@ -230,9 +230,18 @@ class FlatMapStream final : public Stream {
                 std::function<std::unique_ptr<Stream>(Value const&)> open)
       : source_(std::move(source)), open_(std::move(open)) {}
   bool Next(Value& out) override {
+    return Pull([&out](Stream& inner) { return inner.Next(out); });
+  }
+  bool Skip() override {
+    return Pull([](Stream& inner) { return inner.Skip(); });
+  }
+
+ private:
+  template <class Take>
+  bool Pull(Take const& take) {
     while (true) {
       host::CheckInterruption();
-      if (inner_ && inner_->Next(out)) return true;
+      if (inner_ && take(*inner_)) return true;
       inner_.reset();
       Value value;
       if (!source_->Next(value)) return false;
@@ -240,7 +249,6 @@ class FlatMapStream final : public Stream {
     }
   }
 
- private:
   std::unique_ptr<Stream> source_;
   std::function<std::unique_ptr<Stream>(Value const&)> open_;
   std::unique_ptr<Stream> inner_;
@@ -276,6 +284,13 @@ class PeekedStream final : public Stream {
     }
     return rest_->Next(out);
   }
+  bool Skip() override {
+    if (!first_.Empty()) {
+      first_.GiveBack();
+      return true;
+    }
+    return rest_->Skip();
+  }
 
  private:
   Value first_;
@@ -288,16 +303,24 @@ class ConcatStream final : public Stream {
   ConcatStream(std::vector<std::function<std::unique_ptr<Stream>()>> parts)
       : parts_(std::move(parts)) {}
   bool Next(Value& out) override {
+    return Pull([&out](Stream& current) { return current.Next(out); });
+  }
+  bool Skip() override {
+    return Pull([](Stream& current) { return current.Skip(); });
+  }
+
+ private:
+  template <class Take>
+  bool Pull(Take const& take) {
     while (true) {
       host::CheckInterruption();
-      if (current_ && current_->Next(out)) return true;
+      if (current_ && take(*current_)) return true;
       current_.reset();
       if (next_ == parts_.size()) return false;
       current_ = parts_[next_++]();
     }
   }
 
- private:
   std::vector<std::function<std::unique_ptr<Stream>()>> parts_;
   std::size_t next_ = 0;
   std::unique_ptr<Stream> current_;
@@ -406,6 +429,12 @@ class PropertyStream final : public Stream {
 
   bool Next(Value& out) override {
     return At(node_, [&] { return node_.plural ? NextPlural(out) : NextSingular(out); });
+  }
+  // A plural phrase passes its results over as its inner streams do; a
+  // singular one must see its second result to refuse it.
+  bool Skip() override {
+    if (!node_.plural) return Stream::Skip();
+    return At(node_, [&] { return NextPlural([](Stream& inner) { return inner.Skip(); }); });
   }
 
  private:
@@ -521,12 +550,17 @@ class PropertyStream final : public Stream {
   }
 
   bool NextPlural(Value& out) {
+    return NextPlural([&out](Stream& inner) { return inner.Next(out); });
+  }
+
+  template <class Take>
+  bool NextPlural(Take const& take) {
     if (!started_) {
       Start();
       if (aggregate_) inner_ = OpenAggregate();
     }
     while (true) {
-      if (inner_ && inner_->Next(out)) return true;
+      if (inner_ && take(*inner_)) return true;
       inner_.reset();
       if (aggregate_) return false;
       Value object;
@@ -833,10 +867,8 @@ std::unique_ptr<Stream> Evaluator::Open(Step& step, Value const& it) {
       return std::make_unique<LazyOne>([this, &step, it] {
         bool found;
         try {
-          Value value;
-          found = Open(*step.left, it)->Next(value);
           // Whether there is a value is all that is kept of it.
-          value.GiveBack();
+          found = Open(*step.left, it)->Skip();
         } catch (EvaluationError const& error) {
           // "No value" anywhere inside turns into an answer here.
           if (error.Kind() != ErrorKind::kNoValue) throw;
@@ -849,11 +881,9 @@ std::unique_ptr<Stream> Evaluator::Open(Step& step, Value const& it) {
       return std::make_unique<LazyOne>([this, &step, it] {
         std::unique_ptr<Stream> values = Open(*step.left, it);
         long long count = 0;
-        Value value;
-        while (values->Next(value)) {
+        // A counted value is kept in no way: its memory goes back at once.
+        while (values->Skip()) {
           ++count;
-          // A counted value is kept in no way: its memory goes back at once.
-          value.GiveBack();
           host::CheckInterruption();
         }
         return host_.MakeInteger(count);

@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "survey/foundation/ascii.h"
-#include "survey/foundation/pattern_matcher.h"
 #include "survey/frame/table.h"
 
 namespace {
@@ -14,6 +13,8 @@ namespace {
 // its search.
 constexpr unsigned long kLongestSought = 0x8000;
 constexpr unsigned long kContentWindow = 0x8000;
+// What an iteration over lines reads from the file at a time.
+constexpr unsigned long kLineReadAhead = 0x10000;
 
 surveyor_string CopyToSurveyorMemory(ConstData text) {
   unsigned long const length = text.Length();
@@ -57,6 +58,9 @@ void line_iterator::Open(file const& object) {
   loop_ = SharingPtr<FileLineLoop>();
   path_ = path;
   loop_ = SharingPtr<FileLineLoop>(new FileLineLoop(Data(buffer_, sizeof buffer_)));
+  // An iteration reads on through the file: one read serves many refills of
+  // the line buffer.
+  loop_->ReadAhead(kLineReadAhead);
   loop_->Start(*path_, 0);
   if (loop_->Finished()) throw NoSuchObject();
 }
@@ -97,12 +101,55 @@ struct StartingWith {
   bool operator()(surveyor_string const& text) const { return StartsWith(text, prefix).value; }
 };
 
-struct Containing {
-  surveyor_string const& sought;
-  bool operator()(surveyor_string const& text) const { return Contains(text, sought).value; }
-};
+// Where the string first occurs in the bytes, or their end. The candidates
+// are found by their first byte, with the C library's memchr, which is fast
+// over the short distances between the lines that hold a word.
+unsigned char const* FirstOccurrence(ConstData bytes, surveyor_string const& sought) {
+  unsigned long const length = sought.length;
+  if (length == 0) return bytes.begin;
+  unsigned char const* at = bytes.begin;
+  while (static_cast<unsigned long>(bytes.end - at) >= length) {
+    auto const* const candidate = static_cast<unsigned char const*>(
+        std::memchr(at, sought.data[0], static_cast<unsigned long>(bytes.end - at) - length + 1));
+    if (candidate == nullptr) break;
+    if (std::memcmp(candidate + 1, sought.data + 1, length - 1) == 0) return candidate;
+    at = candidate + 1;
+  }
+  return bytes.end;
+}
 
 }  // namespace
+
+file_line line_iterator::SeekContaining(bool first, surveyor_string const& sought,
+                                        file const& object) {
+  if (first) {
+    Open(object);
+  } else {
+    Step();
+  }
+  // The buffer's bytes from a line on are searched once for the string's
+  // first occurrence; a line that ends before that occurrence could end
+  // cannot hold the string, and is passed over without the test. A refill
+  // of the buffer, or a line that starts past the occurrence (one that ran
+  // across a line ending), asks for a new search. The lines that may hold
+  // the string are tested as before: the answer is the host's comparison.
+  unsigned char const* hit = nullptr;
+  unsigned long fills = 0;
+  for (;;) {
+    ConstData const line = loop_->Line();
+    if (hit == nullptr || fills != loop_->Fills() || hit < line.begin) {
+      ConstData const held = loop_->Held();
+      // None in the buffer: the end of what it holds, past every line in it.
+      hit = FirstOccurrence(held, sought);
+      fills = loop_->Fills();
+    }
+    bool const mayHold =
+        hit <= line.end && static_cast<unsigned long>(line.end - hit) >= sought.length;
+    if (mayHold && Contains(line.AsSurveyorString(), sought).value) break;
+    Step();
+  }
+  return Deliver(object);
+}
 
 file_line line_iterator::First(file const& object) { return Seek(true, object, Every{}); }
 
@@ -117,11 +164,11 @@ file_line line_iterator::NextStartingWith(surveyor_string const& prefix, Of, fil
 }
 
 file_line line_iterator::FirstContaining(surveyor_string const& sought, Of, file const& object) {
-  return Seek(true, object, Containing{sought});
+  return SeekContaining(true, sought, object);
 }
 
 file_line line_iterator::NextContaining(surveyor_string const& sought, Of, file const& object) {
-  return Seek(false, object, Containing{sought});
+  return SeekContaining(false, sought, object);
 }
 
 // ---------------------------------------------------------------------------
@@ -199,28 +246,36 @@ boolean Contains(content const& value, surveyor_string const& sought) {
   // The empty string is in every file, even one that cannot be read.
   if (sought.length == 0) return boolean{true};
   if (sought.length > kLongestSought) throw NoSuchObject();
-  std::unique_ptr<unsigned char[]> const window(new unsigned char[kContentWindow]);
+  // The reading window, and in front of it room for the tail of the bytes
+  // searched so far that a match across a block border may begin with: the
+  // string's length less one.
+  unsigned long const room = sought.length - 1;
+  std::unique_ptr<unsigned char[]> const buffer(new unsigned char[room + kContentWindow]);
+  unsigned char* const window = buffer.get() + room;
   FileReadingPath path(value.object->Path());
-  FileReadingLoop loop(Data(window.get(), kContentWindow));
-  PatternMatcher const matcher{ConstData(sought)};
-  MatchLoop match(matcher);
-  bool first = true;
+  FileReadingLoop loop(Data(window, kContentWindow));
+  // The bytes in front of the window that hold the tail, as many as the
+  // file has given up to the room.
+  unsigned long kept = 0;
   try {
     loop.Start(path, 0);
     while (loop.Remaining() != 0) {
       // The block is folded in place; the string never is.
-      Data const block(window.get(), loop.Block().Length());
+      unsigned long const length = loop.Block().Length();
+      Data const block(window, length);
       if (value.mode == content::kLowerCase) Ascii::LowerCase(block, block);
       if (value.mode == content::kUpperCase) Ascii::RaiseCase(block, block);
-      // The matcher carries a partial match from one block to the next, so
-      // a match across a block border is found.
-      if (first) {
-        match.Start(block);
-        first = false;
-      } else {
-        match.Continue(block);
+      // The region searched takes in the tail kept from before, so that a
+      // match across a block border is found.
+      unsigned char* const region = window - kept;
+      unsigned long const regionLength = kept + length;
+      if (regionLength >= sought.length &&
+          ::memmem(region, regionLength, sought.data, sought.length) != nullptr) {
+        return boolean{true};
       }
-      if (match.Found()) return boolean{true};
+      unsigned long const tail = regionLength < room ? regionLength : room;
+      std::memmove(window - tail, region + regionLength - tail, tail);
+      kept = tail;
       Check_For_Surveyor_Interruption();
       ++loop;
     }

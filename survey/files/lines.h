@@ -75,6 +75,10 @@ class SURVEY_API line_iterator {
   // Opens or steps, then steps on until a line passes the test.
   template <class Test>
   file_line Seek(bool first, file const& object, Test const& test);
+  // Seek with the host's Contains as the test, which passes over without
+  // the test the lines that a search of the buffer shows cannot hold the
+  // string.
+  file_line SeekContaining(bool first, surveyor_string const& sought, file const& object);
 
   SharingPtr<FileReadingPath> path_;
   SharingPtr<FileLineLoop> loop_;

@@ -25,6 +25,16 @@ long ReadSome(int descriptor, unsigned char* into, unsigned long count) {
   }
 }
 
+// A read at a position, which leaves the descriptor's own offset alone,
+// retried when a signal interrupts it.
+long ReadSomeAt(int descriptor, unsigned char* into, unsigned long count, unsigned long position) {
+  for (;;) {
+    ssize_t got =
+        ::pread(descriptor, into, Smaller(count, kLargestRead), static_cast<off_t>(position));
+    if (got >= 0 || errno != EINTR) return got;
+  }
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -115,6 +125,7 @@ void FileReader::Start(FileReadingPath const& path, unsigned long position) {
   position_ = position;
   lookAheadHeld_ = false;
   endSeen_ = false;
+  unpositioned_ = false;
 }
 
 void FileReader::SetPosition(unsigned long position) {
@@ -144,15 +155,26 @@ bool FileReader::Unfinished() const {
   return true;
 }
 
+long FileReader::ReadHere(unsigned char* into, unsigned long count) const {
+  if (path_ == nullptr || !path_->IsOpen()) throw FileNotOpenError();
+  if (!unpositioned_) {
+    long const got = ReadSomeAt(path_->Descriptor(), into, count, position_);
+    if (got >= 0 || errno != ESPIPE) return got;
+    // A pipe or a terminal reads only where its descriptor stands.
+    unpositioned_ = true;
+  }
+  Seek();
+  return ReadSome(path_->Descriptor(), into, count);
+}
+
 FileReader& FileReader::operator>>(Data target) {
   if (target.Empty()) return *this;
   lookAheadHeld_ = false;
-  Seek();
   // Some special files give less than asked although more follows, so the
   // read goes on until the target is full or the file gives nothing.
   Buffer into(target);
   while (!into.Full()) {
-    long got = ReadSome(path_->Descriptor(), into.current, into.Remaining());
+    long got = ReadHere(into.current, into.Remaining());
     if (got < 0) ThrowError(errno);
     if (got == 0) break;
     into.current += got;
@@ -165,8 +187,7 @@ FileReader& FileReader::operator>>(Data target) {
 void FileReader::operator>>(Buffer& output) {
   if (output.Full()) return;
   lookAheadHeld_ = false;
-  Seek();
-  long got = ReadSome(path_->Descriptor(), output.current, output.Remaining());
+  long got = ReadHere(output.current, output.Remaining());
   if (got < 0) ThrowError(errno);
   output.current += got;
   position_ += static_cast<unsigned long>(got);
@@ -219,29 +240,60 @@ FileReadingLoop& FileReadingLoop::operator++() {
 // ---------------------------------------------------------------------------
 // FileLineLoop
 //
-// The helpers that find a line are defined `inline`: they serve this file
-// alone, and a function of a shared library that is not inline is called
-// through its symbol and never inlined, a cost paid on every line.
+// The helpers that find a line are defined `inline`, and always inlined:
+// they serve this file alone, and a function of a shared library that is
+// not inline is called through its symbol and never inlined, a cost paid on
+// every line.
 
 void FileLineLoop::Start(FileReadingPath const& path, unsigned long offset) {
   reader_.Start(path, offset);
+  readingAhead_ = aheadSize_ != 0 && reader_.Length() != kUnknownFileLength;
+  aheadStart_ = nullptr;
+  aheadEnd_ = nullptr;
   ReadFromFile(buffer_);
   ScanForLine(buffer_.begin, buffer_.begin);
 }
 
+void FileLineLoop::ReadAhead(unsigned long size) {
+  ahead_.reset(size == 0 ? nullptr : new unsigned char[size]);
+  aheadSize_ = size;
+  readingAhead_ = false;
+  aheadStart_ = nullptr;
+  aheadEnd_ = nullptr;
+}
+
 inline void FileLineLoop::ReadFromFile(Data target) {
   Buffer into(target);
-  while (!into.Full() && reader_.Unfinished()) {
-    unsigned char* before = into.current;
-    reader_ >> into;
-    if (into.current == before) break;  // the file shrank under us
+  if (readingAhead_) {
+    while (!into.Full()) {
+      if (aheadStart_ == aheadEnd_) {
+        if (reader_.Finished()) break;
+        Buffer ahead(Data(ahead_.get(), ahead_.get() + aheadSize_));
+        reader_ >> ahead;
+        if (ahead.current == ahead_.get()) break;  // the file shrank under us
+        aheadStart_ = ahead_.get();
+        aheadEnd_ = ahead.current;
+      }
+      unsigned long const held = static_cast<unsigned long>(aheadEnd_ - aheadStart_);
+      unsigned long const count = held < into.Remaining() ? held : into.Remaining();
+      std::memcpy(into.current, aheadStart_, count);
+      into.current += count;
+      aheadStart_ += count;
+    }
+  } else {
+    while (!into.Full() && reader_.Unfinished()) {
+      unsigned char* before = into.current;
+      reader_ >> into;
+      if (into.current == before) break;  // the file shrank under us
+    }
   }
   validEnd_ = into.current;
+  ++fills_;
   // The bytes have changed: a CR found before is no longer known.
   crKnown_ = false;
 }
 
-inline unsigned char* FileLineLoop::FindLineEnd(unsigned char* from) {
+__attribute__((always_inline)) inline unsigned char* FileLineLoop::FindLineEnd(unsigned char* from) {
   // Two searches that the C library makes fast: for LF, and for the CR
   // that may come in front of it. The CR found is kept for the lines up to
   // it.
@@ -258,7 +310,7 @@ inline unsigned char* FileLineLoop::FindLineEnd(unsigned char* from) {
   return nextCr_ < limit ? nextCr_ : limit;
 }
 
-inline ConstData FileLineLoop::InitialLineEnding(ConstData rest, bool finished) {
+__attribute__((always_inline)) inline ConstData FileLineLoop::InitialLineEnding(ConstData rest, bool finished) {
   switch (rest.Length()) {
     case 0:
       return ConstData(rest.begin, rest.begin);
@@ -274,12 +326,12 @@ inline ConstData FileLineLoop::InitialLineEnding(ConstData rest, bool finished) 
   }
 }
 
-inline void FileLineLoop::ScanForLine(unsigned char* start, unsigned char* from) {
+__attribute__((always_inline)) inline void FileLineLoop::ScanForLine(unsigned char* start, unsigned char* from) {
   lineStart_ = start;
   lineEnd_ = FindLineEnd(from);
   ConstData rest(lineEnd_, validEnd_);
   // Only a single byte left needs to know whether the file goes on.
-  bool finished = rest.Length() == 1 && reader_.Finished();
+  bool finished = rest.Length() == 1 && Exhausted();
   ConstData ending = InitialLineEnding(rest, finished);
   endingStart_ = lineEnd_;
   endingEnd_ = lineEnd_ + ending.Length();
@@ -290,7 +342,7 @@ FileLineLoop& FileLineLoop::operator++() {
   if (endingStart_ != endingEnd_) return *this;
   // No ending in the buffer. A line that already starts at the front has
   // the whole buffer and is delivered as it stands; so is the last line.
-  if (lineStart_ == buffer_.begin || reader_.Finished()) return *this;
+  if (lineStart_ == buffer_.begin || Exhausted()) return *this;
   // Move the line's text to the front and refill behind it. A CR or LF
   // that was the last valid byte is not moved, and so is dropped.
   unsigned long length = static_cast<unsigned long>(lineEnd_ - lineStart_);

@@ -14,6 +14,8 @@
 // `kUnknownFileLength`, and their end is found by trying to read.
 #pragma once
 
+#include <memory>
+
 #include "survey/foundation/data.h"
 #include "survey/foundation/data_stream.h"
 #include "survey/foundation/file_errors.h"
@@ -102,6 +104,12 @@ class FileReader : public DataReader {
  private:
   // Seeks the descriptor to the position; a failure goes to ThrowError.
   void Seek() const;
+  // One read of at most `count` bytes at the position, which the read
+  // does not move: a read at an offset, or for a descriptor that has none
+  // to read at, a seek and a read. No descriptor raises FileNotOpenError; a
+  // failed seek goes to ThrowError; the read's result is returned, -1 with
+  // errno set.
+  long ReadHere(unsigned char* into, unsigned long count) const;
 
   FileReadingPath const* path_ = nullptr;
   unsigned long position_ = 0;
@@ -109,6 +117,8 @@ class FileReader : public DataReader {
   mutable unsigned char lookAhead_ = 0;
   mutable bool lookAheadHeld_ = false;
   mutable bool endSeen_ = false;
+  // The descriptor cannot be read at an offset; it is sought first.
+  mutable bool unpositioned_ = false;
 };
 
 // Hands out a range of a file block by block through the caller's window.
@@ -175,10 +185,24 @@ class FileLineLoop {
   void Start(FileReadingPath const& path, unsigned long offset);
   FileLineLoop& operator++();
 
+  // From the next Start on, a file of known length is read `size` bytes at
+  // a time into memory of the loop's own, and the buffer is refilled from
+  // there: a loop over a whole file makes one read for many refills. The
+  // lines are the same; a file that changes while it is read shows the
+  // change only when the bytes read ahead are used up. A file that cannot
+  // tell its length is read as before, refill by refill.
+  void ReadAhead(unsigned long size);
+
   // The present line's text, without its ending.
   ConstData Line() const { return ConstData(lineStart_, lineEnd_); }
   // The present line's ending: empty, one byte or a pair.
   ConstData Ending() const { return ConstData(endingStart_, endingEnd_); }
+  // The bytes in the buffer from the present line's start to the end of
+  // what was read: this line and those after it, as far as the buffer
+  // holds them. They stay as they are until the buffer is next filled.
+  ConstData Held() const { return ConstData(lineStart_, validEnd_); }
+  // How many times the buffer was filled, the first time included.
+  unsigned long Fills() const { return fills_; }
   // Whether nothing is left: the present line and its ending are empty.
   bool Finished() const { return lineStart_ == lineEnd_ && endingStart_ == endingEnd_; }
   bool Unfinished() const { return !Finished(); }
@@ -204,9 +228,21 @@ class FileLineLoop {
 
   // The private helpers above are inline and defined in file_reader.cpp
   // alone, the one place that calls them.
+  // Whether the file has nothing more to give: the reader is finished and
+  // no byte read ahead is left.
+  bool Exhausted() const { return aheadStart_ == aheadEnd_ && reader_.Finished(); }
+
   Data buffer_;
   FileReader reader_;
+  // The memory read ahead into, its size (0 for none), and the bytes read
+  // and not yet moved to the buffer, while the present file is read ahead.
+  std::unique_ptr<unsigned char[]> ahead_;
+  unsigned long aheadSize_ = 0;
+  bool readingAhead_ = false;
+  unsigned char* aheadStart_ = nullptr;
+  unsigned char* aheadEnd_ = nullptr;
   unsigned char* validEnd_ = nullptr;
+  unsigned long fills_ = 0;
   // The first CR at or after some earlier place among the valid bytes (or
   // their end when there is none), while `crKnown_`: a search for the next
   // line end need look for a CR again only once it has passed this one, so

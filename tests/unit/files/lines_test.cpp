@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,74 @@ TEST_F(LinesTest, OnlyALineFeedIsOneEmptyLineAndAnEmptyFileHasNone) {
   file const empty = Make("empty", "");
   EXPECT_THROW(iterator.First(empty), NoSuchObject);
   EXPECT_THROW(NumberedLine(integer{1}, Of(0), empty), NoSuchObject);
+}
+
+// Some 300 KB of short and long lines in every mix of endings, with a word
+// that now and then runs across a line ending: far more than one read ahead
+// of the iteration, with line endings at the last byte of the line buffer.
+std::string MixedText() {
+  std::mt19937 random(20261123);
+  char const* const words[] = {"alpha", "needle", "nee", "dle", "beta", "e", "gamma"};
+  char const* const endings[] = {"\n", "\r", "\r\n", "\n\r", "\n\n", "\r\r"};
+  std::string text;
+  while (text.size() < 300000) {
+    std::size_t const count = random() % 12 == 0 ? 600 + random() % 600 : random() % 9;
+    for (std::size_t i = 0; i < count; ++i) {
+      text += words[random() % 7];
+      if (random() % 3 != 0) text += ' ';
+    }
+    text += endings[random() % 6];
+  }
+  return text;
+}
+
+TEST_F(LinesTest, LinesContainingAreTheLinesThatTheHostsContainsKeeps) {
+  file const object = Make("mixed", MixedText());
+  std::vector<file_line> const lines = AllLines(object);
+  ASSERT_GT(lines.size(), 1000u);
+  for (std::string const sought :
+       {"needle", "e", "dle nee", "needle\nalpha", "\r", "", "no such word"}) {
+    // What the lines are by their definition: each line of the file, kept
+    // when the host's comparison finds the string in its text.
+    std::vector<file_line const*> expected;
+    for (auto const& line : lines) {
+      if (Contains(line.text, S(sought)).value) expected.push_back(&line);
+    }
+    std::vector<file_line> found;
+    auto iterator = std::make_unique<line_iterator>();
+    try {
+      found.push_back(iterator->FirstContaining(S(sought), Of(0), object));
+      for (std::size_t guard = 0; guard <= lines.size(); ++guard) {
+        found.push_back(iterator->NextContaining(S(sought), Of(0), object));
+      }
+      ADD_FAILURE() << "the lines did not end";
+    } catch (NoSuchObject const&) {
+    }
+    ASSERT_EQ(found.size(), expected.size()) << "sought: " << sought;
+    for (std::size_t i = 0; i < found.size(); ++i) {
+      EXPECT_EQ(found[i].index, expected[i]->index) << "sought: " << sought;
+      EXPECT_EQ(Text(found[i]), Text(*expected[i])) << "sought: " << sought;
+      EXPECT_EQ(found[i].range.begin, expected[i]->range.begin) << "sought: " << sought;
+      EXPECT_EQ(found[i].range.end, expected[i]->range.end) << "sought: " << sought;
+    }
+  }
+}
+
+TEST_F(LinesTest, AnIterationGivesTheLinesThatLinesByNumberGive) {
+  // Lines by number read the file refill by refill, from its start; an
+  // iteration reads ahead. Both hand the bytes to the same line buffer.
+  file const object = Make("mixed", MixedText());
+  std::vector<file_line> const lines = AllLines(object);
+  ASSERT_GT(lines.size(), 1000u);
+  for (std::size_t i = 0; i < lines.size(); i += i + 97 < lines.size() ? 97 : 1) {
+    file_line const numbered =
+        NumberedLine(integer{static_cast<long long>(i + 1)}, Of(0), object);
+    EXPECT_EQ(Text(numbered), Text(lines[i])) << "line " << i + 1;
+    EXPECT_EQ(numbered.range.begin, lines[i].range.begin) << "line " << i + 1;
+    EXPECT_EQ(numbered.range.end, lines[i].range.end) << "line " << i + 1;
+  }
+  EXPECT_THROW(NumberedLine(integer{static_cast<long long>(lines.size() + 1)}, Of(0), object),
+               NoSuchObject);
 }
 
 TEST_F(LinesTest, ALongLineComesInPiecesOfTheBufferSize) {
