@@ -141,6 +141,27 @@ bool PlainByte(char c) {
          std::strchr(" -_/:,;=@#%&<>!~'\"", c) != nullptr;
 }
 
+// The end of the bracket expression that starts at `open`: the "]" that
+// closes it, past a "]" first in the list and past classes, equivalence
+// classes and collating symbols. Null when nothing closes it.
+char const* BracketEnd(char const* open) {
+  char const* q = open + 1;
+  if (*q == '^') ++q;
+  if (*q == ']') ++q;
+  while (*q != '\0' && *q != ']') {
+    if (*q == '[' && (q[1] == ':' || q[1] == '.' || q[1] == '=')) {
+      char const close = q[1];
+      q += 2;
+      while (*q != '\0' && !(*q == close && q[1] == ']')) ++q;
+      if (*q == '\0') return nullptr;
+      q += 2;
+      continue;
+    }
+    ++q;
+  }
+  return *q == ']' ? q : nullptr;
+}
+
 // The longest run of plain bytes that every match of an extended pattern
 // holds: plain bytes in a row at the top level of the pattern, outside
 // groups and bracket expressions, less a byte that a "*", "?" or interval
@@ -169,22 +190,9 @@ std::string RequiredLiteral(char const* pattern, int flags) {
     if (c == '[') {
       // A bracket expression, "]" first taken as a member, classes whole.
       end();
-      char const* q = p + 1;
-      if (*q == '^') ++q;
-      if (*q == ']') ++q;
-      while (*q != '\0' && *q != ']') {
-        if (*q == '[' && (q[1] == ':' || q[1] == '.' || q[1] == '=')) {
-          char const close = q[1];
-          q += 2;
-          while (*q != '\0' && !(*q == close && q[1] == ']')) ++q;
-          if (*q == '\0') break;
-          q += 2;
-          continue;
-        }
-        ++q;
-      }
-      if (*q == '\0') break;
-      p = q;
+      char const* const close = BracketEnd(p);
+      if (close == nullptr) break;
+      p = close;
       continue;
     }
     if (c == '(') {
@@ -305,27 +313,6 @@ std::string WrittenOut(AsciiSet const& members) {
   if (hat) written += '^';
   if (dash) written += '-';
   return written + "]";
-}
-
-// The end of the bracket expression that starts at `open`: the "]" that
-// closes it, past a "]" first in the list and past classes, equivalence
-// classes and collating symbols. Null when nothing closes it.
-char const* BracketEnd(char const* open) {
-  char const* q = open + 1;
-  if (*q == '^') ++q;
-  if (*q == ']') ++q;
-  while (*q != '\0' && *q != ']') {
-    if (*q == '[' && (q[1] == ':' || q[1] == '.' || q[1] == '=')) {
-      char const close = q[1];
-      q += 2;
-      while (*q != '\0' && !(*q == close && q[1] == ']')) ++q;
-      if (*q == '\0') return nullptr;
-      q += 2;
-      continue;
-    }
-    ++q;
-  }
-  return *q == ']' ? q : nullptr;
 }
 
 bool IsUtf8CharacterSet() {
