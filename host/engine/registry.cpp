@@ -356,6 +356,9 @@ struct Registry::Record {
   // free one.
   std::size_t order = 0;
   Record* nextFree = nullptr;
+  // The journal's copy of the record's name, which its unregistration
+  // names again.
+  std::string_view name;
   std::variant<std::monostate, TypeEntry, PropertyEntry, CastEntry, OperatorEntry,
                DependencyNodeEntry, CacheEntry>
       entry;
@@ -390,6 +393,7 @@ struct Registry::Indexes {
 namespace {
 constexpr std::size_t kBlockRecords = 256;
 constexpr std::size_t kLoadJournalRoom = 4096;
+constexpr std::size_t kNameChunk = 16384;
 }  // namespace
 
 Registry::Registry() : indexes_(std::make_unique<Indexes>()) {}
@@ -423,28 +427,24 @@ Registry* Registry::Owner(void const* record) {
 }
 
 void Registry::Admit(void* record, unsigned long hostArea, unsigned long expectedArea,
-                     RecordKind kind, std::string const& name) {
-  if (record == nullptr) {
-    throw RegistrationError(std::string("null record for ") + KindName(kind) + " \"" + name + "\"");
-  }
+                     RecordKind kind, std::string_view name) {
+  // The record as a message names it: its kind and its name in quotes.
+  auto const named = [&] { return std::string(KindName(kind)) + " \"" + std::string(name) + "\""; };
+  if (record == nullptr) throw RegistrationError("null record for " + named());
   if (hostArea != expectedArea) {
-    throw RegistrationError(std::string("host area of ") + std::to_string(hostArea) +
-                            " bytes for " + KindName(kind) + " \"" + name + "\", expected " +
-                            std::to_string(expectedArea));
+    throw RegistrationError("host area of " + std::to_string(hostArea) + " bytes for " + named() +
+                            ", expected " + std::to_string(expectedArea));
   }
-  if (Owner(record) != nullptr) {
-    throw RegistrationError(std::string(KindName(kind)) + " \"" + name +
-                            "\" registered twice with one record");
-  }
+  if (Owner(record) != nullptr) throw RegistrationError(named() + " registered twice with one record");
   if (failCountdown_ != 0 && --failCountdown_ == 0) {
-    throw RegistrationError(std::string("registration of ") + KindName(kind) + " \"" + name +
-                            "\" refused for a test");
+    throw RegistrationError("registration of " + named() + " refused for a test");
   }
 }
 
 // Files an admitted record: its sequence, the journal, its place in order.
-Registry::Record& Registry::Insert(void* record, RecordKind kind, std::string const& name) {
-  journal_.push_back({RegistryEvent::kRegistered, kind, record, name});
+Registry::Record& Registry::Insert(void* record, RecordKind kind, std::string_view name) {
+  std::string_view const kept = KeepName(name);
+  journal_.push_back({RegistryEvent::kRegistered, kind, record, kept});
   if (order_.capacity() == order_.size()) order_.reserve(std::max<std::size_t>(64, order_.size() * 2));
   Record* filed = free_;
   if (filed != nullptr) {
@@ -460,6 +460,7 @@ Registry::Record& Registry::Insert(void* record, RecordKind kind, std::string co
   filed->address = record;
   filed->sequence = ++sequence_;
   filed->nextFree = nullptr;
+  filed->name = kept;
   filed->order = order_.size();
   order_.push_back(filed);
   ++live_;
@@ -477,6 +478,21 @@ void Registry::Release(Record& record) {
   // The list of the order is compacted once it is mostly holes, so that
   // its cost stays in proportion to the records that live.
   if (holes_ > 64 && holes_ * 2 > order_.size()) Compact();
+}
+
+std::string_view Registry::KeepName(std::string_view name) {
+  if (name.empty()) return {};
+  if (name.size() > nameRoom_) {
+    std::size_t const size = std::max(kNameChunk, name.size());
+    nameChunks_.push_back(std::make_unique_for_overwrite<char[]>(size));
+    nameNext_ = nameChunks_.back().get();
+    nameRoom_ = size;
+  }
+  char* const kept = nameNext_;
+  std::memcpy(kept, name.data(), name.size());
+  nameNext_ += name.size();
+  nameRoom_ -= name.size();
+  return {kept, name.size()};
 }
 
 void Registry::Compact() {
@@ -567,29 +583,8 @@ void Registry::Remove(RecordKind kind, void* record) noexcept {
       journal_.push_back({RegistryEvent::kUnknownUnregistration, kind, record, ""});
       return;
     }
-    // The entry goes with the record: the journal takes its name over.
-    std::string name;
-    switch (kind) {
-      case RecordKind::kType:
-        name = std::move(found->Type().name);
-        break;
-      case RecordKind::kProperty:
-        name = std::move(std::get_if<PropertyEntry>(&found->entry)->singular);
-        break;
-      case RecordKind::kCast:
-        name = std::move(std::get_if<CastEntry>(&found->entry)->phrase);
-        break;
-      case RecordKind::kOperator:
-        name = "operator " + std::to_string(found->Operator().code);
-        break;
-      case RecordKind::kDependency:
-        name = std::move(std::get_if<DependencyNodeEntry>(&found->entry)->name);
-        break;
-      case RecordKind::kCache:
-        name = "cache";
-        break;
-    }
-    journal_.push_back({RegistryEvent::kUnregistered, kind, record, std::move(name)});
+    // The line names the record as its registration did, with the same copy.
+    journal_.push_back({RegistryEvent::kUnregistered, kind, record, found->name});
     indexes_->fresh &= ~IndexesOf(kind);
     if (kind == RecordKind::kCache) std::erase(caches_, found);
     TypeEntry const* const type = kind == RecordKind::kType ? &found->Type() : nullptr;

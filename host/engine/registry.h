@@ -111,12 +111,13 @@ struct CacheEntry {
 
 enum class RecordKind { kType, kProperty, kCast, kOperator, kDependency, kCache };
 
-// One line of the registry's journal: what happened to which record.
+// One line of the registry's journal: what happened to which record. The
+// name is a view of the registry's own copy, kept as long as the registry.
 struct RegistryEvent {
   enum Action { kRegistered, kUnregistered, kUnknownUnregistration } action;
   RecordKind kind;
   void* record;
-  std::string name;
+  std::string_view name;
 };
 
 // A registration the registry refuses: a bad size argument, a null record, a
@@ -290,14 +291,16 @@ class Registry {
   struct TupleRecord;
   struct Indexes;
   void Admit(void* record, unsigned long hostArea, unsigned long expectedArea, RecordKind kind,
-             std::string const& name);
+             std::string_view name);
   Record* Find(void const* record) const;
-  Record& Insert(void* record, RecordKind kind, std::string const& name);
+  Record& Insert(void* record, RecordKind kind, std::string_view name);
   // Files a new record in the indexes that are built, or marks them for
   // building anew.
   void Filed(Record const& record);
   void Release(Record& record);
   void Compact();
+  // A copy of a name for the journal, in the registry's chunks of names.
+  std::string_view KeepName(std::string_view name);
   // The indexes, those of `wanted` (a set of bits) built first if a change
   // left them out of date.
   Indexes& Fresh(unsigned wanted) const;
@@ -319,6 +322,11 @@ class Registry {
   std::size_t live_ = 0;
   unsigned long long sequence_ = 0;
   std::vector<RegistryEvent> journal_;
+  // The names the journal views, one after another in chunks that never
+  // move: a name costs a copy, not an allocation of its own.
+  std::vector<std::unique_ptr<char[]>> nameChunks_;
+  char* nameNext_ = nullptr;
+  std::size_t nameRoom_ = 0;
   std::size_t failCountdown_ = 0;
   // Caches in order of registration, cleared before every evaluation.
   std::vector<Record*> caches_;

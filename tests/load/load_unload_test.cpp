@@ -34,7 +34,7 @@ struct Entry {
 
 std::vector<Entry> EntriesOf(std::vector<RegistryEvent> const& events) {
   std::vector<Entry> entries;
-  for (RegistryEvent const& event : events) entries.push_back(Entry{event.kind, event.name});
+  for (RegistryEvent const& event : events) entries.push_back(Entry{event.kind, std::string(event.name)});
   return entries;
 }
 

@@ -102,7 +102,7 @@ std::ostream& operator<<(std::ostream& out, Line const& line) {
 std::vector<Line> LinesOf(Registry const& registry) {
   std::vector<Line> lines;
   for (RegistryEvent const& event : registry.Journal()) {
-    lines.push_back(Line{event.action, event.kind, event.name});
+    lines.push_back(Line{event.action, event.kind, std::string(event.name)});
   }
   return lines;
 }

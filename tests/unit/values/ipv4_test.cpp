@@ -272,7 +272,7 @@ TEST_F(Ipv4Test, RegistersTheTypeTextFormLookupGroupAndStringRelationsInOrder) {
   ASSERT_NE(journal.end(), start);
   std::vector<std::string> lines;
   for (auto event = start; event != journal.end() && lines.size() < 18; ++event) {
-    if (event->action == RegistryEvent::kRegistered) lines.push_back(event->name);
+    if (event->action == RegistryEvent::kRegistered) lines.emplace_back(event->name);
   }
   EXPECT_EQ((std::vector<std::string>{"ipv4 address", "string", "ipv4 address", "operator 6",
                                       "operator 7", "operator 8", "ipv4 address with multiplicity",

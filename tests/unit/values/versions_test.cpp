@@ -526,7 +526,7 @@ TEST_F(VersionsTest, RegistersTypesLookupsCastsGroupAndRelationsInOrder) {
   ASSERT_NE(journal.end(), start);
   std::vector<std::string> lines;
   for (auto event = start; event != journal.end() && lines.size() < 31; ++event) {
-    if (event->action == RegistryEvent::kRegistered) lines.push_back(event->name);
+    if (event->action == RegistryEvent::kRegistered) lines.emplace_back(event->name);
   }
   std::vector<std::string> expected{"version",
                                     "version",
