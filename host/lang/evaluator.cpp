@@ -217,8 +217,23 @@ class FilterStream final : public Stream {
     }
     return false;
   }
+  // Only whether a value passes is wanted: the source lends each value to
+  // the test and keeps none of them.
+  bool Skip() override {
+    host::ValueTest const test{&Keep, &keep_};
+    while (true) {
+      bool passed = false;
+      if (!source_->Skip(test, passed)) return false;
+      if (passed) return true;
+      host::CheckInterruption();
+    }
+  }
 
  private:
+  static bool Keep(void const* keep, Value const& value) {
+    return (*static_cast<std::function<bool(Value const&)> const*>(keep))(value);
+  }
+
   std::unique_ptr<Stream> source_;
   std::function<bool(Value const&)> keep_;
 };
