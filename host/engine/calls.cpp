@@ -271,9 +271,12 @@ class IteratedStream final : public Stream {
   // The tested value goes, and the arena memory its step asked for with it,
   // unless the test kept the value.
   void Drop(Evaluation* evaluation, ArenaMark const& before, ArenaMark const& made) {
-    if (tested_->Drop(index_, object_, state_, before, made) && evaluation != nullptr) {
-      evaluation->GetArena().Release(before, made);
+    if (!tested_->Sole()) {
+      tested_->LetGo(index_, object_, state_, before, made);
+      return;
     }
+    tested_->Destroy();
+    if (evaluation != nullptr) evaluation->GetArena().Release(before, made);
   }
   // Raw memory of the result type's size, aligned for any scalar, made on
   // first use.

@@ -198,15 +198,16 @@ Value const& ReusedValueBlock::Finish() {
   return held_;
 }
 
-bool ReusedValueBlock::Drop(Value const& index, Value const& object,
-                            std::shared_ptr<void> const& owner, ArenaMark const& from,
-                            ArenaMark const& to) {
+void ReusedValueBlock::Destroy() noexcept {
   auto* const block = static_cast<ValueBlock*>(held_.block_);
-  if (block->references == 1) {
-    DestroyValue(block);
-    block->constructed = false;
-    return true;
-  }
+  DestroyValue(block);
+  block->constructed = false;
+}
+
+void ReusedValueBlock::LetGo(Value const& index, Value const& object,
+                             std::shared_ptr<void> owner, ArenaMark const& from,
+                             ArenaMark const& to) {
+  auto* const block = static_cast<ValueBlock*>(held_.block_);
   // Kept by a consumer: what ValueBuilder's DependOn, KeepAlive and
   // OwnArenaRegion would record, in the same order. The block's operands
   // and owner are empty, since it only ever held values passed over.
@@ -214,13 +215,12 @@ bool ReusedValueBlock::Drop(Value const& index, Value const& object,
   for (Value const* given : {&index, &object}) {
     if (!given->Empty()) *operand++ = *given;
   }
-  block->keepAlive = owner;
+  block->keepAlive = std::move(owner);
   if (from.stamp == to.stamp && from.chunks == to.chunks && from.used < to.used) {
     block->region = from;
     block->regionEnd = to.used;
   }
   held_ = Value();
-  return false;
 }
 
 Value Value::MakeString(TypeEntry const* stringType, std::string_view bytes) {

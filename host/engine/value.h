@@ -137,13 +137,16 @@ class ReusedValueBlock {
   // The slot now holds a constructed value: a handle to it, good until
   // `Drop`.
   Value const& Finish();
-  // Destroys the value when no handle but this one holds it, and returns
-  // true: the arena memory between `from` and `to` is then the caller's to
-  // give back. Otherwise the value keeps `index`, `object` and `owner` alive
-  // and owns that arena memory, as a value from ValueBuilder would, and this
-  // block lets go of it.
-  bool Drop(Value const& index, Value const& object, std::shared_ptr<void> const& owner,
-            ArenaMark const& from, ArenaMark const& to);
+  // Whether no handle but this one holds the value.
+  bool Sole() const { return held_.block_->references == 1; }
+  // Destroys the value, which only this handle holds; the block stays for
+  // the next.
+  void Destroy() noexcept;
+  // The value is held elsewhere too: it keeps `index`, `object` and `owner`
+  // alive and owns the arena memory between `from` and `to`, as a value
+  // from ValueBuilder would, and this block lets go of it.
+  void LetGo(Value const& index, Value const& object, std::shared_ptr<void> owner,
+             ArenaMark const& from, ArenaMark const& to);
 
  private:
   TypeEntry const* type_;
