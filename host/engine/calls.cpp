@@ -204,6 +204,39 @@ class IteratedStream final : public Stream {
   // given back: what `Next` and `Value::GiveBack` would do, without a value
   // block, its operands and its hold on the state. The first step goes the
   // way of `Next`, since it may set up memory that the iterator keeps.
+  // A later step's value is made in the block the stream keeps for values
+  // that are tested and passed over, and destroyed there after the test,
+  // unless the test kept it: then it is a value like those `Next` makes.
+  bool Skip(ValueTest test, bool& passed) override {
+    if (!started_) return Stream::Skip(test, passed);
+    if (finished_) return false;
+    CheckInterruption();
+    Evaluation* const evaluation = Evaluation::Current();
+    ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
+    if (!tested_) tested_ = std::make_unique<ReusedValueBlock>(property_.result);
+    void* const slot = tested_->Slot();
+    PropertyEntry const& entry = *property_.entry;
+    bool produced = false;
+    bool const answered = Guard(What(), [&] {
+      produced =
+          entry.next(slot, index_.Data(), object_.Data(), state_->Memory(), entry.context) != 0;
+    });
+    if (!answered || !produced) {
+      Finish();
+      return false;
+    }
+    ArenaMark const made = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
+    Value const& value = tested_->Finish();
+    try {
+      passed = test(value);
+    } catch (...) {
+      Drop(evaluation, before, made);
+      throw;
+    }
+    Drop(evaluation, before, made);
+    return true;
+  }
+
   bool Skip() override {
     if (!started_) return Stream::Skip();
     if (finished_) return false;
@@ -235,6 +268,16 @@ class IteratedStream final : public Stream {
     finished_ = true;
     state_.reset();
   }
+  // The tested value goes, and the arena memory its step asked for with it,
+  // unless the test kept the value.
+  void Drop(Evaluation* evaluation, ArenaMark const& before, ArenaMark const& made) {
+    if (!tested_->Sole()) {
+      tested_->LetGo(index_, object_, state_, before, made);
+      return;
+    }
+    tested_->Destroy();
+    if (evaluation != nullptr) evaluation->GetArena().Release(before, made);
+  }
   // Raw memory of the result type's size, aligned for any scalar, made on
   // first use.
   void* Scratch() {
@@ -255,6 +298,7 @@ class IteratedStream final : public Stream {
   Value object_;
   std::shared_ptr<State> state_;
   void* scratch_ = nullptr;
+  std::unique_ptr<ReusedValueBlock> tested_;
   bool started_ = false;
   bool finished_ = false;
 };

@@ -43,6 +43,14 @@ inline void CheckInterruption() {
   if (evaluation != nullptr && evaluation->InterruptionDue()) CheckInterruptionNow(*evaluation);
 }
 
+// A test of a value, called through one plain pointer: the filter a
+// stream's values are tested against when they are only counted.
+struct ValueTest {
+  bool (*call)(void const* context, Value const& value);
+  void const* context;
+  bool operator()(Value const& value) const { return call(context, value); }
+};
+
 // A stream of values, pulled one at a time.
 class Stream {
  public:
@@ -57,6 +65,17 @@ class Stream {
   virtual bool Skip() {
     Value value;
     if (!Next(value)) return false;
+    value.GiveBack();
+    return true;
+  }
+  // Moves past the next value as `Skip` does, after `test` has seen it;
+  // `passed` gets the test's answer. The value is lent to the test for the
+  // call alone: a stream may make it where it made the one before. False at
+  // the end of the stream.
+  virtual bool Skip(ValueTest test, bool& passed) {
+    Value value;
+    if (!Next(value)) return false;
+    passed = test(value);
     value.GiveBack();
     return true;
   }

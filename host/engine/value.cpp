@@ -185,6 +185,44 @@ Value ValueBuilder::Finish() {
   return Value(static_cast<detail::ValueHead*>(std::exchange(block_, nullptr)));
 }
 
+void* ReusedValueBlock::Slot() {
+  if (held_.Empty()) {
+    ValueBuilder builder(type_);
+    held_ = Value(static_cast<detail::ValueHead*>(std::exchange(builder.block_, nullptr)));
+  }
+  return static_cast<ValueBlock*>(held_.block_)->Bytes();
+}
+
+Value const& ReusedValueBlock::Finish() {
+  static_cast<ValueBlock*>(held_.block_)->constructed = true;
+  return held_;
+}
+
+void ReusedValueBlock::Destroy() noexcept {
+  auto* const block = static_cast<ValueBlock*>(held_.block_);
+  DestroyValue(block);
+  block->constructed = false;
+}
+
+void ReusedValueBlock::LetGo(Value const& index, Value const& object,
+                             std::shared_ptr<void> owner, ArenaMark const& from,
+                             ArenaMark const& to) {
+  auto* const block = static_cast<ValueBlock*>(held_.block_);
+  // Kept by a consumer: what ValueBuilder's DependOn, KeepAlive and
+  // OwnArenaRegion would record, in the same order. The block's operands
+  // and owner are empty, since it only ever held values passed over.
+  Value* operand = block->operands;
+  for (Value const* given : {&index, &object}) {
+    if (!given->Empty()) *operand++ = *given;
+  }
+  block->keepAlive = std::move(owner);
+  if (from.stamp == to.stamp && from.chunks == to.chunks && from.used < to.used) {
+    block->region = from;
+    block->regionEnd = to.used;
+  }
+  held_ = Value();
+}
+
 Value Value::MakeString(TypeEntry const* stringType, std::string_view bytes) {
   ValueBuilder builder(stringType, bytes.size());
   unsigned char* const copy = builder.Extra();

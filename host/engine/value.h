@@ -81,6 +81,7 @@ class Value {
 
  private:
   friend class ValueBuilder;
+  friend class ReusedValueBlock;
   friend void detail::GiveBack(detail::ValueHead* head) noexcept;
   explicit Value(detail::ValueHead* block) : block_(block) {}
   detail::ValueHead* block_ = nullptr;
@@ -114,7 +115,42 @@ class ValueBuilder {
 
  private:
   friend class Value;
+  friend class ReusedValueBlock;
   detail::ValueBlock* block_;
+};
+
+// One block in which a stream makes its values one after another, for a
+// consumer that looks at each and keeps none (a filter whose results are
+// only counted): the block is made once, and each value is destroyed in it
+// before the next is made. A value that is still held when it is dropped is
+// left to its holders as a value of its own, with what a value from
+// ValueBuilder would own, and the next value gets a new block.
+class ReusedValueBlock {
+ public:
+  explicit ReusedValueBlock(TypeEntry const* type) : type_(type) {}
+  ReusedValueBlock(ReusedValueBlock const&) = delete;
+  ReusedValueBlock& operator=(ReusedValueBlock const&) = delete;
+
+  // Raw memory of the type's size for the next value, aligned for any
+  // scalar.
+  void* Slot();
+  // The slot now holds a constructed value: a handle to it, good until
+  // `Drop`.
+  Value const& Finish();
+  // Whether no handle but this one holds the value.
+  bool Sole() const { return held_.block_->references == 1; }
+  // Destroys the value, which only this handle holds; the block stays for
+  // the next.
+  void Destroy() noexcept;
+  // The value is held elsewhere too: it keeps `index`, `object` and `owner`
+  // alive and owns the arena memory between `from` and `to`, as a value
+  // from ValueBuilder would, and this block lets go of it.
+  void LetGo(Value const& index, Value const& object, std::shared_ptr<void> owner,
+             ArenaMark const& from, ArenaMark const& to);
+
+ private:
+  TypeEntry const* type_;
+  Value held_;
 };
 
 // Gives the blocks that this thread keeps for reuse back to the allocator;

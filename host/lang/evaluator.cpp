@@ -217,8 +217,23 @@ class FilterStream final : public Stream {
     }
     return false;
   }
+  // Only whether a value passes is wanted: the source lends each value to
+  // the test and keeps none of them.
+  bool Skip() override {
+    host::ValueTest const test{&Keep, &keep_};
+    while (true) {
+      bool passed = false;
+      if (!source_->Skip(test, passed)) return false;
+      if (passed) return true;
+      host::CheckInterruption();
+    }
+  }
 
  private:
+  static bool Keep(void const* keep, Value const& value) {
+    return (*static_cast<std::function<bool(Value const&)> const*>(keep))(value);
+  }
+
   std::unique_ptr<Stream> source_;
   std::function<bool(Value const&)> keep_;
 };
@@ -672,17 +687,29 @@ bool Evaluator::Truth(Step& step, Value const& it) {
   // A relation that reads `it` is evaluated afresh for every value a
   // filter tests; its answer is read here and kept nowhere, so it is not
   // made into a value.
+  // Operands at hand are read where they lie, without a handle of their
+  // own; the others are evaluated, left before right.
   if (step.node.kind == NodeKind::kRelation && !step.foldable) {
-    Value left = One(*step.left, it);
-    Value right = One(*step.right, it);
+    Value leftMade;
+    Value const* left = AtHand(*step.left, it);
+    if (left == nullptr) {
+      leftMade = One(*step.left, it);
+      left = &leftMade;
+    }
+    Value rightMade;
+    Value const* right = AtHand(*step.right, it);
+    if (right == nullptr) {
+      rightMade = One(*step.right, it);
+      right = &rightMade;
+    }
     if (step.node.swapped) std::swap(left, right);
-    Step::Operator const& resolved = OperatorFor(host_.GetRegistry(), step, left, right);
+    Step::Operator const& resolved = OperatorFor(host_.GetRegistry(), step, *left, *right);
     if (resolved.result == host_.BooleanType()) {
       if (!resolved.steady) NoteVarying();
       host::OperatorEntry const& op = *resolved.op;
       TypeEntry const* const result = resolved.result;
       unsigned char const answer =
-          At(step.node, [&] { return host::CallOperatorForBoolean(op, result, left, right); });
+          At(step.node, [&] { return host::CallOperatorForBoolean(op, result, *left, *right); });
       return step.node.negated ? answer != 1 : answer == 1;
     }
   }
@@ -706,6 +733,20 @@ Value Evaluator::One(Step& step, Value const& it) {
   Value value = Unfolded(step, it);
   if (varying_ == varying) step.folded = value;
   return value;
+}
+
+Value const* Evaluator::AtHand(Step& step, Value const& it) {
+  if (step.foldable) return step.folded.Empty() ? nullptr : &step.folded;
+  switch (step.node.kind) {
+    case NodeKind::kString:
+    case NodeKind::kInteger:
+    case NodeKind::kBoolean:
+      return step.literal.Empty() ? nullptr : &step.literal;
+    case NodeKind::kIt:
+      return it.Empty() ? nullptr : &it;
+    default:
+      return nullptr;
+  }
 }
 
 Value Evaluator::Unfolded(Step& step, Value const& it) {

@@ -59,6 +59,10 @@ class Evaluator {
   // Exactly one value of a step: "no value" or "more than one value" else.
   host::Value One(Step& step, host::Value const& it);
   host::Value Unfolded(Step& step, host::Value const& it);
+  // The value of a step when it is already at hand (`it`, a literal, a kept
+  // value) and `One` would only copy its handle; null when it must be
+  // evaluated.
+  host::Value const* AtHand(Step& step, host::Value const& it);
   // The same over a stream already opened on the step.
   host::Value One(Step& step, host::Value const& it, std::unique_ptr<host::Stream> stream);
   bool Truth(Step& step, host::Value const& it);

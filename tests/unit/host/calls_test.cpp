@@ -766,3 +766,104 @@ TEST_F(CallsTest, KeptIteratedValuesKeepTheirArenaMemory) {
   kept.erase(kept.begin() + 1, kept.end() - 1);
   EXPECT_EQ(last.As<surveyor_string>().data[0], 200);
 }
+
+// ---------------------------------------------------------------------------
+// Values lent to a test and passed over: each is seen whole by the test, and
+// what the test does not keep goes, with its arena memory; what it keeps
+// stays whole, with the state and memory it points into.
+
+namespace {
+
+// Counts the chunks whose bytes are even, checking that each is whole.
+struct EvenChunks {
+  int seen = 0;
+  int broken = 0;
+  std::size_t highest = 0;
+  Evaluation* evaluation = nullptr;
+  static bool Test(void const* context, Value const& value) {
+    auto* const self = const_cast<EvenChunks*>(static_cast<EvenChunks const*>(context));
+    ++self->seen;
+    surveyor_string const& text = value.As<surveyor_string>();
+    if (text.data[0] != (self->seen & 0xFF) || text.data[text.length - 1] != (self->seen & 0xFF)) {
+      ++self->broken;
+    }
+    self->highest = std::max(self->highest, self->evaluation->GetArena().BytesInUse());
+    return self->seen % 2 == 0;
+  }
+};
+
+// Keeps every third value it is shown.
+struct KeepingTest {
+  std::vector<Value> kept;
+  int seen = 0;
+  static bool Test(void const* context, Value const& value) {
+    auto* const self = const_cast<KeepingTest*>(static_cast<KeepingTest const*>(context));
+    if (++self->seen % 3 == 0) self->kept.push_back(value);
+    return true;
+  }
+};
+
+}  // namespace
+
+TEST_F(CallsTest, TestedValuesAreSeenWholeAndTheirArenaMemoryGoesBack) {
+  StringsOfWorld chunks("chunks");
+  auto stream = Ask("chunks");
+  EvenChunks even;
+  even.evaluation = evaluation.get();
+  survey::host::ValueTest const test{&EvenChunks::Test, &even};
+  int steps = 0;
+  int passed = 0;
+  bool answer = false;
+  while (stream->Skip(test, answer)) {
+    ++steps;
+    if (answer) ++passed;
+  }
+  EXPECT_EQ(200, steps);
+  EXPECT_EQ(200, even.seen);
+  EXPECT_EQ(100, passed);
+  EXPECT_EQ(0, even.broken);
+  // Two values at most stand at once: far below 200 of 64 KiB.
+  EXPECT_LT(even.highest, 4u * 64 * 1024);
+}
+
+TEST_F(CallsTest, TestedValuesThatTheTestKeepsStayWhole) {
+  StringsOfWorld chunks("chunks");
+  auto stream = Ask("chunks");
+  KeepingTest keeping;
+  survey::host::ValueTest const test{&KeepingTest::Test, &keeping};
+  bool answer = false;
+  int steps = 0;
+  while (stream->Skip(test, answer)) ++steps;
+  stream.reset();
+  EXPECT_EQ(200, steps);
+  ASSERT_EQ(66u, keeping.kept.size());
+  // The k-th kept value is the chunk of step 3k; a later value made in the
+  // same place would have overwritten its bytes.
+  for (std::size_t k = 0; k < keeping.kept.size(); ++k) {
+    surveyor_string const& text = keeping.kept[k].As<surveyor_string>();
+    int const number = static_cast<int>((k + 1) * 3) & 0xFF;
+    ASSERT_EQ(number, text.data[0]) << k;
+    ASSERT_EQ(number, text.data[text.length - 1]) << k;
+  }
+  EXPECT_GE(evaluation->GetArena().BytesInUse(), 66u * 64 * 1024);
+}
+
+TEST_F(CallsTest, ATestedValueThatTheTestKeepsKeepsTheIteratorStateAlive) {
+  IteratedOfWorld<Ticker> tick("tick", "ticks", "integer");
+  ticks = Lifetimes();
+  auto stream = Ask("ticks");
+  KeepingTest keeping;
+  survey::host::ValueTest const test{&KeepingTest::Test, &keeping};
+  bool answer = false;
+  int steps = 0;
+  while (stream->Skip(test, answer)) ++steps;
+  EXPECT_EQ(5, steps);
+  ASSERT_EQ(1u, keeping.kept.size());
+  EXPECT_EQ(3, keeping.kept[0].As<integer>().value);
+  stream.reset();
+  // The state goes with the last value that holds it.
+  EXPECT_EQ(0, ticks.destroyed);
+  keeping.kept.clear();
+  EXPECT_EQ(1, ticks.constructed);
+  EXPECT_EQ(1, ticks.destroyed);
+}
