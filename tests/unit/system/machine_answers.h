@@ -108,7 +108,7 @@ inline std::vector<RegisteredRow> RegisteredFrom(std::string const& firstType, s
     started = true;
     if (rows.size() == count) break;
     EXPECT_EQ(host::RegistryEvent::kRegistered, event.action);
-    RegisteredRow row{event.kind, event.name, "", "", "", "", nullptr};
+    RegisteredRow row{event.kind, std::string(event.name), "", "", "", "", nullptr};
     if (event.kind == host::RecordKind::kProperty) {
       for (host::PropertyEntry const* entry : registry.Properties()) {
         if (entry->record != event.record) continue;

@@ -646,7 +646,7 @@ TEST(NetworkRegistrationTest, RegistersTheTableInOrderWithTheCacheLast) {
   ASSERT_NE(journal.end(), start);
   std::vector<std::string> lines;
   for (auto event = start; event != journal.end() && lines.size() < 22; ++event) {
-    if (event->action == RegistryEvent::kRegistered) lines.push_back(event->name);
+    if (event->action == RegistryEvent::kRegistered) lines.emplace_back(event->name);
   }
   EXPECT_EQ((std::vector<std::string>{"network",
                                       "network interface",

@@ -1060,7 +1060,7 @@ TEST(ProcessesRegistrationTest, RegistersInTableOrder) {
   Registry const& registry = Registry::Default();
   std::vector<RegistryEvent> const unit = ProcessUnitEvents(registry);
   std::vector<std::string> names;
-  for (RegistryEvent const& event : unit) names.push_back(event.name);
+  for (RegistryEvent const& event : unit) names.emplace_back(event.name);
   EXPECT_EQ(
       (std::vector<std::string>{"process", "process", "process", "process", "name", "pid", "id",
                                 "process id", "running application", "running application",
