@@ -214,17 +214,7 @@ class IteratedStream final : public Stream {
     Evaluation* const evaluation = Evaluation::Current();
     ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
     if (!tested_) tested_ = std::make_unique<ReusedValueBlock>(property_.result);
-    void* const slot = tested_->Slot();
-    PropertyEntry const& entry = *property_.entry;
-    bool produced = false;
-    bool const answered = Guard(What(), [&] {
-      produced =
-          entry.next(slot, index_.Data(), object_.Data(), state_->Memory(), entry.context) != 0;
-    });
-    if (!answered || !produced) {
-      Finish();
-      return false;
-    }
+    if (!StepInto(tested_->Slot())) return false;
     ArenaMark const made = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
     Value const& value = tested_->Finish();
     try {
@@ -244,16 +234,7 @@ class IteratedStream final : public Stream {
     Evaluation* const evaluation = Evaluation::Current();
     ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
     void* const slot = Scratch();
-    PropertyEntry const& entry = *property_.entry;
-    bool produced = false;
-    bool const answered = Guard(What(), [&] {
-      produced =
-          entry.next(slot, index_.Data(), object_.Data(), state_->Memory(), entry.context) != 0;
-    });
-    if (!answered || !produced) {
-      Finish();
-      return false;
-    }
+    if (!StepInto(slot)) return false;
     TypeEntry const* const type = property_.result;
     if (type != nullptr && type->destroy != nullptr) type->destroy(slot);
     if (evaluation != nullptr) {
@@ -267,6 +248,19 @@ class IteratedStream final : public Stream {
   void Finish() {
     finished_ = true;
     state_.reset();
+  }
+  // A later step of the iterator, its value made in `slot`; false, and the
+  // stream finished, when the iterator has no more or its call failed.
+  bool StepInto(void* slot) {
+    PropertyEntry const& entry = *property_.entry;
+    bool produced = false;
+    bool const answered = Guard(What(), [&] {
+      produced =
+          entry.next(slot, index_.Data(), object_.Data(), state_->Memory(), entry.context) != 0;
+    });
+    if (answered && produced) return true;
+    Finish();
+    return false;
   }
   // The tested value goes, and the arena memory its step asked for with it,
   // unless the test kept the value.
