@@ -101,21 +101,10 @@ struct StartingWith {
   bool operator()(surveyor_string const& text) const { return StartsWith(text, prefix).value; }
 };
 
-// Where the string first occurs in the bytes, or their end. The candidates
-// are found by their first byte, with the C library's memchr, which is fast
-// over the short distances between the lines that hold a word.
+// Where the string first occurs in the bytes, or their end.
 unsigned char const* FirstOccurrence(ConstData bytes, surveyor_string const& sought) {
-  unsigned long const length = sought.length;
-  if (length == 0) return bytes.begin;
-  unsigned char const* at = bytes.begin;
-  while (static_cast<unsigned long>(bytes.end - at) >= length) {
-    auto const* const candidate = static_cast<unsigned char const*>(
-        std::memchr(at, sought.data[0], static_cast<unsigned long>(bytes.end - at) - length + 1));
-    if (candidate == nullptr) break;
-    if (std::memcmp(candidate + 1, sought.data + 1, length - 1) == 0) return candidate;
-    at = candidate + 1;
-  }
-  return bytes.end;
+  unsigned char const* const found = FindBytes(bytes, ConstData(sought));
+  return found != nullptr ? found : bytes.end;
 }
 
 }  // namespace

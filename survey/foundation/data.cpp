@@ -1,5 +1,7 @@
 #include "survey/foundation/data.h"
 
+#include <string.h>  // memmem
+
 #include <cstring>
 #include <functional>
 
@@ -118,4 +120,22 @@ Buffer& operator<<(Buffer& output, ConstBuffer& input) {
 Buffer& operator<<(Buffer& output, ConstData source) {
   output.current = (output.Remainder() << source).begin;
   return output;
+}
+
+unsigned char const* FindBytes(ConstData bytes, ConstData sought) {
+  constexpr int kPlacesBeforeMemmem = 8;
+  unsigned long const size = sought.Length();
+  if (size == 0) return bytes.begin;
+  unsigned char const* at = bytes.begin;
+  for (int place = 0; place < kPlacesBeforeMemmem; ++place) {
+    if (static_cast<unsigned long>(bytes.end - at) < size) return nullptr;
+    auto const* const found = static_cast<unsigned char const*>(
+        std::memchr(at, sought.begin[0], static_cast<unsigned long>(bytes.end - at) - size + 1));
+    if (found == nullptr) return nullptr;
+    if (std::memcmp(found + 1, sought.begin + 1, size - 1) == 0) return found;
+    at = found + 1;
+  }
+  if (static_cast<unsigned long>(bytes.end - at) < size) return nullptr;
+  return static_cast<unsigned char const*>(
+      memmem(at, static_cast<unsigned long>(bytes.end - at), sought.begin, size));
 }

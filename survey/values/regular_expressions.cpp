@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "survey/foundation/ascii.h"
+#include "survey/foundation/data.h"
 #include "survey/frame/stream_end.h"
 #include "survey/frame/table.h"
 
@@ -111,26 +112,10 @@ ProgramFacts const* FactsOf(re_pattern_buffer const& pattern) {
   return facts;
 }
 
-// Whether the bytes hold the literal. memchr finds each place of its first
-// byte, and the rest is compared there: on texts of the length of a line
-// this costs a fraction of memmem, whose set-up alone is dearer. After a few
-// places that do not match, memmem takes over from the last one, so that a
-// text full of the first byte costs no more than memmem would.
+// Whether the bytes hold the literal.
 bool HoldsLiteral(char const* from, char const* to, std::string const& literal) {
-  constexpr int kPlacesBeforeMemmem = 8;
-  std::size_t const size = literal.size();
-  if (size == 0) return true;
-  char const* at = from;
-  for (int place = 0; place < kPlacesBeforeMemmem; ++place) {
-    if (static_cast<std::size_t>(to - at) < size) return false;
-    auto const* found = static_cast<char const*>(
-        std::memchr(at, literal[0], static_cast<std::size_t>(to - at) - size + 1));
-    if (found == nullptr) return false;
-    if (std::memcmp(found + 1, literal.data() + 1, size - 1) == 0) return true;
-    at = found + 1;
-  }
-  if (static_cast<std::size_t>(to - at) < size) return false;
-  return memmem(at, static_cast<std::size_t>(to - at), literal.data(), size) != nullptr;
+  return FindBytes(ConstData(from, static_cast<unsigned long>(to - from)),
+                   ConstData(literal.data(), literal.size())) != nullptr;
 }
 
 // A byte that stands for itself in an extended pattern, wherever it is
