@@ -59,7 +59,7 @@ bool DatedLockHolds(long long value) {
   if (record->apparentServerTime != 0) {
     return static_cast<long long>(record->apparentServerTime) < value;
   }
-  long long const now = static_cast<long long>(std::time(nullptr));
+  long long const now = ClockSeconds();
   return value / 1000000 > now;
 }
 

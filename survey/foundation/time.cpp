@@ -206,8 +206,14 @@ long TimeOfDay::operator-(TimeOfDay const& other) const {
 // ---------------------------------------------------------------------------
 // TimeZone, TimeObject, Instant.
 
+long long ClockSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return static_cast<long long>(now.tv_sec);
+}
+
 TimeZone TimeZone::Local() {
-  time_t const now = ::time(nullptr);
+  time_t const now = static_cast<time_t>(ClockSeconds());
   tm local{};
   if (localtime_r(&now, &local) == nullptr) return TimeZone();
   return TimeZone(static_cast<std::int32_t>(local.tm_gmtoff));
@@ -285,7 +291,7 @@ Instant::Instant(TimeObject const& time)
                    static_cast<long long>(time.zone.offset) * kMicrosecondsPerSecond) {}
 
 Instant Instant::Now() {
-  time_t const now = ::time(nullptr);
+  time_t const now = static_cast<time_t>(ClockSeconds());
   tm local{};
   localtime_r(&now, &local);
   TimeObject reading(DateRecord(static_cast<std::uint32_t>(local.tm_mday),

@@ -215,6 +215,11 @@ class Instant {
 // The date of now in the zone.
 DateRecord Today(TimeZone const& zone);
 
+// The wall clock's whole seconds since 1970, as `date +%s` reads them. The
+// C library's time() may lag the clock by up to a tick just after a second
+// begins, so everything that tells the time reads it here.
+long long ClockSeconds();
+
 // Microseconds of the wall clock since the first call in the process.
 class TimeMark {
  public:

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "survey/foundation/time.h"
 #include "survey/frame/contexts.h"
 #include "survey/frame/table.h"
 
@@ -269,7 +270,7 @@ long long BootSecondsSince1970() {
     result = boot->ut_tv.tv_sec;
   } else {
     // No boot record: the earliest time of any entry stands in for it.
-    long long limit = static_cast<long long>(std::time(nullptr));
+    long long limit = ClockSeconds();
     setutent();
     while (struct utmp const* const entry = getutent()) {
       long long const when = entry->ut_tv.tv_sec;
