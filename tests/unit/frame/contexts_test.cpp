@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -527,6 +528,42 @@ TEST_F(ContextsTest, YieldWithANullFirstSlotDoesNothing) {
   Within(&context, [&] { YieldTimeSlice(); });
   EXPECT_EQ(0, yields);
   EXPECT_EQ(0, trickles);
+}
+
+// A context whose yield interface lies elsewhere in the object than in a
+// `FullContext`, with a slot of its own.
+int otherTrickles = 0;
+void OtherTrickles(SurveyorContext*) { ++otherTrickles; }
+struct YieldFirstContext : SurveyorContext, SurveyorYieldContext, SurveyorNudgeContext {};
+
+TEST_F(ContextsTest, EachContextAtOneAddressIsAnsweredByItsOwnClass) {
+  // Contexts of three classes, one after the other in the same storage, so
+  // that only the class tells them apart.
+  otherTrickles = 0;
+  alignas(FullContext) alignas(YieldFirstContext) unsigned char storage[sizeof(FullContext) +
+                                                                         sizeof(YieldFirstContext)];
+  auto* const full = new (storage) FullContext;
+  full->Trickle = &Trickles;
+  Within(full, [&] { Trickle(); });
+  full->~FullContext();
+  auto* const bare = new (storage) BareContext;
+  Within(bare, [&] { Trickle(); });
+  bare->~BareContext();
+  auto* const other = new (storage) YieldFirstContext;
+  other->Trickle = &OtherTrickles;
+  Within(other, [&] {
+    Trickle();
+    Trickle();
+  });
+  ASSERT_EQ(static_cast<void*>(static_cast<SurveyorContext*>(other)),
+            static_cast<void*>(static_cast<SurveyorContext*>(full)));
+  other->~YieldFirstContext();
+  auto* const again = new (storage) FullContext;
+  again->Trickle = &Trickles;
+  Within(again, [&] { Trickle(); });
+  again->~FullContext();
+  EXPECT_EQ(2, trickles);
+  EXPECT_EQ(2, otherTrickles);
 }
 
 TEST_F(ContextsTest, YieldAndTrickleCallTheirSlotWithTheContext) {
