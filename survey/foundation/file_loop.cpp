@@ -1,5 +1,7 @@
 #include "survey/foundation/file_loop.h"
 
+#include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -83,35 +85,67 @@ void FreeEntries(dirent** list, int count) {
 
 // Reads `folder` into `*kept`, the entries that the selector keeps and whose
 // names match `pattern`, in `alphasort` order, and gives their number. A
-// folder that cannot be read gives 0 and no list.
+// folder that cannot be read, or whose reading fails part way, gives 0 and
+// no list, as does running out of memory for the list.
+//
+// Each name is tested as it is read and only the kept entries are copied: a
+// wildcard that keeps a few names of a folder of thousands copies and sorts
+// those few.
 int ScanFolder(char const* folder, DirectorySelector selector, char const* pattern,
                dirent*** kept) {
   *kept = nullptr;
-  dirent** list = nullptr;
-  // The entries are sorted after the pattern has chosen them, not before:
-  // the order of the kept ones is the same, and a wildcard that keeps a few
-  // names of a folder of thousands does not pay for sorting them all.
-  int const total = scandir(folder, &list, selector, nullptr);
-  if (total < 0 || list == nullptr) return 0;
-  // The kept entries move to the front of the list, the others are freed.
-  int matching = 0;
-  for (int i = 0; i < total; ++i) {
-    if (Match(list[i]->d_name, pattern))
-      list[matching++] = list[i];
-    else
-      std::free(list[i]);
+  DIR* const directory = opendir(folder);
+  if (directory == nullptr) return 0;
+  struct Scan {
+    DIR* directory;
+    std::vector<dirent*> entries;
+    ~Scan() {
+      for (dirent* entry : entries) std::free(entry);
+      closedir(directory);
+    }
+  } scan{directory, {}};
+  int const savedError = errno;
+  bool failed = false;
+  for (;;) {
+    // The end of the folder leaves errno as it was, a failed reading sets it.
+    errno = 0;
+    dirent const* const entry = readdir(directory);
+    if (entry == nullptr) {
+      failed = errno != 0;
+      break;
+    }
+    if (selector(entry) == 0 || !Match(entry->d_name, pattern)) continue;
+    // Memory running out ends the reading as a failed reading.
+    try {
+      scan.entries.push_back(nullptr);
+    } catch (std::bad_alloc const&) {
+      failed = true;
+      break;
+    }
+    std::size_t const size = offsetof(dirent, d_name) + std::strlen(entry->d_name) + 1;
+    auto* const copy = static_cast<dirent*>(std::malloc(size));
+    if (copy == nullptr) {
+      failed = true;
+      break;
+    }
+    std::memcpy(copy, entry, size);
+    scan.entries.back() = copy;
   }
-  if (matching == 0) {
-    std::free(list);
-    return 0;
-  }
-  std::qsort(list, static_cast<std::size_t>(matching), sizeof(dirent*),
+  errno = savedError;
+  if (failed || scan.entries.empty()) return 0;
+  auto** const list =
+      static_cast<dirent**>(std::malloc(scan.entries.size() * sizeof(dirent*)));
+  if (list == nullptr) return 0;
+  std::memcpy(list, scan.entries.data(), scan.entries.size() * sizeof(dirent*));
+  int const count = static_cast<int>(scan.entries.size());
+  scan.entries.clear();
+  std::qsort(list, static_cast<std::size_t>(count), sizeof(dirent*),
              [](void const* a, void const* b) {
                return alphasort(const_cast<dirent const**>(static_cast<dirent const* const*>(a)),
                                 const_cast<dirent const**>(static_cast<dirent const* const*>(b)));
              });
   *kept = list;
-  return matching;
+  return count;
 }
 
 // The folder's text, a "/" and the entry's name.
