@@ -511,8 +511,10 @@ class PropertyStream final : public Stream {
   }
 
   // The filtered results of the property for one object (none for the
-  // world).
-  std::unique_ptr<Stream> OpenFor(Value const& object) {
+  // world). A vacated stream of the object before, when there is one, is
+  // opened again on this one if it can be: the same as a new stream, without
+  // making one.
+  std::unique_ptr<Stream> OpenFor(Value const& object, std::unique_ptr<Stream> spent = nullptr) {
     Step::Property const& found = Resolve(object.Type());
     if (!found.steady) evaluator_.NoteVarying();
     host::BoundProperty const property = found.property;
@@ -521,6 +523,8 @@ class PropertyStream final : public Stream {
       // An aggregate named for a single value takes it as a stream of one.
       return Filtered(host::OpenAggregate(property, index_, std::make_unique<OneStream>(object)));
     }
+    if (spent && step_.filters.empty() && spent->Reopen(property, index_, object)) return spent;
+    spent.reset();
     return Filtered(host::OpenProperty(property, index_, object));
   }
 
@@ -576,7 +580,10 @@ class PropertyStream final : public Stream {
     }
     while (true) {
       if (inner_ && take(*inner_)) return true;
-      inner_.reset();
+      // The stream of the last object lets go of all it holds before the
+      // next object is made, as it would if it were destroyed; it may serve
+      // again for the next.
+      if (inner_ && !inner_->Vacate()) inner_.reset();
       if (aggregate_) return false;
       Value object;
       if (objects_) {
@@ -585,7 +592,7 @@ class PropertyStream final : public Stream {
         if (worldDone_) return false;
         worldDone_ = true;
       }
-      inner_ = OpenFor(object);
+      inner_ = OpenFor(object, std::move(inner_));
     }
   }
 
