@@ -565,7 +565,9 @@ class PropertyStream final : public Stream {
   // streams, which it outlives.
   static bool PassesFilters(void const* self, Value const& value) {
     auto const* const stream = static_cast<PropertyStream const*>(self);
-    return stream->evaluator_.Passes(stream->step_.filters, value);
+    std::vector<Step*> const& filters = stream->step_.filters;
+    if (filters.size() == 1) return stream->evaluator_.Truth(*filters.front(), value);
+    return stream->evaluator_.Passes(filters, value);
   }
 
   // The next object: the one taken to decide, then the others.
@@ -719,6 +721,21 @@ static inline Step::Operator const& OperatorFor(host::Registry const& registry, 
   return NewOperatorFor(registry, step, left, right);
 }
 
+// Inline: a filter's relation asks for both its operands with every value.
+inline Value const* Evaluator::AtHand(Step& step, Value const& it) {
+  if (step.foldable) return step.folded.Empty() ? nullptr : &step.folded;
+  switch (step.node.kind) {
+    case NodeKind::kString:
+    case NodeKind::kInteger:
+    case NodeKind::kBoolean:
+      return step.literal.Empty() ? nullptr : &step.literal;
+    case NodeKind::kIt:
+      return it.Empty() ? nullptr : &it;
+    default:
+      return nullptr;
+  }
+}
+
 bool Evaluator::Passes(std::vector<Step*> const& filters, Value const& value) {
   for (Step* filter : filters) {
     if (!Truth(*filter, value)) return false;
@@ -776,20 +793,6 @@ Value Evaluator::One(Step& step, Value const& it) {
   Value value = Unfolded(step, it);
   if (varying_ == varying) step.folded = value;
   return value;
-}
-
-Value const* Evaluator::AtHand(Step& step, Value const& it) {
-  if (step.foldable) return step.folded.Empty() ? nullptr : &step.folded;
-  switch (step.node.kind) {
-    case NodeKind::kString:
-    case NodeKind::kInteger:
-    case NodeKind::kBoolean:
-      return step.literal.Empty() ? nullptr : &step.literal;
-    case NodeKind::kIt:
-      return it.Empty() ? nullptr : &it;
-    default:
-      return nullptr;
-  }
 }
 
 Value Evaluator::Unfolded(Step& step, Value const& it) {
