@@ -111,6 +111,7 @@ class State {
   State& operator=(State const&) = delete;
 
   void* Memory() { return memory_; }
+  bool Constructed() const { return constructed_; }
   template <class Describe>
   void Construct(Describe&& describe) {
     Guard(describe, [&] {
@@ -166,10 +167,7 @@ class IteratedStream final : public Stream {
   bool Next(Value& out) override {
     if (finished_) return false;
     CheckInterruption();
-    if (!state_) {
-      state_ = std::make_shared<State>(*property_.entry);
-      state_->Construct(What());
-    }
+    Begin();
     SurveyorGetter const step = started_ ? property_.entry->next : property_.entry->first;
     // What an iterator's later steps ask of the arena belongs to the value
     // they give, for a consumer that keeps nothing of it to give back; the
@@ -227,14 +225,19 @@ class IteratedStream final : public Stream {
     return true;
   }
 
+  // The first step's value is made in the same slot and destroyed there,
+  // as `Next` and `Value::GiveBack` would destroy it; but what the first
+  // step asks of the arena stays, since the iterator may keep it.
   bool Skip() override {
-    if (!started_) return Stream::Skip();
     if (finished_) return false;
     CheckInterruption();
-    Evaluation* const evaluation = Evaluation::Current();
+    bool const first = !started_;
+    if (first) Begin();
+    Evaluation* const evaluation = first ? nullptr : Evaluation::Current();
     ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
     void* const slot = Scratch();
-    if (!StepInto(slot)) return false;
+    started_ = true;
+    if (!StepInto(slot, first)) return false;
     TypeEntry const* const type = property_.result;
     if (type != nullptr && type->destroy != nullptr) type->destroy(slot);
     if (evaluation != nullptr) {
@@ -244,19 +247,53 @@ class IteratedStream final : public Stream {
     return true;
   }
 
+  // The state goes as it would with the stream, and the operands; the
+  // state's memory and the value slots stay for the next object.
+  bool Vacate() override {
+    Finish();
+    object_ = Value();
+    index_ = Value();
+    started_ = false;
+    return true;
+  }
+
+  bool Reopen(BoundProperty const& property, Value const& index, Value const& object) override {
+    if (property.entry != property_.entry || property.result != property_.result) return false;
+    index_ = index;
+    object_ = object;
+    started_ = false;
+    finished_ = false;
+    return true;
+  }
+
  private:
+  // The iterator's state, constructed before the first step. Memory left
+  // by a stream that was vacated serves again.
+  void Begin() {
+    if (state_ && state_->Constructed()) return;
+    if (!state_) state_ = std::make_shared<State>(*property_.entry);
+    state_->Construct(What());
+  }
+  // The end of the stream: the state is destroyed, and given up unless
+  // nothing else holds it (a value may keep it alive), when its memory is
+  // kept for a stream opened again.
   void Finish() {
     finished_ = true;
-    state_.reset();
+    if (state_ && state_.use_count() == 1) {
+      state_->Destroy();
+    } else {
+      state_.reset();
+    }
   }
-  // A later step of the iterator, its value made in `slot`; false, and the
-  // stream finished, when the iterator has no more or its call failed.
-  bool StepInto(void* slot) {
+  // A step of the iterator (the first, or a later one), its value made in
+  // `slot`; false, and the stream finished, when the iterator has no more
+  // or its call failed.
+  bool StepInto(void* slot, bool first = false) {
     PropertyEntry const& entry = *property_.entry;
+    SurveyorGetter const step = first ? entry.first : entry.next;
     bool produced = false;
     bool const answered = Guard(What(), [&] {
-      produced =
-          entry.next(slot, index_.Data(), object_.Data(), state_->Memory(), entry.context) != 0;
+      produced = step(slot, index_.Data(), object_.Data(), state_->Memory(), entry.context) != 0;
     });
     if (answered && produced) return true;
     Finish();

@@ -51,6 +51,8 @@ struct ValueTest {
   bool operator()(Value const& value) const { return call(context, value); }
 };
 
+struct BoundProperty;
+
 // A stream of values, pulled one at a time.
 class Stream {
  public:
@@ -79,6 +81,14 @@ class Stream {
     value.GiveBack();
     return true;
   }
+  // Lets go of everything that the stream holds, as its destruction would,
+  // and keeps only what may serve again for another object: a property
+  // applied to each value of a stream opens one stream per value. False
+  // when this stream cannot be opened again; it is then to be destroyed.
+  virtual bool Vacate() { return false; }
+  // After `Vacate`, starts again as `OpenProperty(property, index, object)`
+  // would start a new stream. False, with nothing done, when it cannot.
+  virtual bool Reopen(BoundProperty const&, Value const&, Value const&) { return false; }
 };
 
 // A property record with its result type resolved.

@@ -208,10 +208,13 @@ class LazyOne final : public Stream {
 class FilterStream final : public Stream {
  public:
   FilterStream(std::unique_ptr<Stream> source, std::function<bool(Value const&)> keep)
-      : source_(std::move(source)), keep_(std::move(keep)) {}
+      : source_(std::move(source)), keep_(std::move(keep)), test_{&Keep, &keep_} {}
+  // A test called through a plain pointer: a filter runs it for every value.
+  FilterStream(std::unique_ptr<Stream> source, host::ValueTest test)
+      : source_(std::move(source)), test_(test) {}
   bool Next(Value& out) override {
     while (source_->Next(out)) {
-      if (keep_(out)) return true;
+      if (test_(out)) return true;
       out.GiveBack();
       host::CheckInterruption();
     }
@@ -220,10 +223,9 @@ class FilterStream final : public Stream {
   // Only whether a value passes is wanted: the source lends each value to
   // the test and keeps none of them.
   bool Skip() override {
-    host::ValueTest const test{&Keep, &keep_};
     while (true) {
       bool passed = false;
-      if (!source_->Skip(test, passed)) return false;
+      if (!source_->Skip(test_, passed)) return false;
       if (passed) return true;
       host::CheckInterruption();
     }
@@ -236,6 +238,7 @@ class FilterStream final : public Stream {
 
   std::unique_ptr<Stream> source_;
   std::function<bool(Value const&)> keep_;
+  host::ValueTest test_;
 };
 
 // For each value of a source, the values of a stream opened on it.
@@ -449,7 +452,9 @@ class PropertyStream final : public Stream {
   // singular one must see its second result to refuse it.
   bool Skip() override {
     if (!node_.plural) return Stream::Skip();
-    return At(node_, [&] { return NextPlural([](Stream& inner) { return inner.Skip(); }); });
+    return At(node_, [&] {
+      return NextPlural([](Stream& inner) { return inner.Skip(); }, /*passing=*/true);
+    });
   }
 
  private:
@@ -511,8 +516,10 @@ class PropertyStream final : public Stream {
   }
 
   // The filtered results of the property for one object (none for the
-  // world).
-  std::unique_ptr<Stream> OpenFor(Value const& object) {
+  // world). A vacated stream of the object before, when there is one, is
+  // opened again on this one if it can be: the same as a new stream, without
+  // making one.
+  std::unique_ptr<Stream> OpenFor(Value const& object, std::unique_ptr<Stream> spent = nullptr) {
     Step::Property const& found = Resolve(object.Type());
     if (!found.steady) evaluator_.NoteVarying();
     host::BoundProperty const property = found.property;
@@ -521,6 +528,8 @@ class PropertyStream final : public Stream {
       // An aggregate named for a single value takes it as a stream of one.
       return Filtered(host::OpenAggregate(property, index_, std::make_unique<OneStream>(object)));
     }
+    if (spent && step_.filters.empty() && spent->Reopen(property, index_, object)) return spent;
+    spent.reset();
     return Filtered(host::OpenProperty(property, index_, object));
   }
 
@@ -550,8 +559,15 @@ class PropertyStream final : public Stream {
 
   std::unique_ptr<Stream> Filtered(std::unique_ptr<Stream> source) {
     if (step_.filters.empty()) return source;
-    return std::make_unique<FilterStream>(
-        std::move(source), [this](Value const& v) { return evaluator_.Passes(step_.filters, v); });
+    return std::make_unique<FilterStream>(std::move(source), host::ValueTest{&PassesFilters, this});
+  }
+  // Whether a value passes the phrase's filters: the test of its filter
+  // streams, which it outlives.
+  static bool PassesFilters(void const* self, Value const& value) {
+    auto const* const stream = static_cast<PropertyStream const*>(self);
+    std::vector<Step*> const& filters = stream->step_.filters;
+    if (filters.size() == 1) return stream->evaluator_.Truth(*filters.front(), value);
+    return stream->evaluator_.Passes(filters, value);
   }
 
   // The next object: the one taken to decide, then the others.
@@ -565,18 +581,35 @@ class PropertyStream final : public Stream {
   }
 
   bool NextPlural(Value& out) {
-    return NextPlural([&out](Stream& inner) { return inner.Next(out); });
+    return NextPlural([&out](Stream& inner) { return inner.Next(out); }, /*passing=*/false);
   }
 
+  // `passing` when the consumer passes the values over (see `Skip`).
   template <class Take>
-  bool NextPlural(Take const& take) {
+  bool NextPlural(Take const& take, bool passing) {
     if (!started_) {
       Start();
       if (aggregate_) inner_ = OpenAggregate();
     }
     while (true) {
-      if (inner_ && take(*inner_)) return true;
-      inner_.reset();
+      if (inner_ && take(*inner_)) {
+        if (!passing) lent_ = true;
+        return true;
+      }
+      // The stream of the last object lets go of all it holds before the
+      // next object is made, as it would if it were destroyed; it may serve
+      // again for the next.
+      bool const vacated = inner_ && inner_->Vacate();
+      if (!vacated) inner_.reset();
+      // An object whose iterator has let go of it, and of whose results
+      // none went further, is seen by nothing else: its memory is given
+      // back, as a filter gives back a value it passes over.
+      if (vacated && !lent_) {
+        object_.GiveBack();
+      } else {
+        object_ = Value();
+      }
+      lent_ = false;
       if (aggregate_) return false;
       Value object;
       if (objects_) {
@@ -585,7 +618,8 @@ class PropertyStream final : public Stream {
         if (worldDone_) return false;
         worldDone_ = true;
       }
-      inner_ = OpenFor(object);
+      inner_ = OpenFor(object, std::move(inner_));
+      object_ = std::move(object);
     }
   }
 
@@ -636,6 +670,8 @@ class PropertyStream final : public Stream {
   std::unique_ptr<Stream> objects_;
   Value pending_;  // the first object, taken to decide and not yet used
   std::unique_ptr<Stream> inner_;
+  Value object_;  // the object of `inner_`
+  bool lent_ = false;  // whether `inner_` has given a value to the consumer
 };
 
 Evaluator::Evaluator(host::Host& host) : host_(host) {}
@@ -653,13 +689,10 @@ std::unique_ptr<Stream> Evaluator::Open(Node const& query, Value const& it) {
                                         [this, &bound](Step& root) { return Open(root, bound); });
 }
 
-// The operator's record for the operand types, found once per pair of
-// types; a type error when there is none.
-static Step::Operator const& OperatorFor(host::Registry const& registry, Step& step,
-                                         Value const& left, Value const& right) {
-  for (auto const& known : step.operators) {
-    if (known.left == left.Type() && known.right == right.Type()) return known;
-  }
+// The operator's record for the operand types, found in the registry the
+// first time; a type error when there is none.
+static Step::Operator const& NewOperatorFor(host::Registry const& registry, Step& step,
+                                            Value const& left, Value const& right) {
   Node const& node = step.node;
   host::OperatorEntry const* const found =
       registry.FindOperator(node.op, left.Type(), right.Type());
@@ -674,6 +707,33 @@ static Step::Operator const& OperatorFor(host::Registry const& registry, Step& s
                                           registry.FindType(found->result),
                                           Steady(found->dependency)});
   return step.operators.back();
+}
+
+// The operator's record for the operand types, found once per pair of
+// types: a filter asks for it with every value.
+static inline Step::Operator const& OperatorFor(host::Registry const& registry, Step& step,
+                                                Value const& left, Value const& right) {
+  TypeEntry const* const leftType = left.Type();
+  TypeEntry const* const rightType = right.Type();
+  for (auto const& known : step.operators) {
+    if (known.left == leftType && known.right == rightType) return known;
+  }
+  return NewOperatorFor(registry, step, left, right);
+}
+
+// Inline: a filter's relation asks for both its operands with every value.
+inline Value const* Evaluator::AtHand(Step& step, Value const& it) {
+  if (step.foldable) return step.folded.Empty() ? nullptr : &step.folded;
+  switch (step.node.kind) {
+    case NodeKind::kString:
+    case NodeKind::kInteger:
+    case NodeKind::kBoolean:
+      return step.literal.Empty() ? nullptr : &step.literal;
+    case NodeKind::kIt:
+      return it.Empty() ? nullptr : &it;
+    default:
+      return nullptr;
+  }
 }
 
 bool Evaluator::Passes(std::vector<Step*> const& filters, Value const& value) {
@@ -733,20 +793,6 @@ Value Evaluator::One(Step& step, Value const& it) {
   Value value = Unfolded(step, it);
   if (varying_ == varying) step.folded = value;
   return value;
-}
-
-Value const* Evaluator::AtHand(Step& step, Value const& it) {
-  if (step.foldable) return step.folded.Empty() ? nullptr : &step.folded;
-  switch (step.node.kind) {
-    case NodeKind::kString:
-    case NodeKind::kInteger:
-    case NodeKind::kBoolean:
-      return step.literal.Empty() ? nullptr : &step.literal;
-    case NodeKind::kIt:
-      return it.Empty() ? nullptr : &it;
-    default:
-      return nullptr;
-  }
 }
 
 Value Evaluator::Unfolded(Step& step, Value const& it) {

@@ -279,6 +279,51 @@ TEST_F(CallsTest, IteratedStreamStoppedEarlyDestroysItsStateOnce) {
   EXPECT_EQ(1, ticks.destroyed);
 }
 
+TEST_F(CallsTest, AVacatedIteratedStreamOpensAgainAsANewOne) {
+  IteratedOfWorld<Ticker> tick("tick", "ticks", "integer");
+  IteratedOfWorld<EmptyTicker> none("nothing", "nothings", "integer");
+  ticks = Lifetimes();
+  Registry const& registry = host.GetRegistry();
+  BoundProperty const ticker =
+      Bind(registry, registry.LookupProperty("ticks", nullptr, nullptr));
+  BoundProperty const empty =
+      Bind(registry, registry.LookupProperty("nothings", nullptr, nullptr));
+  auto stream = OpenProperty(ticker, Value(), Value());
+  EXPECT_EQ((std::vector<long long>{1, 2, 3, 4, 5}), Integers(*stream));
+  ASSERT_TRUE(stream->Vacate());
+  EXPECT_FALSE(stream->Reopen(empty, Value(), Value()));
+  ASSERT_TRUE(stream->Reopen(ticker, Value(), Value()));
+  // Stopped early and vacated: the state goes then, as with a destroyed stream.
+  Value value;
+  ASSERT_TRUE(stream->Next(value));
+  value = Value();
+  EXPECT_EQ(2, ticks.constructed);
+  EXPECT_EQ(1, ticks.destroyed);
+  ASSERT_TRUE(stream->Vacate());
+  EXPECT_EQ(2, ticks.destroyed);
+  // Passed over, and a value kept from the stream before: the kept value
+  // keeps its own state.
+  ASSERT_TRUE(stream->Reopen(ticker, Value(), Value()));
+  ASSERT_TRUE(stream->Next(value));
+  int passed = 0;
+  while (stream->Skip()) ++passed;
+  EXPECT_EQ(4, passed);
+  EXPECT_EQ(3, ticks.constructed);
+  EXPECT_EQ(2, ticks.destroyed);
+  ASSERT_TRUE(stream->Vacate());
+  ASSERT_TRUE(stream->Reopen(ticker, Value(), Value()));
+  passed = 0;
+  while (stream->Skip()) ++passed;
+  EXPECT_EQ(5, passed);
+  EXPECT_EQ(1, value.As<integer>().value);
+  EXPECT_EQ(4, ticks.constructed);
+  EXPECT_EQ(3, ticks.destroyed);
+  value = Value();
+  EXPECT_EQ(4, ticks.destroyed);
+  stream.reset();
+  EXPECT_EQ(4, ticks.destroyed);
+}
+
 TEST_F(CallsTest, IteratedStreamNeverPulledConstructsNothing) {
   IteratedOfWorld<Ticker> tick("tick", "ticks", "integer");
   ticks = Lifetimes();

@@ -132,6 +132,22 @@ TEST_F(LanguageTest, FilteringLinesGivesTheMemoryOfThoseDroppedBack) {
   EXPECT_LT(ArenaBytes() - before, 64u * 1024);
 }
 
+TEST_F(LanguageTest, CountingAPropertyOfEachLineGivesTheLinesMemoryBack) {
+  TextFiles()["big"] = LongLines(4000, 'a');
+  std::size_t const before = ArenaBytes();
+  EXPECT_EQ("4096000", One("number of characters of lines of text file \"big\""));
+  EXPECT_LT(ArenaBytes() - before, 64u * 1024);
+}
+
+TEST_F(LanguageTest, APropertyOfEachLineWhoseValuesAreKeptKeepsTheLines) {
+  TextFiles()["f"] = {"ab", "cd"};
+  // Each character is a view into its line: the lines stay while the
+  // characters are read.
+  EXPECT_EQ((Texts{"a", "b", "c", "d"}), Answers("characters of lines of text file \"f\""));
+  EXPECT_EQ("d", One("maximum of characters of lines of text file \"f\""));
+  EXPECT_EQ("4", One("number of characters of lines of text file \"f\""));
+}
+
 TEST_F(LanguageTest, AnswersDroppedOneByOneGiveTheirMemoryBack) {
   TextFiles()["big"] = LongLines(4000, 'a');
   std::size_t const before = ArenaBytes();
