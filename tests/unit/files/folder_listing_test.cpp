@@ -5,6 +5,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <limits.h>
 #include <unistd.h>
 
@@ -13,8 +14,6 @@
 #include <memory>
 #include <random>
 #include <set>
-
-#include <gtest/gtest.h>
 
 #include "tests/unit/files/files_test_support.h"
 
@@ -78,8 +77,7 @@ std::multiset<std::string> OpenHandles() {
     std::string const name = entry->d_name;
     if (name == "." || name == "..") continue;
     char target[PATH_MAX + 1] = {};
-    ssize_t const length =
-        readlink(("/proc/self/fd/" + name).c_str(), target, sizeof target - 1);
+    ssize_t const length = readlink(("/proc/self/fd/" + name).c_str(), target, sizeof target - 1);
     handles.insert(length < 0 ? "?" : std::string(target, static_cast<std::size_t>(length)));
   }
   closedir(folder);
@@ -89,12 +87,31 @@ std::multiset<std::string> OpenHandles() {
 // Names that differ late, early, in length around the eight bytes that the
 // sort looks at first, and in bytes above 127.
 std::vector<std::string> AwkwardNames() {
-  std::vector<std::string> names = {
-      "a",         "B",          "_",          "0",          ".hidden",     "..x",
-      "abcdefg",   "abcdefgh",   "abcdefgh0",  "abcdefgh00", "abcdefgi",    "abcdefg0",
-      "prefix-long-name-1",      "prefix-long-name-10",    "prefix-long-name-2",
-      "prefix-long-name-1 ",     "\xc3\xa9t\xc3\xa9",      "\xff",        "\x7f",
-      "Zebra",     "zebra",      "zebra.txt",  "zebra-",     "a b",         "a\tb"};
+  std::vector<std::string> names = {"a",
+                                    "B",
+                                    "_",
+                                    "0",
+                                    ".hidden",
+                                    "..x",
+                                    "abcdefg",
+                                    "abcdefgh",
+                                    "abcdefgh0",
+                                    "abcdefgh00",
+                                    "abcdefgi",
+                                    "abcdefg0",
+                                    "prefix-long-name-1",
+                                    "prefix-long-name-10",
+                                    "prefix-long-name-2",
+                                    "prefix-long-name-1 ",
+                                    "\xc3\xa9t\xc3\xa9",
+                                    "\xff",
+                                    "\x7f",
+                                    "Zebra",
+                                    "zebra",
+                                    "zebra.txt",
+                                    "zebra-",
+                                    "a b",
+                                    "a\tb"};
   // Random names over a small alphabet, so that many share long prefixes.
   std::mt19937 random(11);
   std::string const alphabet = "aAb.-_9\xe4\x80";
@@ -134,6 +151,30 @@ TEST(FolderListingTest, TheOrderIsThatOfScandirWithAlphasort) {
   std::setlocale(LC_COLLATE, before.c_str());
   RecordProperty("other_collations", std::to_string(others));
   EXPECT_EQ(ScandirNames(tree.Path()), ListingNames(tree.Path()));
+}
+
+TEST(FolderListingTest, NamesOfEveryLengthOverManyReadsComeWholeAndInOrder) {
+  ScratchTree tree;
+  // Names from one byte to the longest, many of them long, so that one read
+  // of the folder holds few entries and the block of names grows several
+  // times; each name differs from the others only near its end.
+  std::vector<std::string> names;
+  for (int i = 0; i < 900; ++i) {
+    std::size_t const length = 1 + (static_cast<std::size_t>(i) * 7919) % NAME_MAX;
+    std::string name(length, static_cast<char>('a' + i % 3));
+    std::string const tail = std::to_string(i);
+    if (tail.size() <= name.size()) name.replace(name.size() - tail.size(), tail.size(), tail);
+    names.push_back(name);
+  }
+  std::set<std::string> const unique(names.begin(), names.end());
+  for (std::string const& name : unique) tree.File(name);
+  std::vector<std::string> const listed = ListingNames(tree.Path());
+  EXPECT_EQ(unique.size(), listed.size());
+  EXPECT_EQ(Split(Output("find " + ShellQuoted(tree.Path()) +
+                         " -mindepth 1 -maxdepth 1 -printf '%f\\0' | LC_ALL=C sort -z"),
+                  '\0'),
+            listed);
+  EXPECT_EQ(ScandirNames(tree.Path()), listed);
 }
 
 TEST(FolderListingTest, EachItemHoldsWhatStatSaysOfIt) {
