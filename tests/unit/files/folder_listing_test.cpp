@@ -5,7 +5,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <limits.h>
 #include <unistd.h>
 
@@ -14,6 +13,8 @@
 #include <memory>
 #include <random>
 #include <set>
+
+#include <gtest/gtest.h>
 
 #include "tests/unit/files/files_test_support.h"
 
@@ -77,7 +78,8 @@ std::multiset<std::string> OpenHandles() {
     std::string const name = entry->d_name;
     if (name == "." || name == "..") continue;
     char target[PATH_MAX + 1] = {};
-    ssize_t const length = readlink(("/proc/self/fd/" + name).c_str(), target, sizeof target - 1);
+    ssize_t const length =
+        readlink(("/proc/self/fd/" + name).c_str(), target, sizeof target - 1);
     handles.insert(length < 0 ? "?" : std::string(target, static_cast<std::size_t>(length)));
   }
   closedir(folder);
@@ -87,31 +89,12 @@ std::multiset<std::string> OpenHandles() {
 // Names that differ late, early, in length around the eight bytes that the
 // sort looks at first, and in bytes above 127.
 std::vector<std::string> AwkwardNames() {
-  std::vector<std::string> names = {"a",
-                                    "B",
-                                    "_",
-                                    "0",
-                                    ".hidden",
-                                    "..x",
-                                    "abcdefg",
-                                    "abcdefgh",
-                                    "abcdefgh0",
-                                    "abcdefgh00",
-                                    "abcdefgi",
-                                    "abcdefg0",
-                                    "prefix-long-name-1",
-                                    "prefix-long-name-10",
-                                    "prefix-long-name-2",
-                                    "prefix-long-name-1 ",
-                                    "\xc3\xa9t\xc3\xa9",
-                                    "\xff",
-                                    "\x7f",
-                                    "Zebra",
-                                    "zebra",
-                                    "zebra.txt",
-                                    "zebra-",
-                                    "a b",
-                                    "a\tb"};
+  std::vector<std::string> names = {
+      "a",         "B",          "_",          "0",          ".hidden",     "..x",
+      "abcdefg",   "abcdefgh",   "abcdefgh0",  "abcdefgh00", "abcdefgi",    "abcdefg0",
+      "prefix-long-name-1",      "prefix-long-name-10",    "prefix-long-name-2",
+      "prefix-long-name-1 ",     "\xc3\xa9t\xc3\xa9",      "\xff",        "\x7f",
+      "Zebra",     "zebra",      "zebra.txt",  "zebra-",     "a b",         "a\tb"};
   // Random names over a small alphabet, so that many share long prefixes.
   std::mt19937 random(11);
   std::string const alphabet = "aAb.-_9\xe4\x80";
