@@ -81,7 +81,7 @@ FolderListing::FolderListing(char const* folder)
   }
   if (!read) {
     entries_.clear();
-    names_.clear();
+    names_.reset();
   }
   // The handle is kept for looking at the items, while few are held.
   if (!entries_.empty() && handlesHeld.fetch_add(1) < kMostHandlesHeld) {
@@ -99,19 +99,26 @@ int FolderListing::HandlesHeld() { return handlesHeld.load(); }
 
 bool FolderListing::Read(int handle) {
   std::unique_ptr<char[]> const buffer(new char[kReadSize]);
-  // The bytes of `names_` in use; the rest is room for the next names.
+  // The bytes of `names_` in use; the rest, up to `capacity`, is room for the
+  // next names and is not cleared.
   std::size_t used = 0;
+  std::size_t capacity = 0;
   for (;;) {
     ssize_t const got = getdents64(handle, buffer.get(), kReadSize);
     if (got <= 0) {
-      // Room for a key's eight bytes after the last name.
-      names_.resize(used + 8);
+      // Room for a key's eight bytes after the last name, cleared.
+      Reserve(used, used + 8, capacity);
+      std::memset(names_.get() + used, 0, 8);
       // The end; or a folder removed while it is read, which ends there; any
       // other failure makes the whole folder unreadable.
       return got == 0 || errno == ENOENT;
     }
-    // No name of this read is longer than its entry.
-    names_.resize(used + static_cast<std::size_t>(got));
+    // No name of this read is longer than its entry, and no entry is
+    // shorter than 24 bytes.
+    Reserve(used, used + static_cast<std::size_t>(got), capacity);
+    std::size_t const most = entries_.size() + static_cast<std::size_t>(got) / 24;
+    if (most > entries_.capacity()) entries_.reserve(std::max(most, 2 * entries_.capacity()));
+    char* const names = names_.get();
     for (ssize_t at = 0; at < got;) {
       auto const* const entry = reinterpret_cast<struct dirent64 const*>(buffer.get() + at);
       at += entry->d_reclen;
@@ -121,7 +128,7 @@ bool FolderListing::Read(int handle) {
       char const* const name = entry->d_name;
       if (IsDotOrDotDot(name)) continue;
       std::size_t const length = std::strlen(name);
-      std::memcpy(names_.data() + used, name, length + 1);
+      std::memcpy(names + used, name, length + 1);
       entries_.push_back(
           Entry{0, used, static_cast<unsigned short>(length), entry->d_type});
       used += length + 1;
@@ -129,9 +136,19 @@ bool FolderListing::Read(int handle) {
   }
 }
 
+void FolderListing::Reserve(std::size_t used, std::size_t wanted, std::size_t& capacity) {
+  if (wanted <= capacity) return;
+  // At least double, so that a large folder is copied a few times only.
+  std::size_t const grown = std::max(wanted, 2 * capacity);
+  std::unique_ptr<char[]> larger(new char[grown]);
+  if (used != 0) std::memcpy(larger.get(), names_.get(), used);
+  names_ = std::move(larger);
+  capacity = grown;
+}
+
 void FolderListing::Sort() {
-  char const* const names = names_.data();
   if (entries_.empty()) return;
+  char const* const names = names_.get();
   if (CollatesAsBytes()) {
     // The bytes that all names share at their start decide nothing; the
     // keys are taken from the first byte after them.
@@ -170,7 +187,7 @@ bool FolderListing::LookAt(Entry const& entry) {
     path_.resize(folderLength_ + 1 + entry.length + 1u);
   }
   char* const name = path_.data() + folderLength_ + 1;
-  std::memcpy(name, names_.data() + entry.offset, entry.length + 1u);
+  std::memcpy(name, names_.get() + entry.offset, entry.length + 1u);
   // A link met as the last part of a path counts towards the limit of the
   // links that the whole path meets; only the full path keeps that count.
   if (handle_ >= 0 && entry.type != DT_LNK && entry.type != DT_UNKNOWN) {
@@ -198,7 +215,7 @@ void FolderListing::Release() {
     handle_ = -1;
     handlesHeld.fetch_sub(1);
   }
-  std::vector<char>().swap(names_);
+  names_.reset();
   std::vector<Entry>().swap(entries_);
   index_ = 0;
 }

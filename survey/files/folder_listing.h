@@ -23,6 +23,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "survey/frame/boundary.h"
@@ -70,6 +71,8 @@ class SURVEY_API FolderListing {
 
   // Reads the folder's entries; false when it cannot be read.
   bool Read(int handle);
+  // Makes `names_` hold at least `wanted` bytes, keeping the first `used`.
+  void Reserve(std::size_t used, std::size_t wanted, std::size_t& capacity);
   // Puts the entries in `alphasort` order.
   void Sort();
   // Arrives at the first item from `index_` on that can be looked at.
@@ -82,7 +85,8 @@ class SURVEY_API FolderListing {
   // The folder's text and "/", then the present item's name.
   std::vector<char> path_;
   std::size_t folderLength_;
-  std::vector<char> names_;
+  // The names, each with its end, one after the other.
+  std::unique_ptr<char[]> names_;
   std::vector<Entry> entries_;
   std::size_t index_;
   // The folder's open handle, or -1.

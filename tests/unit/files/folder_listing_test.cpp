@@ -136,6 +136,30 @@ TEST(FolderListingTest, TheOrderIsThatOfScandirWithAlphasort) {
   EXPECT_EQ(ScandirNames(tree.Path()), ListingNames(tree.Path()));
 }
 
+TEST(FolderListingTest, NamesOfEveryLengthOverManyReadsComeWholeAndInOrder) {
+  ScratchTree tree;
+  // Names from one byte to the longest, many of them long, so that one read
+  // of the folder holds few entries and the block of names grows several
+  // times; each name differs from the others only near its end.
+  std::vector<std::string> names;
+  for (int i = 0; i < 900; ++i) {
+    std::size_t const length = 1 + (static_cast<std::size_t>(i) * 7919) % NAME_MAX;
+    std::string name(length, static_cast<char>('a' + i % 3));
+    std::string const tail = std::to_string(i);
+    if (tail.size() <= name.size()) name.replace(name.size() - tail.size(), tail.size(), tail);
+    names.push_back(name);
+  }
+  std::set<std::string> const unique(names.begin(), names.end());
+  for (std::string const& name : unique) tree.File(name);
+  std::vector<std::string> const listed = ListingNames(tree.Path());
+  EXPECT_EQ(unique.size(), listed.size());
+  EXPECT_EQ(Split(Output("find " + ShellQuoted(tree.Path()) +
+                         " -mindepth 1 -maxdepth 1 -printf '%f\\0' | LC_ALL=C sort -z"),
+                  '\0'),
+            listed);
+  EXPECT_EQ(ScandirNames(tree.Path()), listed);
+}
+
 TEST(FolderListingTest, EachItemHoldsWhatStatSaysOfIt) {
   ScratchTree tree;
   tree.File("empty");
