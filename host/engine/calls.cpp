@@ -3,6 +3,7 @@
 #include <cxxabi.h>
 #include <regex.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -231,7 +232,65 @@ class IteratedStream final : public Stream {
     if (!started_) return Stream::Skip();
     if (finished_) return false;
     CheckInterruption();
+    return StepOver(Evaluation::Current());
+  }
+
+  // The later steps go by the iterator's pass when it has one: one call
+  // for many values, the arena memory it asked for given back after it.
+  // Without a pass, each step is the one `Skip` takes.
+  std::size_t SkipMany(std::size_t most) override {
+    std::size_t passed = 0;
+    if (passed != most && !started_) {
+      if (!Stream::Skip()) return 0;
+      ++passed;
+      CheckInterruption();
+    }
+    if (finished_) return passed;
     Evaluation* const evaluation = Evaluation::Current();
+    IteratedPassOver const pass = property_.entry->passOver;
+    if (pass == nullptr) {
+      while (passed != most) {
+        CheckInterruption();
+        if (!StepOver(evaluation)) break;
+        ++passed;
+      }
+      return passed;
+    }
+    while (passed != most) {
+      CheckInterruption();
+      unsigned long const wanted = static_cast<unsigned long>(
+          std::min<std::size_t>(most - passed, kLargestPass));
+      ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
+      PropertyEntry const& entry = *property_.entry;
+      unsigned long done = 0;
+      bool const answered = Guard(What(), [&] {
+        done = pass(index_.Data(), object_.Data(), state_->Memory(), entry.context, wanted);
+      });
+      if (evaluation != nullptr) {
+        Arena& arena = evaluation->GetArena();
+        arena.Release(before, arena.Mark());
+      }
+      passed += answered ? done : 0;
+      if (!answered || done < wanted) {
+        Finish();
+        break;
+      }
+    }
+    return passed;
+  }
+
+ private:
+  void Finish() {
+    finished_ = true;
+    state_.reset();
+  }
+  // The most values one call of a pass is asked for: what it sets up for a
+  // call is reused that many times.
+  static constexpr std::size_t kLargestPass = std::size_t{1} << 16;
+
+  // A later step whose value is made in the scratch block and destroyed at
+  // once, with the arena memory its step asked for.
+  bool StepOver(Evaluation* evaluation) {
     ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
     void* const slot = Scratch();
     if (!StepInto(slot)) return false;
@@ -242,12 +301,6 @@ class IteratedStream final : public Stream {
       arena.Release(before, arena.Mark());
     }
     return true;
-  }
-
- private:
-  void Finish() {
-    finished_ = true;
-    state_.reset();
   }
   // A later step of the iterator, its value made in `slot`; false, and the
   // stream finished, when the iterator has no more or its call failed.
