@@ -403,17 +403,32 @@ inline std::uint64_t LineEndBits16(unsigned char const* bytes) {
       _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(block, lf), _mm_cmpeq_epi8(block, cr))));
 }
 
-// The same of the 64 bytes at `block`.
+// The LF bytes of the 16 bytes at `bytes`, one bit each.
+inline std::uint64_t LineFeedBits16(unsigned char const* bytes) {
+  __m128i const block = _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8('\n'))));
+}
+
+// The CR and LF bytes of the 64 bytes at `block`, or its LF bytes alone
+// where the caller knows that it holds no CR.
+template <bool kCarriageReturns>
 inline std::uint64_t LineEndBits(unsigned char const* block) {
-  return LineEndBits16(block) | LineEndBits16(block + 16) << 16 | LineEndBits16(block + 32) << 32 |
-         LineEndBits16(block + 48) << 48;
+  if constexpr (kCarriageReturns) {
+    return LineEndBits16(block) | LineEndBits16(block + 16) << 16 |
+           LineEndBits16(block + 32) << 32 | LineEndBits16(block + 48) << 48;
+  } else {
+    return LineFeedBits16(block) | LineFeedBits16(block + 16) << 16 |
+           LineFeedBits16(block + 32) << 32 | LineFeedBits16(block + 48) << 48;
+  }
 }
 
 // Moves on by at most `most` lines that end before `end` with a byte after
 // their ending, as ScanForLine finds them, from the line that ends at
 // `found` with its ending up to `after`, through blocks of 64 bytes whose
 // CR and LF bytes are found at once; copies each line's text to `copy`.
-// Stops short of the last 64 bytes. The number of lines moved to.
+// Stops short of the last 64 bytes. Without `kCarriageReturns`, the bytes
+// up to `end` hold no CR. The number of lines moved to.
+template <bool kCarriageReturns>
 inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, unsigned char*& found,
                                     unsigned char*& after, unsigned char* const end,
                                     unsigned char* copy) {
@@ -421,12 +436,12 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, u
   if (most == 0 || end - after < 64) return 0;
   unsigned char* block = after;
   // The CR and LF bytes of the block at or after `after`.
-  std::uint64_t bits = LineEndBits(block);
+  std::uint64_t bits = LineEndBits<kCarriageReturns>(block);
   for (;;) {
     while (bits == 0) {
       block += 64;
       if (end - block < 64) return moved;
-      bits = LineEndBits(block);
+      bits = LineEndBits<kCarriageReturns>(block);
       // The second byte of a pair may open the block.
       if (after > block) bits &= ~std::uint64_t{0} << (after - block);
     }
@@ -477,7 +492,20 @@ unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, uns
     unsigned char* found = lineEnd_;
     unsigned char* after = endingEnd_;
 #if defined(__SSE2__)
-    moved += PassOverBlocks(most - moved, start, found, after, end, copy);
+    if (end - after >= 64) {
+      // Whether the buffer holds a CR from here on, which the search for
+      // the next line would look for too: a buffer without one is searched
+      // for LF alone.
+      if (!crKnown_ || nextCr_ < after) {
+        unsigned long const rest = static_cast<unsigned long>(end - after);
+        auto* const cr = static_cast<unsigned char*>(std::memchr(after, '\r', rest));
+        nextCr_ = cr != nullptr ? cr : end;
+        crKnown_ = true;
+      }
+      moved += nextCr_ == end
+                   ? PassOverBlocks<false>(most - moved, start, found, after, end, copy)
+                   : PassOverBlocks<true>(most - moved, start, found, after, end, copy);
+    }
 #endif
     while (moved != most) {
       unsigned char* const at = FirstLineEnd(after, end);
