@@ -422,41 +422,68 @@ inline std::uint64_t LineEndBits(unsigned char const* block) {
   }
 }
 
+// Copies the text of a line that starts at `from`, in the bytes up to `end`,
+// to `to`, which has room for the buffer's length. A text of at most 64
+// bytes with 64 bytes before `end` goes in four moves of sixteen, which may
+// write past the text: one path, whatever the line's length.
+inline void CopyLine(unsigned char* to, unsigned char const* from, unsigned long length,
+                     unsigned char const* end) {
+  if (length <= 64 && end - from >= 64) {
+    auto const* const source = reinterpret_cast<__m128i const*>(from);
+    auto* const target = reinterpret_cast<__m128i*>(to);
+    __m128i const first = _mm_loadu_si128(source);
+    __m128i const second = _mm_loadu_si128(source + 1);
+    __m128i const third = _mm_loadu_si128(source + 2);
+    __m128i const fourth = _mm_loadu_si128(source + 3);
+    _mm_storeu_si128(target, first);
+    _mm_storeu_si128(target + 1, second);
+    _mm_storeu_si128(target + 2, third);
+    _mm_storeu_si128(target + 3, fourth);
+    return;
+  }
+  CopyText(to, from, length);
+}
+
 // Moves on by at most `most` lines that end before `end` with a byte after
 // their ending, as ScanForLine finds them, from the line that ends at
 // `found` with its ending up to `after`, through blocks of 64 bytes whose
 // CR and LF bytes are found at once; copies each line's text to `copy`.
-// Stops short of the last 64 bytes. Without `kCarriageReturns`, the bytes
-// up to `end` hold no CR. The number of lines moved to.
+// Only blocks with a byte after them are read, so that every ending found
+// has one. Without `kCarriageReturns`, the bytes up to `end` hold no CR,
+// and every ending is a single LF. The number of lines moved to.
 template <bool kCarriageReturns>
 inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, unsigned char*& found,
                                     unsigned char*& after, unsigned char* const end,
                                     unsigned char* copy) {
   unsigned long moved = 0;
-  if (most == 0 || end - after < 64) return 0;
+  if (most == 0 || end - after <= 64) return 0;
   unsigned char* block = after;
   // The CR and LF bytes of the block at or after `after`.
   std::uint64_t bits = LineEndBits<kCarriageReturns>(block);
   for (;;) {
     while (bits == 0) {
       block += 64;
-      if (end - block < 64) return moved;
+      if (end - block <= 64) return moved;
       bits = LineEndBits<kCarriageReturns>(block);
       // The second byte of a pair may open the block.
-      if (after > block) bits &= ~std::uint64_t{0} << (after - block);
+      if (kCarriageReturns && after > block) bits &= ~std::uint64_t{0} << (after - block);
     }
     unsigned char* const at = block + __builtin_ctzll(bits);
-    if (end - at < 2) return moved;
-    bool const pair = (at[0] ^ at[1]) == kPairBits;
     start = after;
     found = at;
-    after = at + (pair ? 2 : 1);
-    CopyText(copy, start, static_cast<unsigned long>(at - start));
-    if (++moved == most) return moved;
-    // The ending's bits go; a pair's second bit past the block is cleared
-    // when its block is read.
+    // The ending's bit goes.
     bits &= bits - 1;
-    if (pair) bits &= bits - 1;
+    if constexpr (kCarriageReturns) {
+      bool const pair = (at[0] ^ at[1]) == kPairBits;
+      after = at + (pair ? 2 : 1);
+      // So does a pair's second bit; past the block, it is cleared when its
+      // block is read.
+      if (pair) bits &= bits - 1;
+    } else {
+      after = at + 1;
+    }
+    CopyLine(copy, start, static_cast<unsigned long>(at - start), end);
+    if (++moved == most) return moved;
   }
 }
 
