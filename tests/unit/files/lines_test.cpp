@@ -389,9 +389,10 @@ TEST_F(LinesTest, AFileThatShrinksWhileItIsReadEndsItsLines) {
 // Bytes of lines of random lengths, up to past twice the buffer, each ended
 // by one of the endings or by none where it is the last; among them lines
 // that end exactly on a 2048-byte border.
-std::string RandomLines(unsigned seed, int count, bool finalEnding) {
+std::string RandomLines(unsigned seed, int count, bool finalEnding,
+                        std::vector<std::string> const& endings = {"\n", "\r\n", "\n\r", "\r",
+                                                                   "\r\r", "\n\n"}) {
   std::mt19937 random(seed);
-  std::vector<std::string> const endings{"\n", "\r\n", "\n\r", "\r", "\r\r", "\n\n"};
   std::string text;
   for (int i = 0; i < count; ++i) {
     std::size_t length = random() % 8 == 0 ? random() % 5000 : random() % 80;
@@ -432,9 +433,17 @@ void ExpectPassAsNext(file const& object, unsigned long skip) {
 }
 
 TEST_F(LinesTest, APassOverLinesMovesOnAsNextDoes) {
-  for (unsigned seed = 1; seed <= 6; ++seed) {
-    file const object =
-        Make("random" + std::to_string(seed), RandomLines(seed, 3000, seed % 2 == 0));
+  // Every ending in any mix; LF alone, which the pass searches for alone
+  // in a buffer without CR; and LF with a CR LF now and then, so that some
+  // buffers hold a CR and others none.
+  std::vector<std::string> const lineFeeds{"\n", "\n\n"};
+  std::vector<std::string> rareReturns(200, "\n");
+  rareReturns.push_back("\r\n");
+  for (unsigned seed = 1; seed <= 10; ++seed) {
+    std::string const text = seed <= 6   ? RandomLines(seed, 3000, seed % 2 == 0)
+                             : seed <= 8 ? RandomLines(seed, 3000, seed % 2 == 0, lineFeeds)
+                                         : RandomLines(seed, 3000, seed % 2 == 0, rareReturns);
+    file const object = Make("random" + std::to_string(seed), text);
     std::size_t const count = AllLines(object).size();
     for (unsigned long skip : {0UL, 1UL, 2UL, 17UL, 1000UL, count - 2, count - 1, count, 1UL << 30}) {
       ExpectPassAsNext(object, skip);
