@@ -5,9 +5,10 @@
 // its own: a value block, the interruption check, the memory the value took.
 // An iterator that can do the same work for many values in a loop of its
 // own offers a pass: it moves on by at most `most` values, exactly as that
-// many calls of its Next would (each value is made as Next would make it,
-// its memory asked of the host and dropped), checks for the host's
-// interruption as it goes, and returns how many it passed over; fewer than
+// many calls of its Next would (each value's work done as Next does it, in
+// memory that the pass asks of the host once and uses for every value),
+// checks for the host's interruption as it goes, and returns how many it
+// passed over; the host gives that memory back after the call. Fewer than
 // `most` means that the iteration has ended. It never throws NoSuchObject;
 // any other exception is the one Next would have thrown at that value.
 //
