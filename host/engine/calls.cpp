@@ -3,6 +3,7 @@
 #include <cxxabi.h>
 #include <regex.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -233,18 +234,51 @@ class IteratedStream final : public Stream {
     CheckInterruption();
     bool const first = !started_;
     if (first) Begin();
-    Evaluation* const evaluation = first ? nullptr : Evaluation::Current();
-    ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
-    void* const slot = Scratch();
     started_ = true;
-    if (!StepInto(slot, first)) return false;
-    TypeEntry const* const type = property_.result;
-    if (type != nullptr && type->destroy != nullptr) type->destroy(slot);
-    if (evaluation != nullptr) {
-      Arena& arena = evaluation->GetArena();
-      arena.Release(before, arena.Mark());
+    return StepOver(first ? nullptr : Evaluation::Current(), first);
+  }
+
+  // The later steps go by the iterator's pass when it has one: one call
+  // for many values, the arena memory it asked for given back after it.
+  // Without a pass, each step is the one `Skip` takes.
+  std::size_t SkipMany(std::size_t most) override {
+    std::size_t passed = 0;
+    if (passed != most && !started_) {
+      if (!Skip()) return 0;
+      ++passed;
     }
-    return true;
+    if (finished_) return passed;
+    Evaluation* const evaluation = Evaluation::Current();
+    IteratedPassOver const pass = property_.entry->passOver;
+    if (pass == nullptr) {
+      while (passed != most) {
+        CheckInterruption();
+        if (!StepOver(evaluation)) break;
+        ++passed;
+      }
+      return passed;
+    }
+    while (passed != most) {
+      CheckInterruption();
+      unsigned long const wanted = static_cast<unsigned long>(
+          std::min<std::size_t>(most - passed, kLargestPass));
+      ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
+      PropertyEntry const& entry = *property_.entry;
+      unsigned long done = 0;
+      bool const answered = Guard(What(), [&] {
+        done = pass(index_.Data(), object_.Data(), state_->Memory(), entry.context, wanted);
+      });
+      if (evaluation != nullptr) {
+        Arena& arena = evaluation->GetArena();
+        arena.Release(before, arena.Mark());
+      }
+      passed += answered ? done : 0;
+      if (!answered || done < wanted) {
+        Finish();
+        break;
+      }
+    }
+    return passed;
   }
 
   // The state goes as it would with the stream, and the operands; the
@@ -267,6 +301,10 @@ class IteratedStream final : public Stream {
   }
 
  private:
+  // The most values one call of a pass is asked for: what it sets up for a
+  // call is reused that many times.
+  static constexpr std::size_t kLargestPass = std::size_t{1} << 16;
+
   // The iterator's state, constructed before the first step. Memory left
   // by a stream that was vacated serves again.
   void Begin() {
@@ -284,6 +322,20 @@ class IteratedStream final : public Stream {
     } else {
       state_.reset();
     }
+  }
+  // A step whose value is made in the scratch block and destroyed at once,
+  // with the arena memory its step asked for when `evaluation` is given.
+  bool StepOver(Evaluation* evaluation, bool first = false) {
+    ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
+    void* const slot = Scratch();
+    if (!StepInto(slot, first)) return false;
+    TypeEntry const* const type = property_.result;
+    if (type != nullptr && type->destroy != nullptr) type->destroy(slot);
+    if (evaluation != nullptr) {
+      Arena& arena = evaluation->GetArena();
+      arena.Release(before, arena.Mark());
+    }
+    return true;
   }
   // A step of the iterator (the first, or a later one), its value made in
   // `slot`; false, and the stream finished, when the iterator has no more

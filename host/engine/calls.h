@@ -8,6 +8,7 @@
 // `EvaluationError` of the matching kind.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -69,6 +70,18 @@ class Stream {
     if (!Next(value)) return false;
     value.GiveBack();
     return true;
+  }
+  // Moves past at most `most` values as that many calls of `Skip` would,
+  // checking for interruption after each; how many it passed: fewer than
+  // `most` at the end of the stream. A stream may pass over many values in
+  // one loop of its own, checking for interruption as often as it needs.
+  virtual std::size_t SkipMany(std::size_t most) {
+    std::size_t passed = 0;
+    while (passed != most && Skip()) {
+      ++passed;
+      CheckInterruption();
+    }
+    return passed;
   }
   // Moves past the next value as `Skip` does, after `test` has seen it;
   // `passed` gets the test's answer. The value is lent to the test for the

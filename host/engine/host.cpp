@@ -107,6 +107,7 @@ void Host::Load(std::string const& path) {
                           "cannot load surveyor library " + path + ": not a regular file");
   }
   std::size_t const before = registry_.RecordCount();
+  unsigned long long const since = registry_.Sequence();
   // The library registers from its initialisers, inside dlopen: while the
   // load is under way the registry keeps what it refuses instead of
   // throwing, and reports it, with what only the whole load shows, at the
@@ -146,6 +147,12 @@ void Host::Load(std::string const& path) {
   if (auto const announce =
           reinterpret_cast<Announcement>(dlsym(handle, "survey_host_ends_streams_on_zero"))) {
     announce();
+  }
+  // Iterators that can pass over many values at once say so through the
+  // library's exported function; a count then takes their passes.
+  using PassOf = IteratedPassOver (*)(void const*);
+  if (auto const passOf = reinterpret_cast<PassOf>(dlsym(handle, "survey_iterated_pass_over"))) {
+    registry_.AdoptPasses(since, passOf);
   }
   handle_ = handle;
   path_ = path;

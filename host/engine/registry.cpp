@@ -723,6 +723,19 @@ std::optional<std::string> Registry::EndLoad() {
   return CheckRecordsSince(start);
 }
 
+void Registry::AdoptPasses(unsigned long long since,
+                           IteratedPassOver (*passOf)(void const* context)) {
+  for (Record* record : order_) {
+    if (record == nullptr || record->kind != RecordKind::kProperty || record->sequence <= since) {
+      continue;
+    }
+    auto* const entry = std::get_if<PropertyEntry>(&record->entry);
+    if (entry != nullptr && entry->kind == PropertyKind::kIterated) {
+      entry->passOver = passOf(entry->context);
+    }
+  }
+}
+
 bool Registry::KnowsTypeName(std::string_view name) const {
   if (FindType(name) != nullptr) return true;
   std::vector<std::string_view> const parts = SplitTupleName(name);

@@ -57,6 +57,15 @@ enum AggregatePhase {
   kPhaseCount
 };
 
+// An iterator's pass over many values at once, which a library may offer
+// beside First and Next: it moves on by at most `most` values, as that many
+// calls of Next would, keeping none, and says how many; fewer than `most`
+// at the end of the iteration. `index`, `object`, `state` and `context` are
+// those of Next. A library names the pass of an iterated record through its
+// exported function `survey_iterated_pass_over`, asked once per record.
+using IteratedPassOver = unsigned long (*)(void const* index, void const* object, void* state,
+                                           void const* context, unsigned long most);
+
 struct PropertyEntry {
   void* record = nullptr;
   PropertyKind kind = PropertyKind::kSimple;
@@ -71,6 +80,7 @@ struct PropertyEntry {
   SurveyorDestroy destroyState = nullptr;
   SurveyorGetter first = nullptr;  // iterated
   SurveyorGetter next = nullptr;
+  IteratedPassOver passOver = nullptr;  // iterated, when the library offers one
   SurveyorGetter phases[kPhaseCount] = {};  // aggregate
   void const* context = nullptr;
   SurveyorDependency dependency = nullptr;
@@ -201,6 +211,11 @@ class Registry {
   // type has, a type name registered twice, two records under one key),
   // each message naming the record. Nothing when the load is sound.
   std::optional<std::string> EndLoad();
+  // A count of registrations that a later AdoptPasses takes as its start.
+  unsigned long long Sequence() const { return sequence_; }
+  // Gives each iterated record registered since `since` the pass that
+  // `passOf` names for its context, if any.
+  void AdoptPasses(unsigned long long since, IteratedPassOver (*passOf)(void const* context));
 
   // --- Lookups.
   TypeEntry const* FindType(std::string_view name) const;

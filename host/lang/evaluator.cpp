@@ -456,6 +456,22 @@ class PropertyStream final : public Stream {
       return NextPlural([](Stream& inner) { return inner.Skip(); }, /*passing=*/true);
     });
   }
+  // A plural phrase passes over as many of its inner streams' values as it
+  // is asked for, each stream in one call as far as it goes.
+  std::size_t SkipMany(std::size_t most) override {
+    if (!node_.plural) return Stream::SkipMany(most);
+    return At(node_, [&] {
+      std::size_t passed = 0;
+      if (passed == most) return passed;
+      NextPlural(
+          [&passed, most](Stream& inner) {
+            passed += inner.SkipMany(most - passed);
+            return passed == most;
+          },
+          /*passing=*/true);
+      return passed;
+    });
+  }
 
  private:
   host::Registry const& Registry() { return evaluator_.GetHost().GetRegistry(); }
@@ -969,9 +985,14 @@ std::unique_ptr<Stream> Evaluator::Open(Step& step, Value const& it) {
         std::unique_ptr<Stream> values = Open(*step.left, it);
         long long count = 0;
         // A counted value is kept in no way: its memory goes back at once.
-        while (values->Skip()) {
-          ++count;
+        // The values are passed over many at a time, each stream checking
+        // for interruption as it goes.
+        constexpr std::size_t kMost = std::size_t{1} << 20;
+        for (;;) {
+          std::size_t const passed = values->SkipMany(kMost);
+          count += static_cast<long long>(passed);
           host::CheckInterruption();
+          if (passed != kMost) break;
         }
         return host_.MakeInteger(count);
       });

@@ -15,6 +15,10 @@ constexpr unsigned long kLongestSought = 0x8000;
 constexpr unsigned long kContentWindow = 0x8000;
 // What an iteration over lines reads from the file at a time.
 constexpr unsigned long kLineReadAhead = 0x10000;
+// How many lines a pass over lines moves on by between two checks for the
+// host's interruption: the host reads its clock at one check in many, and
+// lines of a full buffer each take a refill of it.
+constexpr unsigned long kLinesPerCheck = 32;
 
 surveyor_string CopyToSurveyorMemory(ConstData text) {
   unsigned long const length = text.Length();
@@ -158,6 +162,29 @@ file_line line_iterator::FirstContaining(surveyor_string const& sought, Of, file
 
 file_line line_iterator::NextContaining(surveyor_string const& sought, Of, file const& object) {
   return SeekContaining(false, sought, object);
+}
+
+unsigned long line_iterator::PassOver(unsigned long most, file const&) {
+  // Where Step would throw NoSuchObject at once.
+  if (!loop_ || loop_->Finished() || most == 0) return 0;
+  // A line is at most the buffer's length.
+  unsigned char* const copy = Allocate_Surveyor_Memory(kLineBufferSize);
+  unsigned long passed = 0;
+  while (passed != most) {
+    // Step and the copy of Deliver, as Next does them, without a value, a
+    // few lines at a time between checks.
+    unsigned long const wanted = most - passed < kLinesPerCheck ? most - passed : kLinesPerCheck;
+    unsigned long const moved = loop_->Advance(wanted, copy, offset_);
+    passed += moved;
+    if (moved != wanted) {
+      // The step that found the end counts, as Step counts it.
+      index_ += static_cast<long long>(moved) + 1;
+      break;
+    }
+    index_ += static_cast<long long>(moved);
+    Check_For_Surveyor_Interruption();
+  }
+  return passed;
 }
 
 // ---------------------------------------------------------------------------

@@ -65,6 +65,13 @@ class SURVEY_API line_iterator {
   file_line FirstContaining(surveyor_string const& sought, Of, file const& object);
   file_line NextContaining(surveyor_string const& sought, Of, file const& object);
 
+  // Moves on by at most `most` lines, as that many calls of Next would, for
+  // a host that keeps nothing of them (survey/frame/pass_over.h). Each line
+  // is copied into evaluator memory, as Next copies it, into one place that
+  // serves every line of the pass. How many lines it passed over: fewer than
+  // `most` once the lines have run out.
+  unsigned long PassOver(unsigned long most, file const& object);
+
  private:
   // Opens the file and reads its first line; NoSuchObject when it has none.
   void Open(file const& object);

@@ -6,7 +6,12 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "survey/foundation/stringy.h"
 
@@ -339,17 +344,236 @@ __attribute__((always_inline)) inline void FileLineLoop::ScanForLine(unsigned ch
 
 FileLineLoop& FileLineLoop::operator++() {
   ScanForLine(endingEnd_, endingEnd_);
-  if (endingStart_ != endingEnd_) return *this;
+  if (endingStart_ == endingEnd_) Refill();
+  return *this;
+}
+
+namespace {
+
+// The difference of CR and LF in their bits: the two bytes of a pair, and
+// no two other bytes one of which is CR or LF, differ by it.
+constexpr unsigned char kPairBits = '\n' ^ '\r';
+
+// Copies `length` bytes, within them alone.
+inline void CopyText(unsigned char* to, unsigned char const* from, unsigned long length) {
+#if defined(__SSE2__)
+  if (length >= 16) {
+    // Blocks of sixteen, the last one ending with the text, over the one
+    // before where they overlap.
+    for (unsigned long at = 0; at + 16 < length; at += 16) {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at),
+                       _mm_loadu_si128(reinterpret_cast<__m128i const*>(from + at)));
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + length - 16),
+                     _mm_loadu_si128(reinterpret_cast<__m128i const*>(from + length - 16)));
+    return;
+  }
+#endif
+  // Shorter texts in two moves of a fixed width from either end, which
+  // overlap where they meet: no call for a few bytes.
+  if (length >= 8) {
+    std::uint64_t head;
+    std::uint64_t tail;
+    std::memcpy(&head, from, 8);
+    std::memcpy(&tail, from + length - 8, 8);
+    std::memcpy(to, &head, 8);
+    std::memcpy(to + length - 8, &tail, 8);
+  } else if (length >= 4) {
+    std::uint32_t head;
+    std::uint32_t tail;
+    std::memcpy(&head, from, 4);
+    std::memcpy(&tail, from + length - 4, 4);
+    std::memcpy(to, &head, 4);
+    std::memcpy(to + length - 4, &tail, 4);
+  } else if (length != 0) {
+    to[0] = from[0];
+    to[length / 2] = from[length / 2];
+    to[length - 1] = from[length - 1];
+  }
+}
+
+#if defined(__SSE2__)
+
+// The CR and LF bytes of the 16 bytes at `bytes`, one bit each.
+inline std::uint64_t LineEndBits16(unsigned char const* bytes) {
+  __m128i const lf = _mm_set1_epi8('\n');
+  __m128i const cr = _mm_set1_epi8('\r');
+  __m128i const block = _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes));
+  return static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(block, lf), _mm_cmpeq_epi8(block, cr))));
+}
+
+// The LF bytes of the 16 bytes at `bytes`, one bit each.
+inline std::uint64_t LineFeedBits16(unsigned char const* bytes) {
+  __m128i const block = _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8('\n'))));
+}
+
+// The CR and LF bytes of the 64 bytes at `block`, or its LF bytes alone
+// where the caller knows that it holds no CR.
+template <bool kCarriageReturns>
+inline std::uint64_t LineEndBits(unsigned char const* block) {
+  if constexpr (kCarriageReturns) {
+    return LineEndBits16(block) | LineEndBits16(block + 16) << 16 |
+           LineEndBits16(block + 32) << 32 | LineEndBits16(block + 48) << 48;
+  } else {
+    return LineFeedBits16(block) | LineFeedBits16(block + 16) << 16 |
+           LineFeedBits16(block + 32) << 32 | LineFeedBits16(block + 48) << 48;
+  }
+}
+
+// Copies the text of a line that starts at `from`, in the bytes up to `end`,
+// to `to`, which has room for the buffer's length. A text of at most 64
+// bytes with 64 bytes before `end` goes in four moves of sixteen, which may
+// write past the text: one path, whatever the line's length.
+inline void CopyLine(unsigned char* to, unsigned char const* from, unsigned long length,
+                     unsigned char const* end) {
+  if (length <= 64 && end - from >= 64) {
+    auto const* const source = reinterpret_cast<__m128i const*>(from);
+    auto* const target = reinterpret_cast<__m128i*>(to);
+    __m128i const first = _mm_loadu_si128(source);
+    __m128i const second = _mm_loadu_si128(source + 1);
+    __m128i const third = _mm_loadu_si128(source + 2);
+    __m128i const fourth = _mm_loadu_si128(source + 3);
+    _mm_storeu_si128(target, first);
+    _mm_storeu_si128(target + 1, second);
+    _mm_storeu_si128(target + 2, third);
+    _mm_storeu_si128(target + 3, fourth);
+    return;
+  }
+  CopyText(to, from, length);
+}
+
+// Moves on by at most `most` lines that end before `end` with a byte after
+// their ending, as ScanForLine finds them, from the line that ends at
+// `found` with its ending up to `after`, through blocks of 64 bytes whose
+// CR and LF bytes are found at once; copies each line's text to `copy`.
+// Only blocks with a byte after them are read, so that every ending found
+// has one. Without `kCarriageReturns`, the bytes up to `end` hold no CR,
+// and every ending is a single LF. The number of lines moved to.
+template <bool kCarriageReturns>
+inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, unsigned char*& found,
+                                    unsigned char*& after, unsigned char* const end,
+                                    unsigned char* copy) {
+  unsigned long moved = 0;
+  if (most == 0 || end - after <= 64) return 0;
+  unsigned char* block = after;
+  // The CR and LF bytes of the block at or after `after`.
+  std::uint64_t bits = LineEndBits<kCarriageReturns>(block);
+  for (;;) {
+    while (bits == 0) {
+      block += 64;
+      if (end - block <= 64) return moved;
+      bits = LineEndBits<kCarriageReturns>(block);
+      // The second byte of a pair may open the block.
+      if (kCarriageReturns && after > block) bits &= ~std::uint64_t{0} << (after - block);
+    }
+    unsigned char* const at = block + __builtin_ctzll(bits);
+    start = after;
+    found = at;
+    // The ending's bit goes.
+    bits &= bits - 1;
+    if constexpr (kCarriageReturns) {
+      bool const pair = (at[0] ^ at[1]) == kPairBits;
+      after = at + (pair ? 2 : 1);
+      // So does a pair's second bit; past the block, it is cleared when its
+      // block is read.
+      if (pair) bits &= bits - 1;
+    } else {
+      after = at + 1;
+    }
+    CopyLine(copy, start, static_cast<unsigned long>(at - start), end);
+    if (++moved == most) return moved;
+  }
+}
+
+#endif
+
+// The first CR or LF in [from, end), or `end`.
+inline unsigned char* FirstLineEnd(unsigned char* from, unsigned char* const end) {
+#if defined(__SSE2__)
+  for (; end - from >= 16; from += 16) {
+    std::uint64_t const bits = LineEndBits16(from);
+    if (bits != 0) return from + __builtin_ctzll(bits);
+  }
+#endif
+  while (from != end && *from != '\n' && *from != '\r') ++from;
+  return from;
+}
+
+}  // namespace
+
+unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, unsigned long& bytes) {
+  unsigned long moved = 0;
+  while (moved != most) {
+    // Most lines end in the buffer with a byte after their ending, which
+    // tells a single ending from a pair: such a step is the search for the
+    // ending and a look at the byte after it, the step that ScanForLine
+    // takes, here in a loop that keeps the present line in locals. The
+    // bytes of the lines moved past are those from the first one's start to
+    // the present one's: a line's ending, or the line's end if it has none,
+    // is followed by the next line.
+    unsigned char* const end = validEnd_;
+    unsigned char* const first = lineStart_;
+    unsigned char* start = lineStart_;
+    unsigned char* found = lineEnd_;
+    unsigned char* after = endingEnd_;
+#if defined(__SSE2__)
+    if (end - after >= 64) {
+      // Whether the buffer holds a CR from here on, which the search for
+      // the next line would look for too: a buffer without one is searched
+      // for LF alone.
+      if (!crKnown_ || nextCr_ < after) {
+        unsigned long const rest = static_cast<unsigned long>(end - after);
+        auto* const cr = static_cast<unsigned char*>(std::memchr(after, '\r', rest));
+        nextCr_ = cr != nullptr ? cr : end;
+        crKnown_ = true;
+      }
+      moved += nextCr_ == end
+                   ? PassOverBlocks<false>(most - moved, start, found, after, end, copy)
+                   : PassOverBlocks<true>(most - moved, start, found, after, end, copy);
+    }
+#endif
+    while (moved != most) {
+      unsigned char* const at = FirstLineEnd(after, end);
+      if (end - at < 2) break;
+      bool const pair = (at[0] ^ at[1]) == kPairBits;
+      start = after;
+      found = at;
+      after = at + (pair ? 2 : 1);
+      CopyText(copy, start, static_cast<unsigned long>(at - start));
+      ++moved;
+    }
+    lineStart_ = start;
+    lineEnd_ = found;
+    endingStart_ = found;
+    endingEnd_ = after;
+    bytes += static_cast<unsigned long>(start - first);
+    if (moved == most) break;
+    // A line that ends on the last byte the buffer holds, or runs past it:
+    // the increment's own way.
+    bytes += ByteCount();
+    ScanForLine(endingEnd_, endingEnd_);
+    if (endingStart_ == endingEnd_) {
+      Refill();
+      if (Finished()) break;
+    }
+    std::memcpy(copy, lineStart_, static_cast<unsigned long>(lineEnd_ - lineStart_));
+    ++moved;
+  }
+  return moved;
+}
+
+void FileLineLoop::Refill() {
   // No ending in the buffer. A line that already starts at the front has
   // the whole buffer and is delivered as it stands; so is the last line.
-  if (lineStart_ == buffer_.begin || Exhausted()) return *this;
+  if (lineStart_ == buffer_.begin || Exhausted()) return;
   // Move the line's text to the front and refill behind it. A CR or LF
   // that was the last valid byte is not moved, and so is dropped.
   unsigned long length = static_cast<unsigned long>(lineEnd_ - lineStart_);
   std::memmove(buffer_.begin, lineStart_, length);
   ReadFromFile(Data(buffer_.begin + length, buffer_.end));
   ScanForLine(buffer_.begin, buffer_.begin + length);
-  return *this;
 }
 
 // ---------------------------------------------------------------------------

@@ -175,6 +175,7 @@ class FileReadingLoop {
 // is the next line.
 class FileLineLoop {
  public:
+
   explicit FileLineLoop(Data buffer) : buffer_(buffer) {}
   FileLineLoop(Data buffer, FileReadingPath const& path, unsigned long offset) : buffer_(buffer) {
     Start(path, offset);
@@ -184,6 +185,13 @@ class FileLineLoop {
   // line.
   void Start(FileReadingPath const& path, unsigned long offset);
   FileLineLoop& operator++();
+  // Moves on by at most `most` lines, exactly as that many increments
+  // would, and copies the text of each line it moves to into `copy` (room
+  // for the buffer's length), each over the one before. Before each step
+  // the present line's ByteCount is added to `bytes`. The number of lines
+  // moved to: fewer than `most` when the loop finished on the way, after
+  // one more step.
+  unsigned long Advance(unsigned long most, unsigned char* copy, unsigned long& bytes);
 
   // From the next Start on, a file of known length is read `size` bytes at
   // a time into memory of the loop's own, and the buffer is refilled from
@@ -219,6 +227,10 @@ class FileLineLoop {
   inline void ReadFromFile(Data target);
   // The line runs from `start` to the first line end at or after `from`.
   inline void ScanForLine(unsigned char* start, unsigned char* from);
+  // The rest of an increment whose line has no ending in the buffer: the
+  // line is delivered as it stands, or moved to the front and the buffer
+  // refilled behind it.
+  void Refill();
   // The first CR or LF at or after `from` among the valid bytes, or their
   // end.
   inline unsigned char* FindLineEnd(unsigned char* from);

@@ -12,6 +12,7 @@
 // is emitted once per unit as a weak symbol and units share it.
 #pragma once
 
+#include <concepts>
 #include <new>
 #include <type_traits>
 
@@ -199,6 +200,22 @@ struct IteratedProperty {
     if (result == nullptr) return 1;
     ::new (result) R(static_cast<It*>(state)->Next(*static_cast<O const*>(object)));
     return 1;
+  }
+};
+
+// The pass of an iterator over an object that has a member
+// `unsigned long PassOver(unsigned long most, O const& object)`
+// (survey/frame/pass_over.h).
+template <class It, class O>
+concept PassesOver = requires(It& iterator, O const& object, unsigned long most) {
+  { iterator.PassOver(most, object) } -> std::same_as<unsigned long>;
+};
+
+template <class It, class O>
+struct IteratedPassOver {
+  static unsigned long PassOver(void const*, void const* object, void* state, void const*,
+                                unsigned long most) {
+    return static_cast<It*>(state)->PassOver(most, *static_cast<O const*>(object));
   }
 };
 

@@ -24,6 +24,7 @@
 #pragma once
 
 #include "survey/frame/adaptors.h"
+#include "survey/frame/pass_over.h"
 
 namespace survey::frame {
 
@@ -102,8 +103,8 @@ class RegisteredIterated : public PropRecord {
   RegisteredIterated(Iterator*, char const* singular, char const* plural, char const* index,
                      char const* object, char const* result, SurveyorGetter first,
                      SurveyorGetter next, MemberSlot firstMember, MemberSlot nextMember,
-                     SurveyorDependency dependency)
-      : PropRecord{} {
+                     SurveyorDependency dependency, SurveyorPassOver pass = nullptr)
+      : PropRecord{}, passOver(pass) {
     Register_Iterated_Property(this, kRecordHostArea, singular, plural, index, object, result,
                                sizeof(Iterator), &IteratorBasics<Iterator>::Construct,
                                &IteratorBasics<Iterator>::Destroy, first, next, this, dependency);
@@ -113,6 +114,10 @@ class RegisteredIterated : public PropRecord {
   ~RegisteredIterated() { Unregister_Property(this); }
   RegisteredIterated(RegisteredIterated const&) = delete;
   RegisteredIterated& operator=(RegisteredIterated const&) = delete;
+
+  // The iterator's pass over many values (survey/frame/pass_over.h); null
+  // for one that has none.
+  SurveyorPassOver const passOver;
 };
 
 // A property in the full record: simple or aggregate.

@@ -160,7 +160,18 @@ struct IteratedRowOf<Adaptor, It, I, O, R, void> {
 
   RegisteredIterated Register() const {
     return RegisteredIterated(Using<It>, singular, plural, NameOf<I>(), NameOf<O>(), NameOf<R>(),
-                              &Adaptor::First, &Adaptor::Next, nullptr, nullptr, dependency);
+                              &Adaptor::First, &Adaptor::Next, nullptr, nullptr, dependency,
+                              PassOf());
+  }
+
+ private:
+  // An iterator over a direct object may pass over many values at once.
+  static SurveyorPassOver PassOf() {
+    if constexpr (std::is_same_v<Adaptor, IteratedProperty<It, O, R>> && PassesOver<It, O>) {
+      return &IteratedPassOver<It, O>::PassOver;
+    } else {
+      return nullptr;
+    }
   }
 };
 

@@ -191,6 +191,55 @@ TEST_F(LinesCommandTest, BadInputEndsWithAnAnswerOrAnError) {
   EXPECT_EQ("5", One("numeric value of \"-5\""));
 }
 
+TEST_F(LinesCommandTest, CountsOfManyLinesAgreeWithWcAndWithEachLineTested) {
+  // A count passes over lines many at a time: counts around the sizes of
+  // those passes, of the first line, which comes alone, and beyond. Lines
+  // of three bytes never put their LF on the last byte of the buffer, which
+  // always starts at a line: 2047 is 1 modulo 3.
+  auto lines = [this](int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) text += "ab\n";
+    return Make("short-lines-" + std::to_string(count), text);
+  };
+  for (int count : {65535, 65536, 65537, 65538, 1048576, 1048577, 1048578}) {
+    std::string const path = lines(count);
+    EXPECT_EQ(Tool("wc -l < " + ShellQuoted(path)), One("number of lines of file " + Q(path)))
+        << count;
+  }
+  std::string const some = lines(65540);
+  EXPECT_EQ(One("number of lines whose (true) of file " + Q(some)),
+            One("number of lines of file " + Q(some)));
+  // Lines of every length up to past twice the buffer, in every ending,
+  // some ending on the buffer's last byte: the count is that of the lines
+  // tested one by one.
+  std::string mixed;
+  for (int i = 0; i < 3000; ++i) {
+    std::size_t const length = static_cast<std::size_t>((i * 7919) % (i % 9 == 0 ? 5000 : 90));
+    mixed += std::string(length, static_cast<char>('a' + i % 26));
+    mixed += i % 4 == 0 ? "\r\n" : i % 4 == 1 ? "\n\r" : i % 4 == 2 ? "\r" : "\n";
+    if (i % 5 == 0) mixed += std::string(2047 - mixed.size() % 2048, 'z') + "\n";
+  }
+  std::string const mixedPath = Make("mixed-lengths", mixed + "last");
+  EXPECT_EQ(One("number of lines whose (true) of file " + Q(mixedPath)),
+            One("number of lines of file " + Q(mixedPath)));
+  // Two files, counted as one stream of lines.
+  std::string const few = lines(100);
+  EXPECT_EQ(std::to_string(std::stol(Tool("cat " + ShellQuoted(few) + " " + ShellQuoted(some) +
+                                          " | wc -l"))),
+            One("number of lines of (file " + Q(few) + "; file " + Q(some) + ")"));
+}
+
+TEST_F(LinesCommandTest, TheTimeLimitStopsACountOverAHugeFile) {
+  // Almost 2 GiB of zeros without a line ending, which a 32-bit build still
+  // opens: a million lines of the buffer's length, far more than the limit
+  // lets the count read.
+  std::string const path = tree / "huge";
+  Output("truncate -s 2147483000 " + ShellQuoted(path));
+  Answer const answer = Ask("number of lines of file " + Q(path), "/", false, "", "0.05");
+  EXPECT_EQ("interrupted", answer.error);
+  EXPECT_TRUE(answer.values.empty());
+}
+
 TEST_F(LinesCommandTest, CountingTheLinesOfALargeFileNeedsNoMemoryForEachLine) {
   // Peak memory of the count over 40 MB of lines, against the count over a
   // few lines: each line's copy is given back once it is counted.

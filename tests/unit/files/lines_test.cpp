@@ -386,6 +386,119 @@ TEST_F(LinesTest, AFileThatShrinksWhileItIsReadEndsItsLines) {
   EXPECT_FALSE(Contains(content_of(object), S("line number 1999")).value);
 }
 
+// Bytes of lines of random lengths, up to past twice the buffer, each ended
+// by one of the endings or by none where it is the last; among them lines
+// that end exactly on a 2048-byte border.
+std::string RandomLines(unsigned seed, int count, bool finalEnding,
+                        std::vector<std::string> const& endings = {"\n", "\r\n", "\n\r", "\r",
+                                                                   "\r\r", "\n\n"}) {
+  std::mt19937 random(seed);
+  std::string text;
+  for (int i = 0; i < count; ++i) {
+    std::size_t length = random() % 8 == 0 ? random() % 5000 : random() % 80;
+    // Now and then a line whose ending lands on the last byte of a
+    // 2048-byte block of the file.
+    if (random() % 16 == 0) length = 2047 - text.size() % 2048;
+    for (std::size_t k = 0; k < length; ++k) text += static_cast<char>('a' + random() % 26);
+    if (i + 1 < count || finalEnding) text += endings[random() % endings.size()];
+  }
+  return text;
+}
+
+// The file's lines as Next gives them, then a pass over `skip` of them
+// from the first on, and the line Next gives after that pass.
+void ExpectPassAsNext(file const& object, unsigned long skip) {
+  std::vector<file_line> const lines = AllLines(object);
+  ASSERT_FALSE(lines.empty());
+  line_iterator iterator;
+  iterator.First(object);
+  unsigned long const passed = iterator.PassOver(skip, object);
+  unsigned long const left = lines.size() - 1;
+  EXPECT_EQ(skip < left ? skip : left, passed) << skip;
+  if (passed < skip) {
+    EXPECT_THROW(iterator.Next(object), NoSuchObject);
+    EXPECT_EQ(0u, iterator.PassOver(skip, object));
+    return;
+  }
+  if (1 + passed == lines.size()) {
+    EXPECT_THROW(iterator.Next(object), NoSuchObject);
+    return;
+  }
+  file_line const after = iterator.Next(object);
+  file_line const& expected = lines[1 + passed];
+  EXPECT_EQ(Text(expected), Text(after)) << skip;
+  EXPECT_EQ(expected.index, after.index) << skip;
+  EXPECT_EQ(expected.range.begin, after.range.begin) << skip;
+  EXPECT_EQ(expected.range.end, after.range.end) << skip;
+}
+
+TEST_F(LinesTest, APassOverLinesMovesOnAsNextDoes) {
+  // Every ending in any mix; LF alone, which the pass searches for alone
+  // in a buffer without CR; and LF with a CR LF now and then, so that some
+  // buffers hold a CR and others none.
+  std::vector<std::string> const lineFeeds{"\n", "\n\n"};
+  std::vector<std::string> rareReturns(200, "\n");
+  rareReturns.push_back("\r\n");
+  for (unsigned seed = 1; seed <= 10; ++seed) {
+    std::string const text = seed <= 6   ? RandomLines(seed, 3000, seed % 2 == 0)
+                             : seed <= 8 ? RandomLines(seed, 3000, seed % 2 == 0, lineFeeds)
+                                         : RandomLines(seed, 3000, seed % 2 == 0, rareReturns);
+    file const object = Make("random" + std::to_string(seed), text);
+    unsigned long const count = AllLines(object).size();
+    for (unsigned long skip : {0UL, 1UL, 2UL, 17UL, 1000UL, count - 2, count - 1, count, 1UL << 30}) {
+      ExpectPassAsNext(object, skip);
+    }
+  }
+}
+
+TEST_F(LinesTest, APassCountsCutLinesAndEndingsOnTheBufferBorder) {
+  // A line of 5000 bytes comes in three pieces; an LF as the last byte of
+  // the first buffer is dropped and runs the next line on.
+  file const longLine = Make("long", std::string(5000, 'a') + "\nb\n");
+  file const border = Make("border", std::string(2040, 'a') + "\n" + "bbbbbb\ncccc\ndd\n");
+  file const open = Make("open", "a\r\nb");
+  file const crlf = Make("crlf", "a\r\n\r\nb\r\n");
+  for (file const* object : {&longLine, &border, &open, &crlf}) {
+    std::size_t const count = AllLines(*object).size();
+    line_iterator iterator;
+    iterator.First(*object);
+    EXPECT_EQ(count - 1, iterator.PassOver(1000, *object));
+  }
+  EXPECT_EQ(4u, AllLines(longLine).size());
+  EXPECT_EQ(3u, AllLines(border).size());
+  EXPECT_EQ(2u, AllLines(open).size());
+  EXPECT_EQ(3u, AllLines(crlf).size());
+}
+
+TEST_F(LinesTest, APassOverAFileThatChangesSeesWhatNextSees) {
+  // Files larger than the read-ahead, changed after the first line: the
+  // pass ends where Next ends, whether the file shrank or grew.
+  std::string text;
+  for (int i = 0; i < 30000; ++i) text += "line number " + std::to_string(i) + "\n";
+  ASSERT_GT(text.size(), 4u * 0x10000);
+  for (long size : {3000L, 200000L, static_cast<long>(text.size()) * 2}) {
+    std::vector<unsigned long> counts;
+    for (bool pass : {false, true}) {
+      std::string const name = "changes" + std::to_string(size) + (pass ? "pass" : "next");
+      file const object = Make(name, text);
+      line_iterator iterator;
+      iterator.First(object);
+      ASSERT_EQ(0, ::truncate((tree / name).c_str(), size));
+      unsigned long count = 1;
+      if (pass) {
+        count += iterator.PassOver(1UL << 30, object);
+      } else {
+        try {
+          for (; count < 1000000; ++count) iterator.Next(object);
+        } catch (NoSuchObject const&) {
+        }
+      }
+      counts.push_back(count);
+    }
+    EXPECT_EQ(counts[0], counts[1]) << size;
+  }
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------

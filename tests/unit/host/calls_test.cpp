@@ -912,3 +912,107 @@ TEST_F(CallsTest, ATestedValueThatTheTestKeepsKeepsTheIteratorStateAlive) {
   EXPECT_EQ(1, ticks.constructed);
   EXPECT_EQ(1, ticks.destroyed);
 }
+
+// ---------------------------------------------------------------------------
+// Passes over many values.
+
+namespace {
+
+struct PassCounts {
+  int nexts = 0;
+  int passes = 0;
+  int destroyed = 0;
+};
+PassCounts passing;
+
+// Yields 1 to 1000; a pass moves on as Next would, and writes each value
+// into one place that it asks the arena for once a call.
+class Thousand {
+ public:
+  ~Thousand() { ++passing.destroyed; }
+  integer First() {
+    count_ = 1;
+    return integer{count_};
+  }
+  integer Next() {
+    ++passing.nexts;
+    if (count_ == kLast) throw NoSuchObject();
+    return integer{++count_};
+  }
+  static unsigned long Pass(void const*, void const*, void* state, void const*,
+                            unsigned long most) {
+    ++passing.passes;
+    auto& self = *static_cast<Thousand*>(state);
+    auto* const place = reinterpret_cast<long long*>(Allocate_Surveyor_Memory(sizeof(long long)));
+    unsigned long moved = 0;
+    while (moved != most && self.count_ != kLast) {
+      *place = ++self.count_;
+      ++moved;
+    }
+    return moved;
+  }
+  static constexpr long long kLast = 1000;
+
+ private:
+  long long count_ = 0;
+};
+
+// The pass of the record `thousands` points to, for the host's AdoptPasses.
+void const* thousands = nullptr;
+survey::host::IteratedPassOver PassOf(void const* context) {
+  return context == thousands ? &Thousand::Pass : nullptr;
+}
+
+}  // namespace
+
+TEST_F(CallsTest, APassMovesOnAsNextWouldAndGivesItsMemoryBack) {
+  unsigned long long const since = host.GetRegistry().Sequence();
+  IteratedOfWorld<Thousand> record("thousand", "thousands", "integer");
+  thousands = &record;
+  host.GetRegistry().AdoptPasses(since, &PassOf);
+  passing = PassCounts();
+  auto stream = Ask("thousands");
+  // The first value comes by First; the others by passes, in as many calls
+  // as the sizes asked for. The arena's first chunk may come with the first
+  // call; what the calls ask for after that is given back.
+  EXPECT_EQ(3u, stream->SkipMany(3));
+  EXPECT_EQ(1, passing.passes);
+  std::size_t const before = evaluation->GetArena().BytesInUse();
+  EXPECT_EQ(500u, stream->SkipMany(500));
+  EXPECT_EQ(497u, stream->SkipMany(600));
+  EXPECT_EQ(0, passing.nexts);
+  EXPECT_EQ(3, passing.passes);
+  EXPECT_EQ(before, evaluation->GetArena().BytesInUse());
+  // The short pass ended the stream and let go of the state.
+  EXPECT_EQ(1, passing.destroyed);
+  EXPECT_EQ(0u, stream->SkipMany(10));
+  Value value;
+  EXPECT_FALSE(stream->Next(value));
+  EXPECT_EQ(3, passing.passes);
+}
+
+TEST_F(CallsTest, WithoutAPassTheValuesArePassedOverOneByOne) {
+  IteratedOfWorld<Thousand> record("thousand", "thousands", "integer");
+  // A pass offered for records registered before this one is not its own.
+  thousands = &record;
+  host.GetRegistry().AdoptPasses(host.GetRegistry().Sequence(), &PassOf);
+  passing = PassCounts();
+  auto stream = Ask("thousands");
+  EXPECT_EQ(10u, stream->SkipMany(10));
+  EXPECT_EQ(990u, stream->SkipMany(5000));
+  EXPECT_EQ(0, passing.passes);
+  EXPECT_EQ(1000, passing.nexts);
+  EXPECT_EQ(1, passing.destroyed);
+}
+
+TEST_F(CallsTest, AnInterruptStopsAPassOfManyValues) {
+  unsigned long long const since = host.GetRegistry().Sequence();
+  IteratedOfWorld<Thousand> record("thousand", "thousands", "integer");
+  thousands = &record;
+  host.GetRegistry().AdoptPasses(since, &PassOf);
+  auto stream = Ask("thousands");
+  EXPECT_EQ(1u, stream->SkipMany(1));
+  Evaluation::RequestInterrupt();
+  EXPECT_EQ(ErrorKind::kInterrupted, ErrorOf([&] { stream->SkipMany(100); }).Kind());
+  Evaluation::ClearInterrupt();
+}
