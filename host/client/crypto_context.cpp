@@ -36,7 +36,9 @@ constexpr unsigned kPiecesBetweenChecks = 16;
 
 CryptoFunctions const& Crypto() {
   static CryptoFunctions const functions = [] {
-    static LateLibrary const library(SURVEY_LIBCRYPTO_NAME);
+    // libcrypto refers to thousands of its own functions; nothing in the
+    // program replaces any of them.
+    static LateLibrary const library(SURVEY_LIBCRYPTO_NAME, LateLibrary::Binding::kOwnFirst);
     CryptoFunctions bound;
 #define SURVEY_CRYPTO_BIND(name) library.Bind(bound.name, #name);
     SURVEY_CRYPTO_FUNCTIONS(SURVEY_CRYPTO_BIND)
