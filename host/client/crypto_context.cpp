@@ -46,10 +46,11 @@ CryptoFunctions const& Crypto() {
     // The library initialises itself on first use as it would for any
     // program, with two parts the host does without:
     // - the tables of every digest and cipher by its old-style name, which
-    //   only a lookup by such a name reads (EVP_get_digestbyname and the
-    //   like, which the host never makes); the host fetches its digest by
-    //   the name the providers give it. Filling them took about a third of
-    //   the cost of the first hash.
+    //   only a lookup by such a name reads: EVP_get_digestbyname and the
+    //   like, and inside the library what the host never asks of it (the
+    //   strength of a certificate's signature, a key encrypted in PEM). The
+    //   host fetches its digest by the name the providers give it. Filling
+    //   the tables took about a third of the cost of the first hash.
     // - the clean-up at exit, which only frees memory the process is about
     //   to give back whole.
     // The machine's configuration file is read as before: it can choose the
