@@ -36,11 +36,28 @@ constexpr unsigned kPiecesBetweenChecks = 16;
 
 CryptoFunctions const& Crypto() {
   static CryptoFunctions const functions = [] {
-    static LateLibrary const library(SURVEY_LIBCRYPTO_NAME);
+    // libcrypto refers to thousands of its own functions; nothing in the
+    // program replaces any of them.
+    static LateLibrary const library(SURVEY_LIBCRYPTO_NAME, LateLibrary::Binding::kOwnFirst);
     CryptoFunctions bound;
 #define SURVEY_CRYPTO_BIND(name) library.Bind(bound.name, #name);
     SURVEY_CRYPTO_FUNCTIONS(SURVEY_CRYPTO_BIND)
 #undef SURVEY_CRYPTO_BIND
+    // The library initialises itself on first use as it would for any
+    // program, with two parts the host does without:
+    // - the tables of every digest and cipher by its old-style name, which
+    //   only a lookup by such a name reads: EVP_get_digestbyname and the
+    //   like, and inside the library what the host never asks of it (the
+    //   strength of a certificate's signature, a key encrypted in PEM). The
+    //   host fetches its digest by the name the providers give it. Filling
+    //   the tables took about a third of the cost of the first hash.
+    // - the clean-up at exit, which only frees memory the process is about
+    //   to give back whole.
+    // The machine's configuration file is read as before: it can choose the
+    // providers, and so whether a digest is to be had at all.
+    bound.OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CONFIG | OPENSSL_INIT_NO_ADD_ALL_CIPHERS |
+                                  OPENSSL_INIT_NO_ADD_ALL_DIGESTS | OPENSSL_INIT_NO_ATEXIT,
+                              nullptr);
     return bound;
   }();
   return functions;
@@ -56,6 +73,14 @@ struct DescriptorCloser {
 struct DigestContextFree {
   void operator()(EVP_MD_CTX* context) const { Crypto().EVP_MD_CTX_free(context); }
 };
+
+// The SHA-1 digest of the library's default context, fetched once by its
+// name and kept for the life of the process, rather than looked up again at
+// every hash; null when the providers the configuration chose have none.
+EVP_MD const* Sha1Digest() {
+  static EVP_MD const* const digest = Crypto().EVP_MD_fetch(nullptr, "SHA1", nullptr);
+  return digest;
+}
 
 }  // namespace
 
@@ -83,8 +108,10 @@ std::string Sha1OfFile(char const* path) {
     // Without the machine's libcrypto there is no hash to give.
     return std::string();
   }
+  EVP_MD const* const sha1 = Sha1Digest();
+  if (sha1 == nullptr) return std::string();
   std::unique_ptr<EVP_MD_CTX, DigestContextFree> const context(Crypto().EVP_MD_CTX_new());
-  if (!context || Crypto().EVP_DigestInit_ex(context.get(), Crypto().EVP_sha1(), nullptr) != 1) {
+  if (!context || Crypto().EVP_DigestInit_ex(context.get(), sha1, nullptr) != 1) {
     return std::string();
   }
   std::unique_ptr<unsigned char[]> const piece(new unsigned char[kPieceSize]);

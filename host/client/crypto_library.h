@@ -5,6 +5,7 @@
 
 #include <openssl/asn1.h>
 #include <openssl/bio.h>
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
@@ -29,7 +30,9 @@ namespace survey::client {
   X(EVP_DigestUpdate)              \
   X(EVP_MD_CTX_free)               \
   X(EVP_MD_CTX_new)                \
+  X(EVP_MD_fetch)                  \
   X(EVP_sha1)                      \
+  X(OPENSSL_init_crypto)           \
   X(PEM_read_bio_X509)             \
   X(PEM_write_bio_X509)            \
   X(X509_free)                     \
@@ -43,8 +46,9 @@ struct CryptoFunctions {
 #undef SURVEY_CRYPTO_POINTER
 };
 
-// The functions, bound at the first call; LateLibraryError when the machine
-// has no such libcrypto or it lacks one of them.
+// The functions, bound at the first call, with the library initialised as
+// the host uses it (see crypto_context.cpp); LateLibraryError when the
+// machine has no such libcrypto or it lacks one of them.
 CryptoFunctions const& Crypto();
 
 }  // namespace survey::client

@@ -4,7 +4,35 @@
 
 namespace survey::client {
 
-LateLibrary::LateLibrary(char const* name) : name_(name), handle_(dlopen(name, RTLD_NOW)) {
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || \
+    __has_feature(memory_sanitizer)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+#else
+constexpr bool kSanitized = false;
+#endif
+
+int OpenFlags(LateLibrary::Binding binding) {
+  int flags = RTLD_NOW;
+#if defined(RTLD_DEEPBIND)
+  if (binding == LateLibrary::Binding::kOwnFirst && !kSanitized) flags |= RTLD_DEEPBIND;
+#else
+  (void)binding;
+#endif
+  return flags;
+}
+
+}  // namespace
+
+LateLibrary::LateLibrary(char const* name, Binding binding)
+    : name_(name), handle_(dlopen(name, OpenFlags(binding))) {
   if (handle_ == nullptr) {
     char const* const reason = dlerror();
     throw LateLibraryError("cannot load " + name_ + ": " +

@@ -22,9 +22,24 @@ class LateLibraryError : public std::runtime_error {
 
 class LateLibrary {
  public:
+  // How the library's references to names are bound.
+  enum class Binding {
+    // As for any library: the program's names come first.
+    kProgramFirst,
+    // The library's own names, and those of the libraries it needs, come
+    // before the program's: each of its references to itself is then found
+    // at the first place looked, rather than after every library of the
+    // program. For a large self-contained library this is most of the cost
+    // of opening it. Only for a library whose names no part of the program
+    // means to replace; and as the sanitizers' runtimes replace the C
+    // library's allocator for the whole program, a sanitized build binds as
+    // for any library.
+    kOwnFirst,
+  };
+
   // Opens the library by its file name (as the dynamic loader looks it up);
   // LateLibraryError when it cannot.
-  explicit LateLibrary(char const* name);
+  explicit LateLibrary(char const* name, Binding binding = Binding::kProgramFirst);
   LateLibrary(LateLibrary const&) = delete;
   LateLibrary& operator=(LateLibrary const&) = delete;
   // The library stays open until the program ends: what was taken from it

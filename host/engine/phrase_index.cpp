@@ -127,6 +127,20 @@ std::size_t Distance(std::string_view a, std::string_view b) {
   return row[b.size()];
 }
 
+// Doubles an open table of runs, each kept at its own hash.
+template <class Runs>
+void Grow(Runs& runs, std::size_t& mask) {
+  Runs old(runs.size() * 2, typename Runs::value_type{});
+  old.swap(runs);
+  mask = runs.size() - 1;
+  for (auto const& run : old) {
+    if (run.words == 0) continue;
+    std::size_t at = run.hash & mask;
+    while (runs[at].words != 0) at = (at + 1) & mask;
+    runs[at] = run;
+  }
+}
+
 }  // namespace
 
 void PhraseIndex::Build(std::span<Item const> items) {
@@ -134,16 +148,21 @@ void PhraseIndex::Build(std::span<Item const> items) {
   texts_.clear();
   byLength_.clear();
   longestWords_ = 0;
-  // Each phrase makes at most one run per word, and most runs are shared;
-  // the table is kept at most half full.
+  // Each phrase makes at most one run per word, and most runs are shared
+  // (a singular and its plural, phrases that begin alike): about half as
+  // many runs as that bound are distinct. The table starts with room for
+  // the bound, and so for the distinct runs at less than half full, and
+  // doubles when it is three quarters full. Every slot of it is written at
+  // each build: sizing it by the bound alone doubled the memory it takes.
   std::size_t runs = 0;
   for (Item const& item : items) {
     runs += 1 + static_cast<std::size_t>(std::count(item.phrase.begin(), item.phrase.end(), ' '));
   }
   std::size_t capacity = 16;
-  while (capacity < runs * 2) capacity *= 2;
+  while (capacity < runs) capacity *= 2;
   runs_.assign(capacity, Run{});
   mask_ = capacity - 1;
+  std::size_t used = 0;
   for (Item const& item : items) {
     std::string_view const phrase = item.phrase;
     std::uint64_t hash = kEmptyRun;
@@ -160,12 +179,18 @@ void PhraseIndex::Build(std::span<Item const> items) {
              !(runs_[at].hash == hash && runs_[at].words == words && runs_[at].text == run)) {
         at = (at + 1) & mask_;
       }
-      Run& slot = runs_[at];
-      if (slot.words == 0) {
-        slot.text = run;
-        slot.hash = hash;
-        slot.words = words;
+      if (runs_[at].words == 0) {
+        if ((used + 1) * 4 > runs_.size() * 3) {
+          Grow(runs_, mask_);
+          at = hash & mask_;
+          while (runs_[at].words != 0) at = (at + 1) & mask_;
+        }
+        ++used;
+        runs_[at].text = run;
+        runs_[at].hash = hash;
+        runs_[at].words = words;
       }
+      Run& slot = runs_[at];
       if (end == phrase.size()) {
         ++slot.uses[item.use];
         break;

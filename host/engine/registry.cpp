@@ -140,9 +140,14 @@ std::uint64_t HashKey(IndexKey const& key) {
 }
 
 // Entries by key, in one flat table that is built in bulk. The entries
-// under each key lie next to each other, in order of registration: the
-// first is the one a lookup finds, the others are there for listings and
-// for the checks of a load. The keys are views of the entries' own names.
+// under each key are found in order of registration: the first is the one
+// a lookup finds, the others are there for listings and for the checks of
+// a load. The keys are views of the entries' own names.
+//
+// The index keeps the items it was built from, each key beside its entry,
+// and its table, kept at most half full, holds only a hash and where the
+// key's entries are: a table of a thousand records' keys is a few pages of
+// memory, written once, rather than tens.
 template <class Entry>
 class KeyIndex {
  public:
@@ -151,27 +156,34 @@ class KeyIndex {
     Entry const* entry;
   };
 
-  // Builds the index from its items, given in order of registration.
-  void Build(std::vector<Item> const& items) {
+  // The list to fill with the items, in order of registration, before
+  // `Build`; emptied, with room for `expected` of them.
+  std::vector<Item>& Items(std::size_t expected) {
+    items_.clear();
+    items_.reserve(expected);
+    return items_;
+  }
+
+  // Builds the index from the items.
+  void Build() {
     std::size_t capacity = 16;
-    while (capacity < items.size() * 2) capacity *= 2;
+    while (capacity < items_.size() * 2) capacity *= 2;
     slots_.assign(capacity, Slot{});
     mask_ = capacity - 1;
     used_ = 0;
     repeated_ = false;
+    grouped_.clear();
     // Which slot each item goes to, found once.
-    std::vector<std::uint32_t> slotOf(items.size());
-    for (std::size_t k = 0; k < items.size(); ++k) {
-      IndexKey const& key = items[k].key;
+    std::vector<std::uint32_t> slotOf(items_.size());
+    for (std::size_t k = 0; k < items_.size(); ++k) {
+      IndexKey const& key = items_[k].key;
       std::uint64_t const hash = HashKey(key);
       std::size_t at = hash & mask_;
-      while (slots_[at].count != 0 && !(slots_[at].hash == hash && SameKey(slots_[at].key, key))) {
-        at = (at + 1) & mask_;
-      }
+      while (slots_[at].count != 0 && !Holds(slots_[at], hash, key)) at = (at + 1) & mask_;
       Slot& slot = slots_[at];
       if (slot.count == 0) {
-        slot.key = key;
-        slot.hash = hash;
+        slot.hash = static_cast<std::uint32_t>(hash);
+        slot.first = static_cast<std::uint32_t>(k);
         ++used_;
       } else {
         repeated_ = true;
@@ -179,25 +191,19 @@ class KeyIndex {
       ++slot.count;
       slotOf[k] = static_cast<std::uint32_t>(at);
     }
-    entries_.resize(items.size());
-    if (!repeated_) {
-      // One entry per key: each goes to its own place, in any order.
-      std::uint32_t next = 0;
-      for (std::size_t k = 0; k < items.size(); ++k) {
-        slots_[slotOf[k]].begin = next;
-        entries_[next++] = items[k].entry;
-      }
-      return;
-    }
+    if (!repeated_) return;
+    // Some key has several entries: the entries are laid out again, those
+    // of each key next to each other, in order of registration.
     std::uint32_t next = 0;
     for (Slot& slot : slots_) {
       slot.begin = next;
       next += slot.count;
       slot.count = 0;
     }
-    for (std::size_t k = 0; k < items.size(); ++k) {
+    grouped_.resize(items_.size());
+    for (std::size_t k = 0; k < items_.size(); ++k) {
       Slot& slot = slots_[slotOf[k]];
-      entries_[slot.begin + slot.count++] = items[k].entry;
+      grouped_[slot.begin + slot.count++] = items_[k].entry;
     }
   }
 
@@ -208,11 +214,18 @@ class KeyIndex {
     std::uint64_t const hash = HashKey(key);
     std::size_t at = hash & mask_;
     while (slots_[at].count != 0) {
-      if (slots_[at].hash == hash && SameKey(slots_[at].key, key)) return false;
+      if (Holds(slots_[at], hash, key)) return false;
       at = (at + 1) & mask_;
     }
-    slots_[at] = Slot{key, hash, static_cast<std::uint32_t>(entries_.size()), 1};
-    entries_.push_back(entry);
+    Slot& slot = slots_[at];
+    slot.hash = static_cast<std::uint32_t>(hash);
+    slot.first = static_cast<std::uint32_t>(items_.size());
+    slot.count = 1;
+    items_.push_back({key, entry});
+    if (repeated_) {
+      slot.begin = static_cast<std::uint32_t>(grouped_.size());
+      grouped_.push_back(entry);
+    }
     ++used_;
     return true;
   }
@@ -222,8 +235,9 @@ class KeyIndex {
     std::uint64_t const hash = HashKey(key);
     for (std::size_t at = hash & mask_; slots_[at].count != 0; at = (at + 1) & mask_) {
       Slot const& slot = slots_[at];
-      if (slot.hash == hash && SameKey(slot.key, key)) {
-        return std::span<Entry const* const>(entries_.data() + slot.begin, slot.count);
+      if (Holds(slot, hash, key)) {
+        if (!repeated_) return std::span<Entry const* const>(&items_[slot.first].entry, 1);
+        return std::span<Entry const* const>(grouped_.data() + slot.begin, slot.count);
       }
     }
     return {};
@@ -241,17 +255,24 @@ class KeyIndex {
 
  private:
   struct Slot {
-    IndexKey key;
-    std::uint64_t hash = 0;
-    std::uint32_t begin = 0;
+    std::uint32_t hash = 0;   // the low half of the key's hash
+    std::uint32_t first = 0;  // the item that brought the key
     std::uint32_t count = 0;  // 0: an empty slot
+    std::uint32_t begin = 0;  // where the key's entries start in `grouped_`
   };
+
+  bool Holds(Slot const& slot, std::uint64_t hash, IndexKey const& key) const {
+    return slot.hash == static_cast<std::uint32_t>(hash) && SameKey(items_[slot.first].key, key);
+  }
+
   std::vector<Slot> slots_;
   std::size_t mask_ = 0;
   std::size_t used_ = 0;
   // Whether some key has more than one entry.
   bool repeated_ = false;
-  std::vector<Entry const*> entries_;
+  std::vector<Item> items_;
+  // When some key has several entries: every entry, by key.
+  std::vector<Entry const*> grouped_;
 };
 
 // The indexes, one bit each, as `Registry::Fresh` asks for them.
@@ -388,6 +409,9 @@ struct Registry::Indexes {
   KeyIndex<PropertyEntry> propertyNames;  // by phrase form alone
   KeyIndex<CastEntry> castNames;          // by phrase alone
   PhraseIndex phrases;                    // words of phrases, for parsing and suggestions
+  // The phrases of the last build of `phrases`, whose memory serves the
+  // next.
+  std::vector<PhraseIndex::Item> phraseItems;
 };
 
 namespace {
@@ -625,67 +649,74 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
   Indexes& indexes = *indexes_;
   unsigned const missing = wanted & ~indexes.fresh;
   if (missing == 0) return indexes;
-  // One pass over the records for every index out of date, each list in
-  // order of registration.
-  std::vector<KeyIndex<TypeEntry>::Item> types;
-  std::vector<KeyIndex<PropertyEntry>::Item> properties;
-  std::vector<KeyIndex<PropertyEntry>::Item> propertyNames;
-  std::vector<KeyIndex<CastEntry>::Item> casts;
-  std::vector<KeyIndex<CastEntry>::Item> castNames;
-  std::vector<KeyIndex<OperatorEntry>::Item> operators;
-  std::size_t const reserve = live_ + live_ / 2;
-  if (missing & kTypesBit) types.reserve(live_);
-  if (missing & kPropertiesBit) properties.reserve(reserve);
-  if (missing & kPropertyNamesBit) propertyNames.reserve(reserve);
-  if (missing & kCastsBit) casts.reserve(live_);
-  if (missing & kCastNamesBit) castNames.reserve(live_);
-  if (missing & kOperatorsBit) operators.reserve(live_);
-  std::vector<PhraseIndex::Item> phrases;
-  if (missing & kPhrasesBit) phrases.reserve(2 * live_);
-  for (Record const* record : order_) {
-    if (record == nullptr) continue;
-    switch (record->kind) {
-      case RecordKind::kType:
-        if (missing & kTypesBit) types.push_back({{{record->Type().name, "", ""}}, &record->Type()});
-        break;
-      case RecordKind::kProperty: {
-        PropertyEntry const& entry = record->Property();
-        for (std::string_view form : Forms(entry)) {
-          if (missing & kPropertiesBit) properties.push_back({{{form, entry.index, entry.object}}, &entry});
-          if (missing & kPropertyNamesBit) propertyNames.push_back({{{form, "", ""}}, &entry});
-        }
-        if (missing & kPhrasesBit) {
-          phrases.push_back({entry.singular, PhraseIndex::kSingular});
-          phrases.push_back({entry.plural, PhraseIndex::kPlural});
-        }
-        break;
-      }
-      case RecordKind::kCast: {
-        CastEntry const& entry = record->Cast();
-        if (missing & kCastsBit) casts.push_back({{{entry.phrase, entry.source, ""}}, &entry});
-        if (missing & kCastNamesBit) castNames.push_back({{{entry.phrase, "", ""}}, &entry});
-        if (missing & kPhrasesBit) phrases.push_back({entry.phrase, PhraseIndex::kCast});
-        break;
-      }
-      case RecordKind::kOperator: {
-        OperatorEntry const& entry = record->Operator();
-        if (missing & kOperatorsBit) {
-          operators.push_back({{{entry.left, entry.right, ""}, entry.code}, &entry});
-        }
-        break;
-      }
-      case RecordKind::kDependency:
-      case RecordKind::kCache:
-        break;
+  // One index at a time, each from one pass over the records in order of
+  // registration. Properties are most of the records, each filed under its
+  // two forms: their lists are given room at once.
+  std::size_t const expected = live_ + live_ / 2;
+  auto const each = [this](RecordKind kind, auto const& file) {
+    for (Record const* record : order_) {
+      if (record != nullptr && record->kind == kind) file(*record);
     }
+  };
+  if (missing & kTypesBit) {
+    auto& items = indexes.types.Items(0);
+    each(RecordKind::kType, [&](Record const& record) {
+      items.push_back({{{record.Type().name, "", ""}}, &record.Type()});
+    });
+    indexes.types.Build();
   }
-  if (missing & kTypesBit) indexes.types.Build(types);
-  if (missing & kPropertiesBit) indexes.properties.Build(properties);
-  if (missing & kPropertyNamesBit) indexes.propertyNames.Build(propertyNames);
-  if (missing & kCastsBit) indexes.casts.Build(casts);
-  if (missing & kCastNamesBit) indexes.castNames.Build(castNames);
-  if (missing & kOperatorsBit) indexes.operators.Build(operators);
-  if (missing & kPhrasesBit) indexes.phrases.Build(phrases);
+  for (unsigned const bit : {kPropertiesBit, kPropertyNamesBit}) {
+    if (!(missing & bit)) continue;
+    KeyIndex<PropertyEntry>& index =
+        bit == kPropertiesBit ? indexes.properties : indexes.propertyNames;
+    auto& items = index.Items(expected);
+    each(RecordKind::kProperty, [&](Record const& record) {
+      PropertyEntry const& entry = record.Property();
+      for (std::string_view form : Forms(entry)) {
+        if (bit == kPropertiesBit) {
+          items.push_back({{{form, entry.index, entry.object}}, &entry});
+        } else {
+          items.push_back({{{form, "", ""}}, &entry});
+        }
+      }
+    });
+    index.Build();
+  }
+  for (unsigned const bit : {kCastsBit, kCastNamesBit}) {
+    if (!(missing & bit)) continue;
+    KeyIndex<CastEntry>& index = bit == kCastsBit ? indexes.casts : indexes.castNames;
+    auto& items = index.Items(0);
+    each(RecordKind::kCast, [&](Record const& record) {
+      CastEntry const& entry = record.Cast();
+      std::string_view const source = bit == kCastsBit ? std::string_view(entry.source) : "";
+      items.push_back({{{entry.phrase, source, ""}}, &entry});
+    });
+    index.Build();
+  }
+  if (missing & kOperatorsBit) {
+    auto& items = indexes.operators.Items(0);
+    each(RecordKind::kOperator, [&](Record const& record) {
+      OperatorEntry const& entry = record.Operator();
+      items.push_back({{{entry.left, entry.right, ""}, entry.code}, &entry});
+    });
+    indexes.operators.Build();
+  }
+  if (missing & kPhrasesBit) {
+    std::vector<PhraseIndex::Item>& phrases = indexes.phraseItems;
+    phrases.clear();
+    phrases.reserve(2 * live_);
+    for (Record const* record : order_) {
+      if (record == nullptr) continue;
+      if (record->kind == RecordKind::kProperty) {
+        PropertyEntry const& entry = record->Property();
+        phrases.push_back({entry.singular, PhraseIndex::kSingular});
+        phrases.push_back({entry.plural, PhraseIndex::kPlural});
+      } else if (record->kind == RecordKind::kCast) {
+        phrases.push_back({record->Cast().phrase, PhraseIndex::kCast});
+      }
+    }
+    indexes.phrases.Build(phrases);
+  }
   indexes.fresh |= missing;
   return indexes;
 }

@@ -379,6 +379,56 @@ TEST_F(RegistryIndexTest, LongestMatchAgreesWithTryingEveryLength) {
   }
 }
 
+// Phrases that share no word with each other, so that every run of words
+// is a phrase of its own and the runs are as many as the words: the phrase
+// index grows its table past the room it starts with, and every phrase is
+// still found, used as registered.
+TEST_F(RegistryIndexTest, PhrasesThatShareNoWordAreAllFound) {
+  Vocabulary vocabulary;
+  vocabulary.Type("blob");
+  struct Forms {
+    std::vector<std::string> singular;
+    std::vector<std::string> plural;
+  };
+  std::vector<Forms> registered;
+  for (int n = 0; n < 1000; ++n) {
+    std::string const k = std::to_string(n);
+    registered.push_back({{"w" + k}, {"p" + k}});
+  }
+  for (int n = 0; n < 10; ++n) {
+    std::string const k = std::to_string(n);
+    registered.push_back({{"a" + k, "b" + k}, {"c" + k, "d" + k}});
+  }
+  auto const join = [](std::vector<std::string> const& words) {
+    std::string phrase;
+    for (std::string const& word : words) phrase += (phrase.empty() ? "" : " ") + word;
+    return phrase;
+  };
+  for (Forms const& forms : registered) {
+    vocabulary.Property(join(forms.singular), join(forms.plural), "", "blob");
+  }
+  for (Forms const& forms : registered) {
+    std::string const singular = join(forms.singular);
+    std::string const plural = join(forms.plural);
+    ASSERT_TRUE(registry.HasPropertyPhrase(singular)) << singular;
+    EXPECT_EQ(1u, registry.PropertyPhraseUse(singular).singular) << singular;
+    EXPECT_EQ(0u, registry.PropertyPhraseUse(singular).plural) << singular;
+    EXPECT_EQ(1u, registry.PropertyPhraseUse(plural).plural) << plural;
+    for (std::vector<std::string> words : {forms.singular, forms.plural}) {
+      std::size_t const length = words.size();
+      words.push_back("extra");
+      EXPECT_EQ(length, registry.MatchPhrase(Words(words), PhraseKind::kProperty)) << plural;
+      if (length > 1) {
+        // Its first word alone is no phrase.
+        EXPECT_EQ(0u, registry.MatchPhrase(Words({words[0]}), PhraseKind::kProperty)) << plural;
+      }
+    }
+  }
+  EXPECT_EQ(2u, registry.LongestPhraseWords());
+  EXPECT_FALSE(registry.HasPropertyPhrase("w1000"));
+  EXPECT_FALSE(registry.HasPropertyPhrase("a0"));
+}
+
 // --- Suggestions.
 
 std::size_t PlainDistance(std::string const& a, std::string const& b) {
