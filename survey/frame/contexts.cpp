@@ -118,7 +118,7 @@ void ComputerNameDependencyNodeFunction(Fingerprinter& fingerprinter) {
 void YieldTimeSlice() {
   SurveyorContext* const context = Get_Generic_Surveyor_Context();
   if (context == nullptr) return;
-  SurveyorYieldContext* const yield = dynamic_cast<SurveyorYieldContext*>(context);
+  SurveyorYieldContext* const yield = survey::frame::RememberedCast<SurveyorYieldContext>(context);
   if (yield == nullptr || yield->YieldTimeSlice == nullptr) return;
   yield->YieldTimeSlice(context);
 }
@@ -126,7 +126,7 @@ void YieldTimeSlice() {
 void Trickle() {
   SurveyorContext* const context = Get_Generic_Surveyor_Context();
   if (context == nullptr) return;
-  SurveyorYieldContext* const yield = dynamic_cast<SurveyorYieldContext*>(context);
+  SurveyorYieldContext* const yield = survey::frame::RememberedCast<SurveyorYieldContext>(context);
   if (yield == nullptr || yield->Trickle == nullptr) return;
   yield->Trickle(context);
 }
