@@ -84,20 +84,26 @@ void LoadDMIStructure(DmiLoadState& state, std::uint8_t type, std::uint32_t inst
   }
 }
 
-void GetDMIStructure(std::uint8_t type, std::uint64_t index, unsigned char const** data,
-                     std::uint32_t* size) {
-  if (index == 0 || index > 0xFFFFFFFFull) throw NoSuchObject();
+bool FindDMIStructure(std::uint8_t type, std::uint64_t index, unsigned char const** data,
+                      std::uint32_t* size) {
+  if (index == 0 || index > 0xFFFFFFFFull) return false;
   std::uint8_t row = 0;
-  if (!RowOfType(type, row)) throw NoSuchObject();
+  if (!RowOfType(type, row)) return false;
   // Past the last instance that the contents can name, every node would
   // come up empty: the answer is known without building them.
-  if (index > kInstancesPerType) throw NoSuchObject();
+  if (index > kInstancesPerType) return false;
   DmiLoadState* node = &dmiLoadArray[row];
   if (node->loaded == 0) LoadDMIStructure(*node, row, 0);
   for (std::uint32_t step = 1; step < index; ++step) node = NextNode(node, row, step);
-  if (node->data == nullptr || node->size <= 3) throw NoSuchObject();
+  if (node->data == nullptr || node->size <= 3) return false;
   *data = node->data;
   *size = node->size;
+  return true;
+}
+
+void GetDMIStructure(std::uint8_t type, std::uint64_t index, unsigned char const** data,
+                     std::uint32_t* size) {
+  if (!FindDMIStructure(type, index, data, size)) throw NoSuchObject();
 }
 
 surveyor_string GetStringBlockStringFromPosAndType(std::uint64_t position, std::uint8_t type) {
