@@ -563,10 +563,13 @@ void dmi_info::ReadTOC(FileReader& reader) {
       throw NoMoreData();
     }
     contents = new DmiContentsEntry[contentsCount];
+    // The whole table in one read, rather than one read for each entry.
+    std::unique_ptr<unsigned char[]> const bytes(
+        new unsigned char[contentsCount * kDmiContentsEntrySize]);
     reader.SetPosition(contentsOffset);
+    reader >> Data(bytes.get(), contentsCount * kDmiContentsEntrySize);
     for (std::uint32_t i = 0; i < contentsCount; ++i) {
-      unsigned char entry[kDmiContentsEntrySize];
-      reader >> Data(entry, sizeof entry);
+      unsigned char const* const entry = bytes.get() + i * kDmiContentsEntrySize;
       contents[i].type = entry[0];
       contents[i].instance = entry[1];
       contents[i].offset = ReadLE32(entry + 2);
@@ -637,9 +640,24 @@ FileLocation DmiFileLocation() {
 unsigned long ReadDmiStructure(DmiContentsEntry const& entry, unsigned char* target) {
   if (entry.length == 0) throw NoSuchObject();
   FileLocation const location = DmiFileLocation();
-  FileReadingPath const path(location);
-  FileReader reader(path, entry.offset);
-  reader >> Data(target, entry.length);
+  // The file is opened for this one read and closed after it, with the
+  // flags a FileReadingPath opens with; one positioned read takes the
+  // structure, where a FileReader would first seek for the file's length.
+  int const descriptor = open(location.FullPathName(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) FileReadingPath::ThrowErrorAlways(errno);
+  unsigned long done = 0;
+  int error = 0;
+  while (done < entry.length) {
+    ssize_t const got = pread(descriptor, target + done, entry.length - done,
+                              static_cast<off_t>(entry.offset + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) error = errno;
+    if (got <= 0) break;
+    done += static_cast<unsigned long>(got);
+  }
+  close(descriptor);
+  if (error != 0) FileReader::ThrowError(error);
+  if (done < entry.length) FileReader::ThrowError(FileReader::kShortRead);
   return entry.length;
 }
 
