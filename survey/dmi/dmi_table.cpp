@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -553,6 +554,10 @@ dmi_info::~dmi_info() { delete[] contents; }
 void dmi_info::ReadTOC(FileReader& reader) {
   delete[] contents;
   contents = nullptr;
+  // A new table may come at the old one's address: the index goes with it.
+  index_.clear();
+  indexed_ = nullptr;
+  indexedCount_ = 0;
   if (contentsCount == 0) return;
   try {
     // A count that the file cannot hold is a failed read, found before any
@@ -589,10 +594,38 @@ void dmi_info::ReadTOC(FileReader& reader) {
 
 DmiContentsEntry const* dmi_info::Find(unsigned type, unsigned long instance) const {
   if (contents == nullptr) return nullptr;
-  for (std::uint32_t i = 0; i < contentsCount; ++i) {
-    if (contents[i].type == type && contents[i].instance == instance) return &contents[i];
+  // Both are stored in 8 bits: a wider one matches no entry.
+  if (type > 0xFF || instance > 0xFF) return nullptr;
+  auto const keyOf = [](DmiContentsEntry const& entry) {
+    return static_cast<std::uint16_t>((entry.type << 8) | entry.instance);
+  };
+  auto const key = static_cast<std::uint16_t>((type << 8) | instance);
+  if (indexed_ != contents || indexedCount_ != contentsCount) {
+    indexed_ = nullptr;
+    indexedCount_ = 0;
+    try {
+      index_.clear();
+      index_.reserve(contentsCount);
+      for (std::uint32_t i = 0; i < contentsCount; ++i) index_.push_back({keyOf(contents[i]), i});
+      // Stable, so that of equal keys the first in the contents comes first.
+      std::stable_sort(index_.begin(), index_.end(),
+                       [](IndexEntry const& a, IndexEntry const& b) { return a.key < b.key; });
+    } catch (std::bad_alloc const&) {
+      // Without memory for the index, the contents are scanned as they stand.
+      index_.clear();
+      for (std::uint32_t i = 0; i < contentsCount; ++i) {
+        if (keyOf(contents[i]) == key) return &contents[i];
+      }
+      return nullptr;
+    }
+    indexed_ = contents;
+    indexedCount_ = contentsCount;
   }
-  return nullptr;
+  auto const found = std::lower_bound(
+      index_.begin(), index_.end(), key,
+      [](IndexEntry const& entry, std::uint16_t wanted) { return entry.key < wanted; });
+  if (found == index_.end() || found->key != key) return nullptr;
+  return &contents[found->place];
 }
 
 Fingerprinter& operator<<(Fingerprinter& fingerprinter, dmi const&) { return fingerprinter; }
