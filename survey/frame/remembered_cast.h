@@ -19,9 +19,11 @@
 namespace survey::frame {
 
 // `dynamic_cast<Target*>(object)`, with the answer remembered for the
-// object's dynamic type and subobject. `Source` must be polymorphic.
+// object's dynamic type and subobject. `Source` must be polymorphic. Hidden,
+// so that each shared object keeps its own answers and their thread-local
+// storage is bound when it is linked, not by a symbol lookup at every start.
 template <class Target, class Source>
-Target* RememberedCast(Source* object) {
+__attribute__((visibility("hidden"))) Target* RememberedCast(Source* object) {
   if (object == nullptr) return nullptr;
   struct Answer {
     std::type_info const* type = nullptr;  // the dynamic type it was found for
