@@ -14,6 +14,7 @@
 #include "host/client/client_folder.h"
 #include "host/client/client_records.h"
 #include "survey/frame/boundary.h"
+#include "survey/frame/remembered_cast.h"
 
 namespace survey::client {
 
@@ -66,7 +67,7 @@ class ClientState {
 template <class Part>
 Part& CurrentPart() {
   SurveyorContext* const context = Get_Generic_Surveyor_Context();
-  Part* const part = context != nullptr ? dynamic_cast<Part*>(context) : nullptr;
+  Part* const part = survey::frame::RememberedCast<Part>(context);
   if (part == nullptr) throw NoSuchObject();
   return *part;
 }

@@ -12,7 +12,7 @@ ClientContext::ClientContext(ClientFolder* folder)
 ClientContext::~ClientContext() = default;
 
 ClientContext* ClientContext::Current() {
-  return dynamic_cast<ClientContext*>(Get_Generic_Surveyor_Context());
+  return survey::frame::RememberedCast<ClientContext>(Get_Generic_Surveyor_Context());
 }
 
 }  // namespace survey::client

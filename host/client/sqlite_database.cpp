@@ -1,6 +1,9 @@
 #include "host/client/sqlite_database.h"
 
+#include <dlfcn.h>
 #include <sqlite3.h>
+
+#include <string>
 
 #include "host/client/late_library.h"
 
@@ -14,25 +17,25 @@ constexpr int kBusyTimeoutMilliseconds = 30000;
 // The functions of SQLite that the host calls, taken from the machine's
 // library when the first database is opened (host/client/late_library.h).
 #define SURVEY_SQLITE_FUNCTIONS(X) \
-  X(bind_blob64) \
-  X(bind_int64) \
-  X(bind_null) \
-  X(busy_timeout) \
-  X(clear_bindings) \
-  X(close) \
-  X(column_blob) \
-  X(column_bytes) \
-  X(column_int64) \
-  X(column_type) \
-  X(errmsg) \
-  X(errstr) \
-  X(exec) \
-  X(extended_result_codes) \
-  X(finalize) \
-  X(free) \
-  X(open_v2) \
-  X(prepare_v3) \
-  X(reset) \
+  X(bind_blob64)                   \
+  X(bind_int64)                    \
+  X(bind_null)                     \
+  X(busy_timeout)                  \
+  X(clear_bindings)                \
+  X(close)                         \
+  X(column_blob)                   \
+  X(column_bytes)                  \
+  X(column_int64)                  \
+  X(column_type)                   \
+  X(errmsg)                        \
+  X(errstr)                        \
+  X(exec)                          \
+  X(extended_result_codes)         \
+  X(finalize)                      \
+  X(free)                          \
+  X(open_v2)                       \
+  X(prepare_v3)                    \
+  X(reset)                         \
   X(step)
 
 struct SqliteFunctions {
@@ -41,8 +44,38 @@ struct SqliteFunctions {
 #undef SURVEY_SQLITE_POINTER
 };
 
+#ifdef SURVEY_SQLITE_COPY
+// The host's own copy of SQLite (host/CMakeLists.txt), in the folder the host
+// library itself was loaded from.
+std::string CopyBesideTheHost() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<void const*>(&CopyBesideTheHost), &info) == 0 ||
+      info.dli_fname == nullptr) {
+    return SURVEY_SQLITE_COPY;
+  }
+  std::string path(info.dli_fname);
+  std::string::size_type const slash = path.rfind('/');
+  return slash == std::string::npos ? std::string(SURVEY_SQLITE_COPY)
+                                    : path.substr(0, slash + 1) + SURVEY_SQLITE_COPY;
+}
+#endif
+
+// The host's copy of SQLite where it was built and can be opened, the
+// machine's library otherwise.
+LateLibrary const& SqliteLibrary() {
+#ifdef SURVEY_SQLITE_COPY
+  try {
+    static LateLibrary const copy(CopyBesideTheHost().c_str());
+    return copy;
+  } catch (LateLibraryError const&) {
+  }
+#endif
+  static LateLibrary const machine("libsqlite3.so.0");
+  return machine;
+}
+
 SqliteFunctions BindSqlite() {
-  static LateLibrary const library("libsqlite3.so.0");
+  LateLibrary const& library = SqliteLibrary();
   SqliteFunctions functions;
 #define SURVEY_SQLITE_BIND(name) library.Bind(functions.name, "sqlite3_" #name);
   SURVEY_SQLITE_FUNCTIONS(SURVEY_SQLITE_BIND)
@@ -68,10 +101,10 @@ Database::Database(std::string const& path) : path_(path) {
   } catch (LateLibraryError const& error) {
     throw DatabaseError("cannot open the database " + path + ": " + error.what());
   }
-  int const code = Sqlite().open_v2(path.c_str(), &handle_,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE |
-                                       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
-                                   nullptr);
+  int const code = Sqlite().open_v2(
+      path.c_str(), &handle_,
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+      nullptr);
   if (code != SQLITE_OK) {
     std::string const message =
         handle_ != nullptr ? Message("cannot open") : "cannot open the database " + path;
@@ -137,7 +170,7 @@ void Database::SetUserVersion(int version) {
 
 Statement::Statement(Database& database, std::string_view sql) : database_(database) {
   int const code = Sqlite().prepare_v3(database.Handle(), sql.data(), static_cast<int>(sql.size()),
-                                      SQLITE_PREPARE_PERSISTENT, &statement_, nullptr);
+                                       SQLITE_PREPARE_PERSISTENT, &statement_, nullptr);
   if (code != SQLITE_OK) {
     Sqlite().finalize(statement_);
     statement_ = nullptr;
@@ -159,7 +192,7 @@ Statement& Statement::Bind(int position, std::string_view bytes) {
   static char const kEmpty[1] = {};
   int const code =
       Sqlite().bind_blob64(statement_, position, bytes.empty() ? kEmpty : bytes.data(),
-                          static_cast<sqlite3_uint64>(bytes.size()), SQLITE_TRANSIENT);
+                           static_cast<sqlite3_uint64>(bytes.size()), SQLITE_TRANSIENT);
   if (code != SQLITE_OK) Fail(code);
   return *this;
 }

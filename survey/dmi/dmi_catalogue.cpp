@@ -1,5 +1,8 @@
 #include "survey/dmi/dmi_catalogue.h"
 
+#include <new>
+
+#include "survey/frame/stream_end.h"
 #include "survey/frame/table.h"
 
 // The numbered function of each structure kind: the structure of that
@@ -701,23 +704,85 @@ struct LoadArraySetUp {
   }
 } loadArraySetUp;
 
+// The adaptor of the structure iterations. It steps the iterator's counter
+// and looks the structure up without the numbered function's exception, so
+// that for a host that takes a return of 0 as the end of the stream
+// (survey/frame/stream_end.h) the end of every iteration, one for each
+// structure kind a query walks, costs no exception. For any other host the
+// end is NoSuchObject, as the numbered function throws it.
+template <class It>
+struct StructureSteps {
+  using Structure = typename It::Result;
+
+  static int First(void* result, void const*, void const*, void* state, void const*) {
+    if (result == nullptr) return 1;
+    return Deliver(result, static_cast<It*>(state)->FirstNumber());
+  }
+  static int Next(void* result, void const*, void const*, void* state, void const*) {
+    if (result == nullptr) return 1;
+    return Deliver(result, static_cast<It*>(state)->NextNumber());
+  }
+
+ private:
+  static int Deliver(void* result, std::uint64_t number) {
+    Structure structure{};
+    if (!FindDMIStructure(Structure::kType, number, &structure.data, &structure.size)) {
+      if (survey::frame::HostEndsStreamsOnZero()) return 0;
+      throw NoSuchObject();
+    }
+    ::new (result) Structure(structure);
+    return 1;
+  }
+};
+
+template <class It>
+survey::frame::IteratedRowOf<StructureSteps<It>, It, NoType, dmi, typename It::Result, void>
+StructureRow(char const* singular, char const* plural, SurveyorDependency dependency) {
+  return {singular, plural, dependency};
+}
+
+// The adaptor of a string field at a fixed offset. An unset string field
+// (number 0) is common in real tables, and the protocol lets a simple
+// property say "no value" by returning 0, which costs no exception. The
+// record still holds the field's function, which reads the same offset.
+template <class Structure, unsigned long Offset>
+struct StringField {
+  using Function = surveyor_string (*)(Structure const&);
+
+  static int Get(void* result, void const*, void const* object, void*, void const*) {
+    if (result == nullptr) return 1;
+    Structure const& structure = *static_cast<Structure const*>(object);
+    surveyor_string text{};
+    if (!FindString(structure.data, structure.size, Offset, text)) return 0;
+    ::new (result) surveyor_string(text);
+    return 1;
+  }
+};
+
+template <class Structure, unsigned long Offset>
+survey::frame::PropertyRowOf<StringField<Structure, Offset>, NoType, Structure, surveyor_string>
+StringRow(char const* singular, char const* plural, surveyor_string (*function)(Structure const&),
+          SurveyorDependency dependency) {
+  return {singular, plural, function, dependency};
+}
+
 RegistrationTable bios_information_table{
     TypeRow<dmi_bios_information>(),
-    IteratedRow<dmi_bios_information_iterator>("bios_information", "bios_informations",
-                                               &DependsOnlyOnParameters),
+    StructureRow<dmi_bios_information_iterator>("bios_information", "bios_informations",
+                                                &DependsOnlyOnParameters),
     IndexedRow("bios_information", "bios_informations", &dmi_bios_information_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_bios_information>("length", "lengths", &func_length_of,
                                       &DependsOnlyOnParameters),
-    PropertyRow<dmi_bios_information>("vendor", "vendors", &func_vendor_of,
-                                      &DependsOnlyOnParameters),
-    PropertyRow<dmi_bios_information>("bios_version", "bios_versions", &func_bios_version_of,
-                                      &DependsOnlyOnParameters),
+    StringRow<dmi_bios_information, 4>("vendor", "vendors", &func_vendor_of,
+                                       &DependsOnlyOnParameters),
+    StringRow<dmi_bios_information, 5>("bios_version", "bios_versions", &func_bios_version_of,
+                                       &DependsOnlyOnParameters),
     PropertyRow<dmi_bios_information>(
         "bios_starting_address_segment", "bios_starting_address_segments",
         &func_bios_starting_address_segment_of, &DependsOnlyOnParameters),
-    PropertyRow<dmi_bios_information>("bios_release_date", "bios_release_dates",
-                                      &func_bios_release_date_of, &DependsOnlyOnParameters),
+    StringRow<dmi_bios_information, 8>("bios_release_date", "bios_release_dates",
+                                       &func_bios_release_date_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_bios_information>("bios_rom_size", "bios_rom_sizes", &func_bios_rom_size_of,
                                       &DependsOnlyOnParameters),
     PropertyRow<dmi_bios_information>("bios_characteristics", "bios_characteristicss",
@@ -726,61 +791,61 @@ RegistrationTable bios_information_table{
 
 RegistrationTable system_information_table{
     TypeRow<dmi_system_information>(),
-    IteratedRow<dmi_system_information_iterator>("system_information", "system_informations",
-                                                 &DependsOnlyOnParameters),
+    StructureRow<dmi_system_information_iterator>("system_information", "system_informations",
+                                                  &DependsOnlyOnParameters),
     IndexedRow("system_information", "system_informations", &dmi_system_information_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_system_information>("length", "lengths", &func_length_of,
                                         &DependsOnlyOnParameters),
-    PropertyRow<dmi_system_information>("manufacturer", "manufacturers", &func_manufacturer_of,
-                                        &DependsOnlyOnParameters),
-    PropertyRow<dmi_system_information>("product_name", "product_names", &func_product_name_of,
-                                        &DependsOnlyOnParameters),
-    PropertyRow<dmi_system_information>("version", "versions", &func_version_of,
-                                        &DependsOnlyOnParameters),
-    PropertyRow<dmi_system_information>("serial_number", "serial_numbers", &func_serial_number_of,
-                                        &DependsOnlyOnParameters),
+    StringRow<dmi_system_information, 4>("manufacturer", "manufacturers", &func_manufacturer_of,
+                                         &DependsOnlyOnParameters),
+    StringRow<dmi_system_information, 5>("product_name", "product_names", &func_product_name_of,
+                                         &DependsOnlyOnParameters),
+    StringRow<dmi_system_information, 6>("version", "versions", &func_version_of,
+                                         &DependsOnlyOnParameters),
+    StringRow<dmi_system_information, 7>("serial_number", "serial_numbers", &func_serial_number_of,
+                                         &DependsOnlyOnParameters),
     PropertyRow<dmi_system_information>("wake_up_type", "wake_up_types", &func_wake_up_type_of,
                                         &DependsOnlyOnParameters),
 };
 
 RegistrationTable base_board_information_table{
     TypeRow<dmi_base_board_information>(),
-    IteratedRow<dmi_base_board_information_iterator>(
+    StructureRow<dmi_base_board_information_iterator>(
         "base_board_information", "base_board_informations", &DependsOnlyOnParameters),
     IndexedRow("base_board_information", "base_board_informations", &dmi_base_board_information_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_base_board_information>("length", "lengths", &func_length_of,
                                             &DependsOnlyOnParameters),
-    PropertyRow<dmi_base_board_information>("manufacturer", "manufacturers", &func_manufacturer_of,
-                                            &DependsOnlyOnParameters),
-    PropertyRow<dmi_base_board_information>("product", "products", &func_product_of,
-                                            &DependsOnlyOnParameters),
-    PropertyRow<dmi_base_board_information>("version", "versions", &func_version_of,
-                                            &DependsOnlyOnParameters),
-    PropertyRow<dmi_base_board_information>("serial_number", "serial_numbers",
-                                            &func_serial_number_of, &DependsOnlyOnParameters),
+    StringRow<dmi_base_board_information, 4>("manufacturer", "manufacturers", &func_manufacturer_of,
+                                             &DependsOnlyOnParameters),
+    StringRow<dmi_base_board_information, 5>("product", "products", &func_product_of,
+                                             &DependsOnlyOnParameters),
+    StringRow<dmi_base_board_information, 6>("version", "versions", &func_version_of,
+                                             &DependsOnlyOnParameters),
+    StringRow<dmi_base_board_information, 7>("serial_number", "serial_numbers",
+                                             &func_serial_number_of, &DependsOnlyOnParameters),
 };
 
 RegistrationTable system_enclosure_or_chassis_table{
     TypeRow<dmi_system_enclosure_or_chassis>(),
-    IteratedRow<dmi_system_enclosure_or_chassis_iterator>(
+    StructureRow<dmi_system_enclosure_or_chassis_iterator>(
         "system_enclosure_or_chassis", "system_enclosure_or_chassiss", &DependsOnlyOnParameters),
     IndexedRow("system_enclosure_or_chassis", "system_enclosure_or_chassiss",
                &dmi_system_enclosure_or_chassis_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_system_enclosure_or_chassis>("length", "lengths", &func_length_of,
                                                  &DependsOnlyOnParameters),
-    PropertyRow<dmi_system_enclosure_or_chassis>("manufacturer", "manufacturers",
-                                                 &func_manufacturer_of, &DependsOnlyOnParameters),
+    StringRow<dmi_system_enclosure_or_chassis, 4>("manufacturer", "manufacturers",
+                                                  &func_manufacturer_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_system_enclosure_or_chassis>("type", "types", &func_type_of,
                                                  &DependsOnlyOnParameters),
-    PropertyRow<dmi_system_enclosure_or_chassis>("version", "versions", &func_version_of,
-                                                 &DependsOnlyOnParameters),
-    PropertyRow<dmi_system_enclosure_or_chassis>("serial_number", "serial_numbers",
-                                                 &func_serial_number_of, &DependsOnlyOnParameters),
-    PropertyRow<dmi_system_enclosure_or_chassis>("asset_tag_number", "asset_tag_numbers",
-                                                 &func_asset_tag_number_of,
-                                                 &DependsOnlyOnParameters),
+    StringRow<dmi_system_enclosure_or_chassis, 6>("version", "versions", &func_version_of,
+                                                  &DependsOnlyOnParameters),
+    StringRow<dmi_system_enclosure_or_chassis, 7>("serial_number", "serial_numbers",
+                                                  &func_serial_number_of, &DependsOnlyOnParameters),
+    StringRow<dmi_system_enclosure_or_chassis, 8>("asset_tag_number", "asset_tag_numbers",
+                                                  &func_asset_tag_number_of,
+                                                  &DependsOnlyOnParameters),
     PropertyRow<dmi_system_enclosure_or_chassis>("bootup_state", "bootup_states",
                                                  &func_bootup_state_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_system_enclosure_or_chassis>("power_supply_state", "power_supply_states",
@@ -796,25 +861,25 @@ RegistrationTable system_enclosure_or_chassis_table{
 
 RegistrationTable processor_information_table{
     TypeRow<dmi_processor_information>(),
-    IteratedRow<dmi_processor_information_iterator>(
+    StructureRow<dmi_processor_information_iterator>(
         "processor_information", "processor_informations", &DependsOnlyOnParameters),
     IndexedRow("processor_information", "processor_informations", &dmi_processor_information_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_processor_information>("length", "lengths", &func_length_of,
                                            &DependsOnlyOnParameters),
-    PropertyRow<dmi_processor_information>("socket_designation", "socket_designations",
-                                           &func_socket_designation_of, &DependsOnlyOnParameters),
+    StringRow<dmi_processor_information, 4>("socket_designation", "socket_designations",
+                                            &func_socket_designation_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_processor_information>("processor_type", "processor_types",
                                            &func_processor_type_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_processor_information>("processor_family", "processor_familys",
                                            &func_processor_family_of, &DependsOnlyOnParameters),
-    PropertyRow<dmi_processor_information>("processor_manufacturer", "processor_manufacturers",
-                                           &func_processor_manufacturer_of,
-                                           &DependsOnlyOnParameters),
+    StringRow<dmi_processor_information, 7>("processor_manufacturer", "processor_manufacturers",
+                                            &func_processor_manufacturer_of,
+                                            &DependsOnlyOnParameters),
     PropertyRow<dmi_processor_information>("processor_id", "processor_ids", &func_processor_id_of,
                                            &DependsOnlyOnParameters),
-    PropertyRow<dmi_processor_information>("processor_version", "processor_versions",
-                                           &func_processor_version_of, &DependsOnlyOnParameters),
+    StringRow<dmi_processor_information, 16>("processor_version", "processor_versions",
+                                             &func_processor_version_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_processor_information>("voltage", "voltages", &func_voltage_of,
                                            &DependsOnlyOnParameters),
     PropertyRow<dmi_processor_information>("external_clock", "external_clocks",
@@ -837,9 +902,9 @@ RegistrationTable processor_information_table{
 
 RegistrationTable memory_controller_information_table{
     TypeRow<dmi_memory_controller_information>(),
-    IteratedRow<dmi_memory_controller_information_iterator>("memory_controller_information",
-                                                            "memory_controller_informations",
-                                                            &DependsOnlyOnParameters),
+    StructureRow<dmi_memory_controller_information_iterator>("memory_controller_information",
+                                                             "memory_controller_informations",
+                                                             &DependsOnlyOnParameters),
     IndexedRow("memory_controller_information", "memory_controller_informations",
                &dmi_memory_controller_information_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_memory_controller_information>("length", "lengths", &func_length_of,
@@ -872,15 +937,15 @@ RegistrationTable memory_controller_information_table{
 
 RegistrationTable memory_module_information_table{
     TypeRow<dmi_memory_module_information>(),
-    IteratedRow<dmi_memory_module_information_iterator>(
+    StructureRow<dmi_memory_module_information_iterator>(
         "memory_module_information", "memory_module_informations", &DependsOnlyOnParameters),
     IndexedRow("memory_module_information", "memory_module_informations",
                &dmi_memory_module_information_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_memory_module_information>("length", "lengths", &func_length_of,
                                                &DependsOnlyOnParameters),
-    PropertyRow<dmi_memory_module_information>("socket_designation", "socket_designations",
-                                               &func_socket_designation_of,
-                                               &DependsOnlyOnParameters),
+    StringRow<dmi_memory_module_information, 4>("socket_designation", "socket_designations",
+                                                &func_socket_designation_of,
+                                                &DependsOnlyOnParameters),
     PropertyRow<dmi_memory_module_information>("bank_connections", "bank_connectionss",
                                                &func_bank_connections_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_memory_module_information>("current_speed", "current_speeds",
@@ -898,14 +963,14 @@ RegistrationTable memory_module_information_table{
 
 RegistrationTable cache_information_table{
     TypeRow<dmi_cache_information>(),
-    IteratedRow<dmi_cache_information_iterator>("cache_information", "cache_informations",
-                                                &DependsOnlyOnParameters),
+    StructureRow<dmi_cache_information_iterator>("cache_information", "cache_informations",
+                                                 &DependsOnlyOnParameters),
     IndexedRow("cache_information", "cache_informations", &dmi_cache_information_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_cache_information>("length", "lengths", &func_length_of,
                                        &DependsOnlyOnParameters),
-    PropertyRow<dmi_cache_information>("socket_designation", "socket_designations",
-                                       &func_socket_designation_of, &DependsOnlyOnParameters),
+    StringRow<dmi_cache_information, 4>("socket_designation", "socket_designations",
+                                        &func_socket_designation_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_cache_information>("cache_configuration", "cache_configurations",
                                        &func_cache_configuration_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_cache_information>("maximum_cache_size", "maximum_cache_sizes",
@@ -928,19 +993,19 @@ RegistrationTable cache_information_table{
 
 RegistrationTable port_connector_information_table{
     TypeRow<dmi_port_connector_information>(),
-    IteratedRow<dmi_port_connector_information_iterator>(
+    StructureRow<dmi_port_connector_information_iterator>(
         "port_connector_information", "port_connector_informations", &DependsOnlyOnParameters),
     IndexedRow("port_connector_information", "port_connector_informations",
                &dmi_port_connector_information_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_port_connector_information>("length", "lengths", &func_length_of,
                                                 &DependsOnlyOnParameters),
-    PropertyRow<dmi_port_connector_information>(
+    StringRow<dmi_port_connector_information, 4>(
         "internal_reference_designator", "internal_reference_designators",
         &func_internal_reference_designator_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_port_connector_information>(
         "internal_connector_type", "internal_connector_types", &func_internal_connector_type_of,
         &DependsOnlyOnParameters),
-    PropertyRow<dmi_port_connector_information>(
+    StringRow<dmi_port_connector_information, 6>(
         "external_reference_designator", "external_reference_designators",
         &func_external_reference_designator_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_port_connector_information>(
@@ -952,12 +1017,12 @@ RegistrationTable port_connector_information_table{
 
 RegistrationTable system_slots_table{
     TypeRow<dmi_system_slots>(),
-    IteratedRow<dmi_system_slots_iterator>("system_slots", "system_slotss",
-                                           &DependsOnlyOnParameters),
+    StructureRow<dmi_system_slots_iterator>("system_slots", "system_slotss",
+                                            &DependsOnlyOnParameters),
     IndexedRow("system_slots", "system_slotss", &dmi_system_slots_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_system_slots>("length", "lengths", &func_length_of, &DependsOnlyOnParameters),
-    PropertyRow<dmi_system_slots>("slot_designation", "slot_designations",
-                                  &func_slot_designation_of, &DependsOnlyOnParameters),
+    StringRow<dmi_system_slots, 4>("slot_designation", "slot_designations",
+                                   &func_slot_designation_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_system_slots>("slot_type", "slot_types", &func_slot_type_of,
                                   &DependsOnlyOnParameters),
     PropertyRow<dmi_system_slots>("slot_data_bus_width", "slot_data_bus_widths",
@@ -976,7 +1041,7 @@ RegistrationTable system_slots_table{
 
 RegistrationTable on_board_devices_information_table{
     TypeRow<dmi_on_board_devices_information>(),
-    IteratedRow<dmi_on_board_devices_information_iterator>(
+    StructureRow<dmi_on_board_devices_information_iterator>(
         "on_board_devices_information", "on_board_devices_informations", &DependsOnlyOnParameters),
     IndexedRow("on_board_devices_information", "on_board_devices_informations",
                &dmi_on_board_devices_information_of, &DependsOnlyOnParameters),
@@ -992,7 +1057,7 @@ RegistrationTable on_board_devices_information_table{
 
 RegistrationTable bios_language_information_table{
     TypeRow<dmi_bios_language_information>(),
-    IteratedRow<dmi_bios_language_information_iterator>(
+    StructureRow<dmi_bios_language_information_iterator>(
         "bios_language_information", "bios_language_informations", &DependsOnlyOnParameters),
     IndexedRow("bios_language_information", "bios_language_informations",
                &dmi_bios_language_information_of, &DependsOnlyOnParameters),
@@ -1003,20 +1068,21 @@ RegistrationTable bios_language_information_table{
                                                &DependsOnlyOnParameters),
     PropertyRow<dmi_bios_language_information>("flags", "flagss", &func_flags_of,
                                                &DependsOnlyOnParameters),
-    PropertyRow<dmi_bios_language_information>("current_language", "current_languages",
-                                               &func_current_language_of, &DependsOnlyOnParameters),
+    StringRow<dmi_bios_language_information, 21>("current_language", "current_languages",
+                                                 &func_current_language_of,
+                                                 &DependsOnlyOnParameters),
 };
 
 RegistrationTable group_associations_table{
     TypeRow<dmi_group_associations>(),
-    IteratedRow<dmi_group_associations_iterator>("group_associations", "group_associationss",
-                                                 &DependsOnlyOnParameters),
+    StructureRow<dmi_group_associations_iterator>("group_associations", "group_associationss",
+                                                  &DependsOnlyOnParameters),
     IndexedRow("group_associations", "group_associationss", &dmi_group_associations_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_group_associations>("length", "lengths", &func_length_of,
                                         &DependsOnlyOnParameters),
-    PropertyRow<dmi_group_associations>("group_name", "group_names", &func_group_name_of,
-                                        &DependsOnlyOnParameters),
+    StringRow<dmi_group_associations, 4>("group_name", "group_names", &func_group_name_of,
+                                         &DependsOnlyOnParameters),
     PropertyRow<dmi_group_associations>("item_type", "item_types", &func_item_type_of,
                                         &DependsOnlyOnParameters),
     PropertyRow<dmi_group_associations>("item_handle", "item_handles", &func_item_handle_of,
@@ -1025,7 +1091,7 @@ RegistrationTable group_associations_table{
 
 RegistrationTable physical_memory_array_table{
     TypeRow<dmi_physical_memory_array>(),
-    IteratedRow<dmi_physical_memory_array_iterator>(
+    StructureRow<dmi_physical_memory_array_iterator>(
         "physical_memory_array", "physical_memory_arrays", &DependsOnlyOnParameters),
     IndexedRow("physical_memory_array", "physical_memory_arrays", &dmi_physical_memory_array_of,
                &DependsOnlyOnParameters),
@@ -1049,8 +1115,8 @@ RegistrationTable physical_memory_array_table{
 
 RegistrationTable memory_device_table{
     TypeRow<dmi_memory_device>(),
-    IteratedRow<dmi_memory_device_iterator>("memory_device", "memory_devices",
-                                            &DependsOnlyOnParameters),
+    StructureRow<dmi_memory_device_iterator>("memory_device", "memory_devices",
+                                             &DependsOnlyOnParameters),
     IndexedRow("memory_device", "memory_devices", &dmi_memory_device_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_memory_device>("length", "lengths", &func_length_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_memory_device>("memory_array_handle", "memory_array_handles",
@@ -1067,10 +1133,10 @@ RegistrationTable memory_device_table{
                                    &DependsOnlyOnParameters),
     PropertyRow<dmi_memory_device>("device_set", "device_sets", &func_device_set_of,
                                    &DependsOnlyOnParameters),
-    PropertyRow<dmi_memory_device>("device_locator", "device_locators", &func_device_locator_of,
-                                   &DependsOnlyOnParameters),
-    PropertyRow<dmi_memory_device>("bank_locator", "bank_locators", &func_bank_locator_of,
-                                   &DependsOnlyOnParameters),
+    StringRow<dmi_memory_device, 16>("device_locator", "device_locators", &func_device_locator_of,
+                                     &DependsOnlyOnParameters),
+    StringRow<dmi_memory_device, 17>("bank_locator", "bank_locators", &func_bank_locator_of,
+                                     &DependsOnlyOnParameters),
     PropertyRow<dmi_memory_device>("memory_type", "memory_types", &func_memory_type_of,
                                    &DependsOnlyOnParameters),
     PropertyRow<dmi_memory_device>("type_detail", "type_details", &func_type_detail_of,
@@ -1080,9 +1146,9 @@ RegistrationTable memory_device_table{
 
 RegistrationTable b32_bit_memory_error_information_table{
     TypeRow<dmi_b32_bit_memory_error_information>(),
-    IteratedRow<dmi_b32_bit_memory_error_information_iterator>("b32_bit_memory_error_information",
-                                                               "b32_bit_memory_error_informations",
-                                                               &DependsOnlyOnParameters),
+    StructureRow<dmi_b32_bit_memory_error_information_iterator>("b32_bit_memory_error_information",
+                                                                "b32_bit_memory_error_informations",
+                                                                &DependsOnlyOnParameters),
     IndexedRow("b32_bit_memory_error_information", "b32_bit_memory_error_informations",
                &dmi_b32_bit_memory_error_information_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_b32_bit_memory_error_information>("length", "lengths", &func_length_of,
@@ -1109,7 +1175,7 @@ RegistrationTable b32_bit_memory_error_information_table{
 
 RegistrationTable memory_array_mapped_address_table{
     TypeRow<dmi_memory_array_mapped_address>(),
-    IteratedRow<dmi_memory_array_mapped_address_iterator>(
+    StructureRow<dmi_memory_array_mapped_address_iterator>(
         "memory_array_mapped_address", "memory_array_mapped_addresss", &DependsOnlyOnParameters),
     IndexedRow("memory_array_mapped_address", "memory_array_mapped_addresss",
                &dmi_memory_array_mapped_address_of, &DependsOnlyOnParameters),
@@ -1129,7 +1195,7 @@ RegistrationTable memory_array_mapped_address_table{
 
 RegistrationTable memory_device_mapped_address_table{
     TypeRow<dmi_memory_device_mapped_address>(),
-    IteratedRow<dmi_memory_device_mapped_address_iterator>(
+    StructureRow<dmi_memory_device_mapped_address_iterator>(
         "memory_device_mapped_address", "memory_device_mapped_addresss", &DependsOnlyOnParameters),
     IndexedRow("memory_device_mapped_address", "memory_device_mapped_addresss",
                &dmi_memory_device_mapped_address_of, &DependsOnlyOnParameters),
@@ -1159,7 +1225,7 @@ RegistrationTable memory_device_mapped_address_table{
 
 RegistrationTable built_in_pointing_device_table{
     TypeRow<dmi_built_in_pointing_device>(),
-    IteratedRow<dmi_built_in_pointing_device_iterator>(
+    StructureRow<dmi_built_in_pointing_device_iterator>(
         "built_in_pointing_device", "built_in_pointing_devices", &DependsOnlyOnParameters),
     IndexedRow("built_in_pointing_device", "built_in_pointing_devices",
                &dmi_built_in_pointing_device_of, &DependsOnlyOnParameters),
@@ -1175,30 +1241,30 @@ RegistrationTable built_in_pointing_device_table{
 
 RegistrationTable portable_battery_table{
     TypeRow<dmi_portable_battery>(),
-    IteratedRow<dmi_portable_battery_iterator>("portable_battery", "portable_batterys",
-                                               &DependsOnlyOnParameters),
+    StructureRow<dmi_portable_battery_iterator>("portable_battery", "portable_batterys",
+                                                &DependsOnlyOnParameters),
     IndexedRow("portable_battery", "portable_batterys", &dmi_portable_battery_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_portable_battery>("length", "lengths", &func_length_of,
                                       &DependsOnlyOnParameters),
-    PropertyRow<dmi_portable_battery>("location", "locations", &func_location_of,
-                                      &DependsOnlyOnParameters),
-    PropertyRow<dmi_portable_battery>("manufacturer", "manufacturers", &func_manufacturer_of,
-                                      &DependsOnlyOnParameters),
-    PropertyRow<dmi_portable_battery>("manufacture_date", "manufacture_dates",
-                                      &func_manufacture_date_of, &DependsOnlyOnParameters),
-    PropertyRow<dmi_portable_battery>("serial_number", "serial_numbers", &func_serial_number_of,
-                                      &DependsOnlyOnParameters),
-    PropertyRow<dmi_portable_battery>("device_name", "device_names", &func_device_name_of,
-                                      &DependsOnlyOnParameters),
+    StringRow<dmi_portable_battery, 4>("location", "locations", &func_location_of,
+                                       &DependsOnlyOnParameters),
+    StringRow<dmi_portable_battery, 5>("manufacturer", "manufacturers", &func_manufacturer_of,
+                                       &DependsOnlyOnParameters),
+    StringRow<dmi_portable_battery, 6>("manufacture_date", "manufacture_dates",
+                                       &func_manufacture_date_of, &DependsOnlyOnParameters),
+    StringRow<dmi_portable_battery, 7>("serial_number", "serial_numbers", &func_serial_number_of,
+                                       &DependsOnlyOnParameters),
+    StringRow<dmi_portable_battery, 8>("device_name", "device_names", &func_device_name_of,
+                                       &DependsOnlyOnParameters),
     PropertyRow<dmi_portable_battery>("device_chemistry", "device_chemistrys",
                                       &func_device_chemistry_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_portable_battery>("design_capacity", "design_capacitys",
                                       &func_design_capacity_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_portable_battery>("design_voltage", "design_voltages", &func_design_voltage_of,
                                       &DependsOnlyOnParameters),
-    PropertyRow<dmi_portable_battery>("sbds_version_number", "sbds_version_numbers",
-                                      &func_sbds_version_number_of, &DependsOnlyOnParameters),
+    StringRow<dmi_portable_battery, 14>("sbds_version_number", "sbds_version_numbers",
+                                        &func_sbds_version_number_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_portable_battery>(
         "maximum_error_in_battery_data", "maximum_error_in_battery_datas",
         &func_maximum_error_in_battery_data_of, &DependsOnlyOnParameters),
@@ -1206,8 +1272,8 @@ RegistrationTable portable_battery_table{
                                       &func_sbds_serial_number_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_portable_battery>("sbds_manufacture_date", "sbds_manufacture_dates",
                                       &func_sbds_manufacture_date_of, &DependsOnlyOnParameters),
-    PropertyRow<dmi_portable_battery>("sbds_device_chemistry", "sbds_device_chemistrys",
-                                      &func_sbds_device_chemistry_of, &DependsOnlyOnParameters),
+    StringRow<dmi_portable_battery, 20>("sbds_device_chemistry", "sbds_device_chemistrys",
+                                        &func_sbds_device_chemistry_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_portable_battery>("design_capacity_multiplier", "design_capacity_multipliers",
                                       &func_design_capacity_multiplier_of,
                                       &DependsOnlyOnParameters),
@@ -1217,8 +1283,8 @@ RegistrationTable portable_battery_table{
 
 RegistrationTable system_reset_table{
     TypeRow<dmi_system_reset>(),
-    IteratedRow<dmi_system_reset_iterator>("system_reset", "system_resets",
-                                           &DependsOnlyOnParameters),
+    StructureRow<dmi_system_reset_iterator>("system_reset", "system_resets",
+                                            &DependsOnlyOnParameters),
     IndexedRow("system_reset", "system_resets", &dmi_system_reset_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_system_reset>("length", "lengths", &func_length_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_system_reset>("capabilities", "capabilitiess", &func_capabilities_of,
@@ -1235,8 +1301,8 @@ RegistrationTable system_reset_table{
 
 RegistrationTable hardware_security_table{
     TypeRow<dmi_hardware_security>(),
-    IteratedRow<dmi_hardware_security_iterator>("hardware_security", "hardware_securitys",
-                                                &DependsOnlyOnParameters),
+    StructureRow<dmi_hardware_security_iterator>("hardware_security", "hardware_securitys",
+                                                 &DependsOnlyOnParameters),
     IndexedRow("hardware_security", "hardware_securitys", &dmi_hardware_security_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_hardware_security>("length", "lengths", &func_length_of,
@@ -1248,7 +1314,7 @@ RegistrationTable hardware_security_table{
 
 RegistrationTable system_power_controls_table{
     TypeRow<dmi_system_power_controls>(),
-    IteratedRow<dmi_system_power_controls_iterator>(
+    StructureRow<dmi_system_power_controls_iterator>(
         "system_power_controls", "system_power_controlss", &DependsOnlyOnParameters),
     IndexedRow("system_power_controls", "system_power_controlss", &dmi_system_power_controls_of,
                &DependsOnlyOnParameters),
@@ -1273,12 +1339,12 @@ RegistrationTable system_power_controls_table{
 
 RegistrationTable voltage_probe_table{
     TypeRow<dmi_voltage_probe>(),
-    IteratedRow<dmi_voltage_probe_iterator>("voltage_probe", "voltage_probes",
-                                            &DependsOnlyOnParameters),
+    StructureRow<dmi_voltage_probe_iterator>("voltage_probe", "voltage_probes",
+                                             &DependsOnlyOnParameters),
     IndexedRow("voltage_probe", "voltage_probes", &dmi_voltage_probe_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_voltage_probe>("length", "lengths", &func_length_of, &DependsOnlyOnParameters),
-    PropertyRow<dmi_voltage_probe>("description", "descriptions", &func_description_of,
-                                   &DependsOnlyOnParameters),
+    StringRow<dmi_voltage_probe, 4>("description", "descriptions", &func_description_of,
+                                    &DependsOnlyOnParameters),
     PropertyRow<dmi_voltage_probe>("location_and_status", "location_and_statuss",
                                    &func_location_and_status_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_voltage_probe>("maximum_value", "maximum_values", &func_maximum_value_of,
@@ -1299,8 +1365,8 @@ RegistrationTable voltage_probe_table{
 
 RegistrationTable cooling_device_table{
     TypeRow<dmi_cooling_device>(),
-    IteratedRow<dmi_cooling_device_iterator>("cooling_device", "cooling_devices",
-                                             &DependsOnlyOnParameters),
+    StructureRow<dmi_cooling_device_iterator>("cooling_device", "cooling_devices",
+                                              &DependsOnlyOnParameters),
     IndexedRow("cooling_device", "cooling_devices", &dmi_cooling_device_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_cooling_device>("length", "lengths", &func_length_of, &DependsOnlyOnParameters),
@@ -1318,14 +1384,14 @@ RegistrationTable cooling_device_table{
 
 RegistrationTable temperature_probe_table{
     TypeRow<dmi_temperature_probe>(),
-    IteratedRow<dmi_temperature_probe_iterator>("temperature_probe", "temperature_probes",
-                                                &DependsOnlyOnParameters),
+    StructureRow<dmi_temperature_probe_iterator>("temperature_probe", "temperature_probes",
+                                                 &DependsOnlyOnParameters),
     IndexedRow("temperature_probe", "temperature_probes", &dmi_temperature_probe_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_temperature_probe>("length", "lengths", &func_length_of,
                                        &DependsOnlyOnParameters),
-    PropertyRow<dmi_temperature_probe>("description", "descriptions", &func_description_of,
-                                       &DependsOnlyOnParameters),
+    StringRow<dmi_temperature_probe, 4>("description", "descriptions", &func_description_of,
+                                        &DependsOnlyOnParameters),
     PropertyRow<dmi_temperature_probe>("location_and_status", "location_and_statuss",
                                        &func_location_and_status_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_temperature_probe>("maximum_value", "maximum_values", &func_maximum_value_of,
@@ -1346,14 +1412,14 @@ RegistrationTable temperature_probe_table{
 
 RegistrationTable electrical_current_probe_table{
     TypeRow<dmi_electrical_current_probe>(),
-    IteratedRow<dmi_electrical_current_probe_iterator>(
+    StructureRow<dmi_electrical_current_probe_iterator>(
         "electrical_current_probe", "electrical_current_probes", &DependsOnlyOnParameters),
     IndexedRow("electrical_current_probe", "electrical_current_probes",
                &dmi_electrical_current_probe_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_electrical_current_probe>("length", "lengths", &func_length_of,
                                               &DependsOnlyOnParameters),
-    PropertyRow<dmi_electrical_current_probe>("description", "descriptions", &func_description_of,
-                                              &DependsOnlyOnParameters),
+    StringRow<dmi_electrical_current_probe, 4>("description", "descriptions", &func_description_of,
+                                               &DependsOnlyOnParameters),
     PropertyRow<dmi_electrical_current_probe>("location_and_status", "location_and_statuss",
                                               &func_location_and_status_of,
                                               &DependsOnlyOnParameters),
@@ -1375,22 +1441,22 @@ RegistrationTable electrical_current_probe_table{
 
 RegistrationTable out_of_band_remote_access_table{
     TypeRow<dmi_out_of_band_remote_access>(),
-    IteratedRow<dmi_out_of_band_remote_access_iterator>(
+    StructureRow<dmi_out_of_band_remote_access_iterator>(
         "out_of_band_remote_access", "out_of_band_remote_accesss", &DependsOnlyOnParameters),
     IndexedRow("out_of_band_remote_access", "out_of_band_remote_accesss",
                &dmi_out_of_band_remote_access_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_out_of_band_remote_access>("length", "lengths", &func_length_of,
                                                &DependsOnlyOnParameters),
-    PropertyRow<dmi_out_of_band_remote_access>("manufacturer_name", "manufacturer_names",
-                                               &func_manufacturer_name_of,
-                                               &DependsOnlyOnParameters),
+    StringRow<dmi_out_of_band_remote_access, 4>("manufacturer_name", "manufacturer_names",
+                                                &func_manufacturer_name_of,
+                                                &DependsOnlyOnParameters),
     PropertyRow<dmi_out_of_band_remote_access>("connections", "connectionss", &func_connections_of,
                                                &DependsOnlyOnParameters),
 };
 
 RegistrationTable system_boot_information_table{
     TypeRow<dmi_system_boot_information>(),
-    IteratedRow<dmi_system_boot_information_iterator>(
+    StructureRow<dmi_system_boot_information_iterator>(
         "system_boot_information", "system_boot_informations", &DependsOnlyOnParameters),
     IndexedRow("system_boot_information", "system_boot_informations",
                &dmi_system_boot_information_of, &DependsOnlyOnParameters),
@@ -1400,9 +1466,9 @@ RegistrationTable system_boot_information_table{
 
 RegistrationTable b64_bit_memory_error_information_table{
     TypeRow<dmi_b64_bit_memory_error_information>(),
-    IteratedRow<dmi_b64_bit_memory_error_information_iterator>("b64_bit_memory_error_information",
-                                                               "b64_bit_memory_error_informations",
-                                                               &DependsOnlyOnParameters),
+    StructureRow<dmi_b64_bit_memory_error_information_iterator>("b64_bit_memory_error_information",
+                                                                "b64_bit_memory_error_informations",
+                                                                &DependsOnlyOnParameters),
     IndexedRow("b64_bit_memory_error_information", "b64_bit_memory_error_informations",
                &dmi_b64_bit_memory_error_information_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_b64_bit_memory_error_information>("length", "lengths", &func_length_of,
@@ -1429,14 +1495,14 @@ RegistrationTable b64_bit_memory_error_information_table{
 
 RegistrationTable management_device_table{
     TypeRow<dmi_management_device>(),
-    IteratedRow<dmi_management_device_iterator>("management_device", "management_devices",
-                                                &DependsOnlyOnParameters),
+    StructureRow<dmi_management_device_iterator>("management_device", "management_devices",
+                                                 &DependsOnlyOnParameters),
     IndexedRow("management_device", "management_devices", &dmi_management_device_of,
                &DependsOnlyOnParameters),
     PropertyRow<dmi_management_device>("length", "lengths", &func_length_of,
                                        &DependsOnlyOnParameters),
-    PropertyRow<dmi_management_device>("description", "descriptions", &func_description_of,
-                                       &DependsOnlyOnParameters),
+    StringRow<dmi_management_device, 4>("description", "descriptions", &func_description_of,
+                                        &DependsOnlyOnParameters),
     PropertyRow<dmi_management_device>("type", "types", &func_type_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_management_device>("address", "addresss", &func_address_of,
                                        &DependsOnlyOnParameters),
@@ -1446,14 +1512,14 @@ RegistrationTable management_device_table{
 
 RegistrationTable management_device_component_table{
     TypeRow<dmi_management_device_component>(),
-    IteratedRow<dmi_management_device_component_iterator>(
+    StructureRow<dmi_management_device_component_iterator>(
         "management_device_component", "management_device_components", &DependsOnlyOnParameters),
     IndexedRow("management_device_component", "management_device_components",
                &dmi_management_device_component_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_management_device_component>("length", "lengths", &func_length_of,
                                                  &DependsOnlyOnParameters),
-    PropertyRow<dmi_management_device_component>("description", "descriptions",
-                                                 &func_description_of, &DependsOnlyOnParameters),
+    StringRow<dmi_management_device_component, 4>("description", "descriptions",
+                                                  &func_description_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_management_device_component>(
         "management_device_handle", "management_device_handles", &func_management_device_handle_of,
         &DependsOnlyOnParameters),
@@ -1467,9 +1533,9 @@ RegistrationTable management_device_component_table{
 
 RegistrationTable management_device_threshold_data_table{
     TypeRow<dmi_management_device_threshold_data>(),
-    IteratedRow<dmi_management_device_threshold_data_iterator>("management_device_threshold_data",
-                                                               "management_device_threshold_datas",
-                                                               &DependsOnlyOnParameters),
+    StructureRow<dmi_management_device_threshold_data_iterator>("management_device_threshold_data",
+                                                                "management_device_threshold_datas",
+                                                                &DependsOnlyOnParameters),
     IndexedRow("management_device_threshold_data", "management_device_threshold_datas",
                &dmi_management_device_threshold_data_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_management_device_threshold_data>("length", "lengths", &func_length_of,
@@ -1496,15 +1562,15 @@ RegistrationTable management_device_threshold_data_table{
 
 RegistrationTable inactive_table{
     TypeRow<dmi_inactive>(),
-    IteratedRow<dmi_inactive_iterator>("inactive", "inactives", &DependsOnlyOnParameters),
+    StructureRow<dmi_inactive_iterator>("inactive", "inactives", &DependsOnlyOnParameters),
     IndexedRow("inactive", "inactives", &dmi_inactive_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_inactive>("length", "lengths", &func_length_of, &DependsOnlyOnParameters),
 };
 
 RegistrationTable end_of_table_table{
     TypeRow<dmi_end_of_table>(),
-    IteratedRow<dmi_end_of_table_iterator>("end_of_table", "end_of_tables",
-                                           &DependsOnlyOnParameters),
+    StructureRow<dmi_end_of_table_iterator>("end_of_table", "end_of_tables",
+                                            &DependsOnlyOnParameters),
     IndexedRow("end_of_table", "end_of_tables", &dmi_end_of_table_of, &DependsOnlyOnParameters),
     PropertyRow<dmi_end_of_table>("length", "lengths", &func_length_of, &DependsOnlyOnParameters),
 };

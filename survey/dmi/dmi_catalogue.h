@@ -19,14 +19,15 @@
 template <class O, class R, R (*Numbered)(unsigned long long, O const&)>
 class DmiListIterator {
  public:
-  R First(O const& object) {
-    counter_ = 1;
-    return Numbered(counter_, object);
-  }
-  R Next(O const& object) {
-    ++counter_;
-    return Numbered(counter_, object);
-  }
+  using Result = R;
+
+  R First(O const& object) { return Numbered(FirstNumber(), object); }
+  R Next(O const& object) { return Numbered(NextNumber(), object); }
+
+  // The counter's steps alone, for an adaptor that looks the number up
+  // itself: 1 first, then one more at each step.
+  std::uint64_t FirstNumber() { return counter_ = 1; }
+  std::uint64_t NextNumber() { return ++counter_; }
 
  private:
   std::uint64_t counter_ = 0;

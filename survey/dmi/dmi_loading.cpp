@@ -49,9 +49,39 @@ DmiLoadState* NextNode(DmiLoadState* node, std::uint8_t row, std::uint32_t insta
   return node->next;
 }
 
+// Where the last walk of each row ended: the node of that index. The walks
+// of an iteration each go one structure further than the one before, so a
+// walk goes on from the mark rather than from the head of the row. The mark
+// also keeps the head's first link as it was, and is taken only while that
+// link is unchanged: a row cleared since then is walked from its head.
+struct WalkMark {
+  std::uint64_t index;
+  DmiLoadState* node;
+  DmiLoadState* first;
+};
+WalkMark walkMarks[kDmiLoadRows];
+
+// The node of the index (from 1) in the row, loading the nodes on the way
+// that are not loaded yet; the head must be loaded.
+DmiLoadState* WalkTo(std::uint8_t row, std::uint64_t index) {
+  DmiLoadState* node = &dmiLoadArray[row];
+  std::uint64_t at = 1;
+  WalkMark& mark = walkMarks[row];
+  if (mark.node != nullptr && mark.index <= index && mark.first == node->next) {
+    node = mark.node;
+    at = mark.index;
+  }
+  for (; at < index; ++at) node = NextNode(node, row, static_cast<std::uint32_t>(at));
+  mark = WalkMark{index, node, dmiLoadArray[row].next};
+  return node;
+}
+
 }  // namespace
 
-void ClearDmiLoadArray() { std::memset(dmiLoadArray, 0, sizeof dmiLoadArray); }
+void ClearDmiLoadArray() {
+  std::memset(dmiLoadArray, 0, sizeof dmiLoadArray);
+  std::memset(walkMarks, 0, sizeof walkMarks);
+}
 
 void FreeDmiLoadArray() {
   for (DmiLoadState& head : dmiLoadArray) {
@@ -61,6 +91,7 @@ void FreeDmiLoadArray() {
     }
     head = DmiLoadState{};
   }
+  std::memset(walkMarks, 0, sizeof walkMarks);
 }
 
 void LoadDMIStructure(DmiLoadState& state, std::uint8_t type, std::uint32_t instance) {
@@ -84,20 +115,25 @@ void LoadDMIStructure(DmiLoadState& state, std::uint8_t type, std::uint32_t inst
   }
 }
 
-void GetDMIStructure(std::uint8_t type, std::uint64_t index, unsigned char const** data,
-                     std::uint32_t* size) {
-  if (index == 0 || index > 0xFFFFFFFFull) throw NoSuchObject();
+bool FindDMIStructure(std::uint8_t type, std::uint64_t index, unsigned char const** data,
+                      std::uint32_t* size) {
+  if (index == 0 || index > 0xFFFFFFFFull) return false;
   std::uint8_t row = 0;
-  if (!RowOfType(type, row)) throw NoSuchObject();
+  if (!RowOfType(type, row)) return false;
   // Past the last instance that the contents can name, every node would
   // come up empty: the answer is known without building them.
-  if (index > kInstancesPerType) throw NoSuchObject();
-  DmiLoadState* node = &dmiLoadArray[row];
-  if (node->loaded == 0) LoadDMIStructure(*node, row, 0);
-  for (std::uint32_t step = 1; step < index; ++step) node = NextNode(node, row, step);
-  if (node->data == nullptr || node->size <= 3) throw NoSuchObject();
+  if (index > kInstancesPerType) return false;
+  if (dmiLoadArray[row].loaded == 0) LoadDMIStructure(dmiLoadArray[row], row, 0);
+  DmiLoadState const* const node = WalkTo(row, index);
+  if (node->data == nullptr || node->size <= 3) return false;
   *data = node->data;
   *size = node->size;
+  return true;
+}
+
+void GetDMIStructure(std::uint8_t type, std::uint64_t index, unsigned char const** data,
+                     std::uint32_t* size) {
+  if (!FindDMIStructure(type, index, data, size)) throw NoSuchObject();
 }
 
 surveyor_string GetStringBlockStringFromPosAndType(std::uint64_t position, std::uint8_t type) {

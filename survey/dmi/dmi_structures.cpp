@@ -38,30 +38,45 @@ integer GetQWORD(unsigned char const* data, std::uint32_t size, unsigned long of
   return ReadField(data, size, offset, 8);
 }
 
-surveyor_string GetString(unsigned char const* data, std::uint32_t size, unsigned long offset) {
-  if (data == nullptr) throw NoSuchObject();
-  if (offset >= FormattedLength(data, size) || offset >= size) throw NoSuchObject();
-  return GetStringBlockString(data, size, data[offset]);
+bool FindString(unsigned char const* data, std::uint32_t size, unsigned long offset,
+                surveyor_string& text) {
+  if (data == nullptr) return false;
+  if (offset >= FormattedLength(data, size) || offset >= size) return false;
+  return FindStringBlockString(data, size, data[offset], text);
 }
 
-surveyor_string GetStringBlockString(unsigned char const* data, std::uint32_t size,
-                                     std::uint64_t number) {
-  if (data == nullptr || number == 0 || number >= 256) throw NoSuchObject();
+surveyor_string GetString(unsigned char const* data, std::uint32_t size, unsigned long offset) {
+  surveyor_string text{};
+  if (!FindString(data, size, offset, text)) throw NoSuchObject();
+  return text;
+}
+
+bool FindStringBlockString(unsigned char const* data, std::uint32_t size, std::uint64_t number,
+                           surveyor_string& text) {
+  if (data == nullptr || number == 0 || number >= 256) return false;
   unsigned long const length = FormattedLength(data, size);
-  if (length >= size) throw NoSuchObject();  // no block among the stored bytes
+  if (length >= size) return false;  // no block among the stored bytes
   unsigned char const* position = data + length;
   unsigned char const* const last = data + size - 1;
-  if (*position == 0) throw NoSuchObject();  // the empty block
+  if (*position == 0) return false;  // the empty block
   for (std::uint64_t count = 1; count < number; ++count) {
     while (position < last && *position != 0) ++position;
     ++position;  // over the string's NUL
-    if (position > last || *position == 0) throw NoSuchObject();
+    if (position > last || *position == 0) return false;
   }
   // A string that runs to the end of the stored bytes without its NUL ends
   // there.
   unsigned long textLength = 0;
   while (position + textLength <= last && position[textLength] != 0) ++textLength;
-  return surveyor_string{position, textLength};
+  text = surveyor_string{position, textLength};
+  return true;
+}
+
+surveyor_string GetStringBlockString(unsigned char const* data, std::uint32_t size,
+                                     std::uint64_t number) {
+  surveyor_string text{};
+  if (!FindStringBlockString(data, size, number, text)) throw NoSuchObject();
+  return text;
 }
 
 namespace {

@@ -54,6 +54,11 @@ struct DmiStructureView {
 // for structures of the raw types 37 and 38.
 SURVEY_API void GetDMIStructure(std::uint8_t type, std::uint64_t index, unsigned char const** data,
                                 std::uint32_t* size);
+// The same lookup, answering false where GetDMIStructure refuses, so that
+// an iteration can end without an exception. What the loading throws passes
+// through as it does there.
+SURVEY_API bool FindDMIStructure(std::uint8_t type, std::uint64_t index, unsigned char const** data,
+                                 std::uint32_t* size);
 
 // Loads one instance (0 for the first) of a row's type into the state,
 // once: the loaded flag is set first, whatever happens next.
@@ -79,6 +84,14 @@ SURVEY_API surveyor_string GetString(unsigned char const* data, std::uint32_t si
 // absent, and so is every string of an empty block.
 SURVEY_API surveyor_string GetStringBlockString(unsigned char const* data, std::uint32_t size,
                                                 std::uint64_t number);
+
+// GetString and GetStringBlockString answering false where those throw
+// NoSuchObject, with the string in `text`: for the adaptors of the string
+// fields, whose absent values are frequent (an unset field has number 0).
+SURVEY_API bool FindString(unsigned char const* data, std::uint32_t size, unsigned long offset,
+                           surveyor_string& text);
+SURVEY_API bool FindStringBlockString(unsigned char const* data, std::uint32_t size,
+                                      std::uint64_t number, surveyor_string& text);
 
 // String `position` (from 1) counted over the strings of all structures of
 // the type, in table order; each structure tells its own count at offset 4.

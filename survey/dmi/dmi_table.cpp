@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -553,6 +554,10 @@ dmi_info::~dmi_info() { delete[] contents; }
 void dmi_info::ReadTOC(FileReader& reader) {
   delete[] contents;
   contents = nullptr;
+  // A new table may come at the old one's address: the index goes with it.
+  index_.clear();
+  indexed_ = nullptr;
+  indexedCount_ = 0;
   if (contentsCount == 0) return;
   try {
     // A count that the file cannot hold is a failed read, found before any
@@ -563,10 +568,13 @@ void dmi_info::ReadTOC(FileReader& reader) {
       throw NoMoreData();
     }
     contents = new DmiContentsEntry[contentsCount];
+    // The whole table in one read, rather than one read for each entry.
+    std::unique_ptr<unsigned char[]> const bytes(
+        new unsigned char[contentsCount * kDmiContentsEntrySize]);
     reader.SetPosition(contentsOffset);
+    reader >> Data(bytes.get(), contentsCount * kDmiContentsEntrySize);
     for (std::uint32_t i = 0; i < contentsCount; ++i) {
-      unsigned char entry[kDmiContentsEntrySize];
-      reader >> Data(entry, sizeof entry);
+      unsigned char const* const entry = bytes.get() + i * kDmiContentsEntrySize;
       contents[i].type = entry[0];
       contents[i].instance = entry[1];
       contents[i].offset = ReadLE32(entry + 2);
@@ -586,10 +594,38 @@ void dmi_info::ReadTOC(FileReader& reader) {
 
 DmiContentsEntry const* dmi_info::Find(unsigned type, unsigned long instance) const {
   if (contents == nullptr) return nullptr;
-  for (std::uint32_t i = 0; i < contentsCount; ++i) {
-    if (contents[i].type == type && contents[i].instance == instance) return &contents[i];
+  // Both are stored in 8 bits: a wider one matches no entry.
+  if (type > 0xFF || instance > 0xFF) return nullptr;
+  auto const keyOf = [](DmiContentsEntry const& entry) {
+    return static_cast<std::uint16_t>((entry.type << 8) | entry.instance);
+  };
+  auto const key = static_cast<std::uint16_t>((type << 8) | instance);
+  if (indexed_ != contents || indexedCount_ != contentsCount) {
+    indexed_ = nullptr;
+    indexedCount_ = 0;
+    try {
+      index_.clear();
+      index_.reserve(contentsCount);
+      for (std::uint32_t i = 0; i < contentsCount; ++i) index_.push_back({keyOf(contents[i]), i});
+      // Stable, so that of equal keys the first in the contents comes first.
+      std::stable_sort(index_.begin(), index_.end(),
+                       [](IndexEntry const& a, IndexEntry const& b) { return a.key < b.key; });
+    } catch (std::bad_alloc const&) {
+      // Without memory for the index, the contents are scanned as they stand.
+      index_.clear();
+      for (std::uint32_t i = 0; i < contentsCount; ++i) {
+        if (keyOf(contents[i]) == key) return &contents[i];
+      }
+      return nullptr;
+    }
+    indexed_ = contents;
+    indexedCount_ = contentsCount;
   }
-  return nullptr;
+  auto const found = std::lower_bound(
+      index_.begin(), index_.end(), key,
+      [](IndexEntry const& entry, std::uint16_t wanted) { return entry.key < wanted; });
+  if (found == index_.end() || found->key != key) return nullptr;
+  return &contents[found->place];
 }
 
 Fingerprinter& operator<<(Fingerprinter& fingerprinter, dmi const&) { return fingerprinter; }
@@ -637,9 +673,24 @@ FileLocation DmiFileLocation() {
 unsigned long ReadDmiStructure(DmiContentsEntry const& entry, unsigned char* target) {
   if (entry.length == 0) throw NoSuchObject();
   FileLocation const location = DmiFileLocation();
-  FileReadingPath const path(location);
-  FileReader reader(path, entry.offset);
-  reader >> Data(target, entry.length);
+  // The file is opened for this one read and closed after it, with the
+  // flags a FileReadingPath opens with; one positioned read takes the
+  // structure, where a FileReader would first seek for the file's length.
+  int const descriptor = open(location.FullPathName(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) FileReadingPath::ThrowErrorAlways(errno);
+  unsigned long done = 0;
+  int error = 0;
+  while (done < entry.length) {
+    ssize_t const got = pread(descriptor, target + done, entry.length - done,
+                              static_cast<off_t>(entry.offset + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) error = errno;
+    if (got <= 0) break;
+    done += static_cast<unsigned long>(got);
+  }
+  close(descriptor);
+  if (error != 0) FileReader::ThrowError(error);
+  if (done < entry.length) FileReader::ThrowError(FileReader::kShortRead);
   return entry.length;
 }
 

@@ -26,6 +26,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "survey/foundation/file_reader.h"
 #include "survey/frame/adaptors.h"
@@ -81,6 +82,8 @@ class SURVEY_API dmi_info {
   // The contents entry of (type, instance), or null. Where the instance
   // counter wrapped, the structure that stands later in the table wins:
   // the entries stand in reverse table order and the first match is taken.
+  // The first call over a contents table sorts an index of it, so that a
+  // table of many structures is not scanned once for each of them.
   DmiContentsEntry const* Find(unsigned type, unsigned long instance) const;
 
   std::uint8_t revision;
@@ -89,6 +92,18 @@ class SURVEY_API dmi_info {
   std::uint32_t contentsCount;
   char firmwareDate[11];
   DmiContentsEntry* contents;
+
+ private:
+  // The index of `Find`: (type, instance) keys with their entry's place,
+  // in key order and, within a key, in contents order; built for the
+  // contents table and count it names, and built again when either changes.
+  struct IndexEntry {
+    std::uint16_t key;
+    std::uint32_t place;
+  };
+  mutable std::vector<IndexEntry> index_;
+  mutable DmiContentsEntry const* indexed_ = nullptr;
+  mutable std::uint32_t indexedCount_ = 0;
 };
 
 // "dmi": the world object, a pointer to the process's `dmi_info`.

@@ -116,45 +116,10 @@ void ComputerNameDependencyNodeFunction(Fingerprinter& fingerprinter) {
 // ---------------------------------------------------------------------------
 // Yielding. Every missing piece, down to a null slot, means "do nothing".
 
-namespace {
-
-// The yield interface of a context, or null when it offers none.
-//
-// Long walks ask for it once per record, and a cast across the host's
-// context classes costs far more than the record's own work. Where the
-// interface lies within the object depends only on the table of virtual
-// functions that the context is reached through, which names its class and
-// the base that the pointer designates: the cast is made once per such
-// table, and the distance from the context to the interface (or that there
-// is none) is kept for this thread.
-SurveyorYieldContext* YieldInterfaceOf(SurveyorContext* context) {
-  struct Resolved {
-    void const* table = nullptr;
-    bool offered = false;
-    std::ptrdiff_t offset = 0;
-  };
-  thread_local Resolved last;
-  void const* table = nullptr;
-  std::memcpy(&table, static_cast<void const*>(context), sizeof table);
-  if (table == nullptr || table != last.table) {
-    SurveyorYieldContext* const yield = dynamic_cast<SurveyorYieldContext*>(context);
-    last.table = table;
-    last.offered = yield != nullptr;
-    last.offset = yield == nullptr ? 0
-                                   : reinterpret_cast<char*>(yield) -
-                                         reinterpret_cast<char*>(context);
-    return yield;
-  }
-  if (!last.offered) return nullptr;
-  return reinterpret_cast<SurveyorYieldContext*>(reinterpret_cast<char*>(context) + last.offset);
-}
-
-}  // namespace
-
 void YieldTimeSlice() {
   SurveyorContext* const context = Get_Generic_Surveyor_Context();
   if (context == nullptr) return;
-  SurveyorYieldContext* const yield = YieldInterfaceOf(context);
+  SurveyorYieldContext* const yield = survey::frame::RememberedCast<SurveyorYieldContext>(context);
   if (yield == nullptr || yield->YieldTimeSlice == nullptr) return;
   yield->YieldTimeSlice(context);
 }
@@ -162,7 +127,7 @@ void YieldTimeSlice() {
 void Trickle() {
   SurveyorContext* const context = Get_Generic_Surveyor_Context();
   if (context == nullptr) return;
-  SurveyorYieldContext* const yield = YieldInterfaceOf(context);
+  SurveyorYieldContext* const yield = survey::frame::RememberedCast<SurveyorYieldContext>(context);
   if (yield == nullptr || yield->Trickle == nullptr) return;
   yield->Trickle(context);
 }

@@ -39,6 +39,7 @@
 #include <utility>
 
 #include "survey/frame/adaptors.h"
+#include "survey/frame/remembered_cast.h"
 
 // ---------------------------------------------------------------------------
 // The error class that a null slot of an interface throws. Interfaces without
@@ -109,7 +110,7 @@ template <class Interface>
 Interface* FindContextInterface() {
   SurveyorContext* const context = Get_Generic_Surveyor_Context();
   if (context == nullptr) return nullptr;
-  return dynamic_cast<Interface*>(context);
+  return survey::frame::RememberedCast<Interface>(context);
 }
 
 // Steps 1, 2 and 5, for the interfaces whose operations are virtual.

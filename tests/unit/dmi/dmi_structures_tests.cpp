@@ -161,6 +161,48 @@ TEST(DmiStrings, ABlockWithoutItsEndStopsAtTheStoredBytes) {
   EXPECT_THROW(GetStringBlockString(endsOnNul.data(), Size(endsOnNul), 2), NoSuchObject);
 }
 
+// The readers that answer false, which the string fields' adaptors use,
+// must find exactly what the throwing readers find, and refuse exactly
+// where they throw.
+TEST(DmiStrings, TheReadersThatAnswerFalseAgreeWithThoseThatThrow) {
+  std::vector<Bytes> const structures = {
+      Structure(1, 8, {2, 1, 3, 0}, std::string("first\0second\0third\0\0", 20)),
+      Structure(1, 8, {0, 4, 2, 255}, std::string("one\0two\0\0", 9)),
+      Structure(1, 6, {1, 2}, "unending"),
+      Structure(1, 6, {1, 2}, std::string("one\0tw", 6)),
+      Structure(1, 6, {1, 2}, std::string("\0\0", 2)),
+      {4, 200, 0, 0, 7},
+      {4},
+  };
+  for (Bytes const& s : structures) {
+    for (unsigned long offset = 0; offset < s.size() + 3; ++offset) {
+      surveyor_string found{};
+      bool const answered = FindString(s.data(), Size(s), offset, found);
+      try {
+        surveyor_string const thrown = GetString(s.data(), Size(s), offset);
+        EXPECT_TRUE(answered) << offset;
+        EXPECT_EQ(Text(thrown), Text(found)) << offset;
+      } catch (NoSuchObject const&) {
+        EXPECT_FALSE(answered) << offset;
+      }
+    }
+    for (std::uint64_t number : {0ull, 1ull, 2ull, 3ull, 4ull, 5ull, 255ull, 256ull, 1ull << 40}) {
+      surveyor_string found{};
+      bool const answered = FindStringBlockString(s.data(), Size(s), number, found);
+      try {
+        surveyor_string const thrown = GetStringBlockString(s.data(), Size(s), number);
+        EXPECT_TRUE(answered) << number;
+        EXPECT_EQ(Text(thrown), Text(found)) << number;
+      } catch (NoSuchObject const&) {
+        EXPECT_FALSE(answered) << number;
+      }
+    }
+  }
+  surveyor_string found{};
+  EXPECT_FALSE(FindString(nullptr, 0, 4, found));
+  EXPECT_FALSE(FindStringBlockString(nullptr, 0, 1, found));
+}
+
 TEST(DmiDevices, TypesAndDescriptionsAreReadAsTwoRuns) {
   // L = 10: three entries; types at 4, 5, 6 and string numbers at 7, 8, 9.
   Bytes const s =
@@ -207,6 +249,8 @@ TEST(DmiLookup, AnIndexOfZeroOrAboveThirtyTwoBitsIsRefused) {
   for (std::uint8_t type : {0, 1, 17, 126, 127}) {
     EXPECT_THROW(GetDMIStructure(type, 0, &data, &size), NoSuchObject) << int(type);
     EXPECT_THROW(GetDMIStructure(type, 0x100000000ull, &data, &size), NoSuchObject);
+    EXPECT_FALSE(FindDMIStructure(type, 0, &data, &size)) << int(type);
+    EXPECT_FALSE(FindDMIStructure(type, 0x100000000ull, &data, &size)) << int(type);
   }
   EXPECT_EQ(nullptr, data);
 }
@@ -217,6 +261,7 @@ TEST(DmiLookup, TypesWithoutARowAreRefused) {
   for (int type : {38, 39, 100, 125, 128, 200, 255}) {
     EXPECT_THROW(GetDMIStructure(static_cast<std::uint8_t>(type), 1, &data, &size), NoSuchObject)
         << type;
+    EXPECT_FALSE(FindDMIStructure(static_cast<std::uint8_t>(type), 1, &data, &size)) << type;
     EXPECT_THROW(GetStringBlockStringFromPosAndType(1, static_cast<std::uint8_t>(type)),
                  NoSuchObject);
   }
