@@ -107,22 +107,35 @@ void Register_Type(void* record, unsigned long hostArea, char const* name, unsig
 }
 
 namespace {
+// The names are views of the library's text until the registry files the
+// entry with copies of its own.
+std::string_view TextView(char const* text, char const* what) {
+  if (text == nullptr) throw RegistrationError(std::string("null ") + what + " at registration");
+  return text;
+}
+
+std::string_view OptionalTextView(char const* text) {
+  return text == nullptr ? std::string_view() : std::string_view(text);
+}
+
 PropertyEntry PropertyHeader(char const* singular, char const* plural, char const* index,
                              char const* object, char const* result, void const* context,
                              SurveyorDependency dependency) {
   PropertyEntry entry;
-  entry.singular = Text(singular, "singular phrase");
-  entry.plural = Text(plural, "plural phrase");
-  entry.index = OptionalText(index);
-  entry.object = OptionalText(object);
-  entry.result = Text(result, "result type");
+  entry.singular = TextView(singular, "singular phrase");
+  entry.plural = TextView(plural, "plural phrase");
+  entry.index = OptionalTextView(index);
+  entry.object = OptionalTextView(object);
+  entry.result = TextView(result, "result type");
   entry.context = context;
   entry.dependency = dependency;
   return entry;
 }
 
-void Require(bool present, char const* what, std::string const& phrase) {
-  if (!present) throw RegistrationError("\"" + phrase + "\" registered without " + what);
+void Require(bool present, char const* what, std::string_view phrase) {
+  if (!present) {
+    throw RegistrationError("\"" + std::string(phrase) + "\" registered without " + what);
+  }
 }
 }  // namespace
 

@@ -544,7 +544,17 @@ void Registry::AddType(void* record, unsigned long hostArea, TypeEntry entry) {
 void Registry::AddProperty(void* record, unsigned long hostArea, PropertyEntry entry) {
   Admit(record, hostArea, kRecordHostArea, RecordKind::kProperty, entry.singular);
   entry.record = record;
+  // The entry's names become the registry's own copies, made before the
+  // record is filed: the singular is the journal's, and a plural the same
+  // as the singular shares it.
+  bool const samePlural = entry.plural == entry.singular;
+  if (!samePlural) entry.plural = KeepName(entry.plural);
+  entry.index = KeepName(entry.index);
+  entry.object = KeepName(entry.object);
+  entry.result = KeepName(entry.result);
   Record& filed = Insert(record, RecordKind::kProperty, entry.singular);
+  entry.singular = filed.name;
+  if (samePlural) entry.plural = filed.name;
   filed.entry.emplace<PropertyEntry>(std::move(entry));
   Filed(filed);
   ClaimHostArea(record, this, &filed);
@@ -786,7 +796,7 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
   // found known are compared before any lookup.
   std::array<std::string_view, 4> recent{};
   std::size_t nextRecent = 0;
-  auto known = [&](auto const& entry, char const* what, std::string const& name) {
+  auto known = [&](auto const& entry, char const* what, std::string_view name) {
     if (name.empty()) return;
     for (std::string_view seen : recent) {
       if (seen == name) return;

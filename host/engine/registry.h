@@ -69,11 +69,14 @@ using IteratedPassOver = unsigned long (*)(void const* index, void const* object
 struct PropertyEntry {
   void* record = nullptr;
   PropertyKind kind = PropertyKind::kSimple;
-  std::string singular;
-  std::string plural;
-  std::string index;   // empty: the phrase takes no index
-  std::string object;  // empty: a property of the world
-  std::string result;
+  // The names are views: once filed, of the registry's own copies, which
+  // last as long as the registry, so that a registration makes no string
+  // and an unregistration frees none.
+  std::string_view singular;
+  std::string_view plural;
+  std::string_view index;   // empty: the phrase takes no index
+  std::string_view object;  // empty: a property of the world
+  std::string_view result;
   SurveyorGetter getter = nullptr;  // simple
   unsigned long stateSize = 0;      // iterated and aggregate
   SurveyorConstruct construct = nullptr;

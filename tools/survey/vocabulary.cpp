@@ -31,15 +31,15 @@ char const* KindName(PropertyKind kind) {
 // host's own types by a literal or a word, another type by a property of
 // the world that gives it (its index written as a literal), else the type's
 // name between angle brackets.
-std::string ValueOf(Registry const& registry, std::string const& type, int depth = 0);
+std::string ValueOf(Registry const& registry, std::string_view type, int depth = 0);
 
-std::string IndexLiteral(Registry const& registry, std::string const& type, int depth) {
+std::string IndexLiteral(Registry const& registry, std::string_view type, int depth) {
   std::string const value = ValueOf(registry, type, depth + 1);
   if (value.find(' ') == std::string::npos || value.front() == '"') return value;
   return "(" + value + ")";
 }
 
-std::string ValueOf(Registry const& registry, std::string const& type, int depth) {
+std::string ValueOf(Registry const& registry, std::string_view type, int depth) {
   if (type == "string") return "\"text\"";
   if (type == "substring") return "first 2 of \"text\"";
   if (type == "integer") return "1";
@@ -50,18 +50,18 @@ std::string ValueOf(Registry const& registry, std::string const& type, int depth
     for (PropertyEntry const* entry : registry.Properties()) {
       if (entry->result != type || !entry->object.empty()) continue;
       if (entry->kind == PropertyKind::kAggregate) continue;
-      if (entry->index.empty()) return entry->singular;
-      return entry->singular + " " + IndexLiteral(registry, entry->index, depth);
+      if (entry->index.empty()) return std::string(entry->singular);
+      return std::string(entry->singular) + " " + IndexLiteral(registry, entry->index, depth);
     }
   }
-  return "<" + type + ">";
+  return "<" + std::string(type) + ">";
 }
 
 // An example query of a property record: the plural form when the
 // property streams, the singular otherwise.
 std::string Example(Registry const& registry, PropertyEntry const& entry) {
   std::string example =
-      entry.kind == PropertyKind::kSimple ? entry.singular : entry.plural;
+      std::string(entry.kind == PropertyKind::kSimple ? entry.singular : entry.plural);
   if (!entry.index.empty()) example += " " + IndexLiteral(registry, entry.index, 0);
   if (entry.object.empty()) return example;
   std::string object = ValueOf(registry, entry.object);
@@ -75,16 +75,16 @@ std::string Example(Registry const& registry, CastEntry const& entry) {
   return operand + " as " + entry.phrase;
 }
 
-std::string OrWorld(std::string const& object) { return object.empty() ? kWorld : object; }
+std::string OrWorld(std::string_view object) { return std::string(object.empty() ? kWorld : object); }
 
 bool PropertyMatches(VocabularyFilter const& filter, PropertyEntry const& entry) {
-  return filter.Matches(entry.singular) || filter.Matches(entry.plural);
+  return filter.Matches(std::string(entry.singular)) || filter.Matches(std::string(entry.plural));
 }
 
 std::string PropertyLine(PropertyEntry const& entry) {
-  std::string line = "  " + entry.singular + " / " + entry.plural;
-  if (!entry.index.empty()) line += " [" + entry.index + "]";
-  return line + " of " + OrWorld(entry.object) + " -> " + entry.result + "\n";
+  std::string line = "  " + std::string(entry.singular) + " / " + std::string(entry.plural);
+  if (!entry.index.empty()) line += " [" + std::string(entry.index) + "]";
+  return line + " of " + OrWorld(entry.object) + " -> " + std::string(entry.result) + "\n";
 }
 
 nlohmann::json PropertyJson(PropertyEntry const& entry) {
@@ -97,7 +97,7 @@ nlohmann::json PropertyJson(PropertyEntry const& entry) {
 }
 
 // A cell of a Markdown table: a vertical bar would end it.
-std::string Cell(std::string const& text) {
+std::string Cell(std::string_view text) {
   std::string cell;
   for (char const c : text) {
     if (c == '|') cell += '\\';
@@ -235,10 +235,10 @@ std::string DescribeText(Registry const& registry, std::string const& phrase) {
   std::set<PropertyEntry const*> shown;
   for (PropertyEntry const* entry : registry.Properties()) {
     if (entry->singular != phrase && entry->plural != phrase) continue;
-    text += entry->singular + " / " + entry->plural + " (" + KindName(entry->kind) + ")\n";
+    text += std::string(entry->singular) + " / " + std::string(entry->plural) + " (" + KindName(entry->kind) + ")\n";
     text += "  of:      " + OrWorld(entry->object) + "\n";
-    if (!entry->index.empty()) text += "  index:   " + entry->index + "\n";
-    text += "  result:  " + entry->result + "\n";
+    if (!entry->index.empty()) text += "  index:   " + std::string(entry->index) + "\n";
+    text += "  result:  " + std::string(entry->result) + "\n";
     text += "  example: " + Example(registry, *entry) + "\n";
   }
   for (CastEntry const* entry : registry.Casts()) {
@@ -278,8 +278,8 @@ std::vector<std::string> CompletionWords(Registry const& registry) {
                                  "exist",  "true",  "false",  "mod",  "contains", "starts with",
                                  "ends with", "number of", "item", "items", "help", "quit"};
   for (PropertyEntry const* entry : registry.Properties()) {
-    words.insert(entry->singular);
-    words.insert(entry->plural);
+    words.emplace(entry->singular);
+    words.emplace(entry->plural);
   }
   for (CastEntry const* entry : registry.Casts()) words.insert(entry->phrase);
   return std::vector<std::string>(words.begin(), words.end());

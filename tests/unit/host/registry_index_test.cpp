@@ -294,7 +294,7 @@ TEST_F(RegistryIndexTest, TheListingsKeepTheOrderOfRegistrationAfterRemovals) {
   vocabulary.Remove(first);
   void* const again = vocabulary.Property("zeta", "zetas", "", "blob");
   std::vector<std::string> singulars;
-  for (PropertyEntry const* entry : registry.Properties()) singulars.push_back(entry->singular);
+  for (PropertyEntry const* entry : registry.Properties()) singulars.emplace_back(entry->singular);
   EXPECT_EQ((std::vector<std::string>{"alpha", "mid", "zeta"}), singulars);
   ASSERT_EQ(2u, registry.Casts().size());
   EXPECT_EQ("zeta", registry.Casts()[0]->phrase);
@@ -451,8 +451,8 @@ std::vector<std::string> ReferenceNearest(Registry const& registry, std::string 
   for (char& c : words) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   std::set<std::string> phrases;
   for (PropertyEntry const* entry : registry.Properties()) {
-    phrases.insert(entry->singular);
-    phrases.insert(entry->plural);
+    phrases.emplace(entry->singular);
+    phrases.emplace(entry->plural);
   }
   for (CastEntry const* entry : registry.Casts()) phrases.insert(entry->phrase);
   std::size_t const limit = std::max<std::size_t>(2, words.size() / 3);
