@@ -139,21 +139,40 @@ std::uint64_t HashKey(IndexKey const& key) {
   return hash;
 }
 
+// The keys of the indexes, made from an entry and which of its keys.
+std::string_view FormOf(PropertyEntry const& entry, unsigned form) {
+  return form == 0 ? entry.singular : entry.plural;
+}
+IndexKey TypeKey(TypeEntry const& entry, unsigned) { return {{entry.name, "", ""}}; }
+IndexKey PropertyKey(PropertyEntry const& entry, unsigned form) {
+  return {{FormOf(entry, form), entry.index, entry.object}};
+}
+IndexKey PropertyNameKey(PropertyEntry const& entry, unsigned form) {
+  return {{FormOf(entry, form), "", ""}};
+}
+IndexKey CastKey(CastEntry const& entry, unsigned) { return {{entry.phrase, entry.source, ""}}; }
+IndexKey CastNameKey(CastEntry const& entry, unsigned) { return {{entry.phrase, "", ""}}; }
+IndexKey OperatorKey(OperatorEntry const& entry, unsigned) {
+  return {{entry.left, entry.right, ""}, entry.code};
+}
+
 // Entries by key, in one flat table that is built in bulk. The entries
 // under each key are found in order of registration: the first is the one
 // a lookup finds, the others are there for listings and for the checks of
 // a load. The keys are views of the entries' own names.
 //
-// The index keeps the items it was built from, each key beside its entry,
-// and its table, kept at most half full, holds only a hash and where the
-// key's entries are: a table of a thousand records' keys is a few pages of
-// memory, written once, rather than tens.
-template <class Entry>
+// The index keeps the items it was built from, each an entry and which of
+// its keys (a property's singular or plural form), the key itself being
+// made again from the entry by `KeyOf` when it is compared; its table, kept
+// at most half full, holds only a hash and where the key's entries are: a
+// table of a thousand records' keys is a few pages of memory, written once,
+// rather than tens.
+template <class Entry, IndexKey (*KeyOf)(Entry const&, unsigned form)>
 class KeyIndex {
  public:
   struct Item {
-    IndexKey key;
     Entry const* entry;
+    unsigned form;
   };
 
   // The list to fill with the items, in order of registration, before
@@ -176,7 +195,7 @@ class KeyIndex {
     // Which slot each item goes to, found once.
     std::vector<std::uint32_t> slotOf(items_.size());
     for (std::size_t k = 0; k < items_.size(); ++k) {
-      IndexKey const& key = items_[k].key;
+      IndexKey const key = KeyOf(*items_[k].entry, items_[k].form);
       std::uint64_t const hash = HashKey(key);
       std::size_t at = hash & mask_;
       while (slots_[at].count != 0 && !Holds(slots_[at], hash, key)) at = (at + 1) & mask_;
@@ -209,7 +228,7 @@ class KeyIndex {
 
   // Files one more entry under a key that has none yet, while the table has
   // room; false if it cannot, and the index must be built anew.
-  bool Append(IndexKey const& key, Entry const* entry) {
+  bool Append(IndexKey const& key, Entry const* entry, unsigned form = 0) {
     if (slots_.empty() || (used_ + 1) * 2 > slots_.size()) return false;
     std::uint64_t const hash = HashKey(key);
     std::size_t at = hash & mask_;
@@ -221,7 +240,7 @@ class KeyIndex {
     slot.hash = static_cast<std::uint32_t>(hash);
     slot.first = static_cast<std::uint32_t>(items_.size());
     slot.count = 1;
-    items_.push_back({key, entry});
+    items_.push_back({entry, form});
     if (repeated_) {
       slot.begin = static_cast<std::uint32_t>(grouped_.size());
       grouped_.push_back(entry);
@@ -262,7 +281,9 @@ class KeyIndex {
   };
 
   bool Holds(Slot const& slot, std::uint64_t hash, IndexKey const& key) const {
-    return slot.hash == static_cast<std::uint32_t>(hash) && SameKey(items_[slot.first].key, key);
+    if (slot.hash != static_cast<std::uint32_t>(hash)) return false;
+    Item const& item = items_[slot.first];
+    return SameKey(KeyOf(*item.entry, item.form), key);
   }
 
   std::vector<Slot> slots_;
@@ -402,12 +423,12 @@ struct alignas(16) Registry::TupleRecord {
 struct Registry::Indexes {
   // The bits of the indexes built from the records as they are.
   unsigned fresh = 0;
-  KeyIndex<TypeEntry> types;              // by name
-  KeyIndex<PropertyEntry> properties;     // by phrase form, index and object
-  KeyIndex<CastEntry> casts;              // by phrase and source
-  KeyIndex<OperatorEntry> operators;      // by code, left and right
-  KeyIndex<PropertyEntry> propertyNames;  // by phrase form alone
-  KeyIndex<CastEntry> castNames;          // by phrase alone
+  KeyIndex<TypeEntry, TypeKey> types;                      // by name
+  KeyIndex<PropertyEntry, PropertyKey> properties;         // by phrase form, index and object
+  KeyIndex<CastEntry, CastKey> casts;                      // by phrase and source
+  KeyIndex<OperatorEntry, OperatorKey> operators;          // by code, left and right
+  KeyIndex<PropertyEntry, PropertyNameKey> propertyNames;  // by phrase form alone
+  KeyIndex<CastEntry, CastNameKey> castNames;              // by phrase alone
   PhraseIndex phrases;                    // words of phrases, for parsing and suggestions
   // The phrases of the last build of `phrases`, whose memory serves the
   // next.
@@ -661,8 +682,10 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
   if (missing == 0) return indexes;
   // One index at a time, each from one pass over the records in order of
   // registration. Properties are most of the records, each filed under its
-  // two forms: their lists are given room at once.
-  std::size_t const expected = live_ + live_ / 2;
+  // two forms: their lists are given room at once for two items a record,
+  // so that no list is copied as it grows (the room left over is never
+  // written, and costs no page).
+  std::size_t const expected = 2 * live_;
   auto const each = [this](RecordKind kind, auto const& file) {
     for (Record const* record : order_) {
       if (record != nullptr && record->kind == kind) file(*record);
@@ -670,45 +693,33 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
   };
   if (missing & kTypesBit) {
     auto& items = indexes.types.Items(0);
-    each(RecordKind::kType, [&](Record const& record) {
-      items.push_back({{{record.Type().name, "", ""}}, &record.Type()});
-    });
+    each(RecordKind::kType, [&](Record const& record) { items.push_back({&record.Type(), 0}); });
     indexes.types.Build();
   }
-  for (unsigned const bit : {kPropertiesBit, kPropertyNamesBit}) {
-    if (!(missing & bit)) continue;
-    KeyIndex<PropertyEntry>& index =
-        bit == kPropertiesBit ? indexes.properties : indexes.propertyNames;
+  // A property is filed under its singular (form 0) and, when it differs,
+  // its plural (form 1).
+  auto const properties = [&](auto& index) {
     auto& items = index.Items(expected);
     each(RecordKind::kProperty, [&](Record const& record) {
       PropertyEntry const& entry = record.Property();
-      for (std::string_view form : Forms(entry)) {
-        if (bit == kPropertiesBit) {
-          items.push_back({{{form, entry.index, entry.object}}, &entry});
-        } else {
-          items.push_back({{{form, "", ""}}, &entry});
-        }
-      }
+      items.push_back({&entry, 0});
+      if (entry.plural != entry.singular) items.push_back({&entry, 1});
     });
     index.Build();
-  }
-  for (unsigned const bit : {kCastsBit, kCastNamesBit}) {
-    if (!(missing & bit)) continue;
-    KeyIndex<CastEntry>& index = bit == kCastsBit ? indexes.casts : indexes.castNames;
+  };
+  if (missing & kPropertiesBit) properties(indexes.properties);
+  if (missing & kPropertyNamesBit) properties(indexes.propertyNames);
+  auto const casts = [&](auto& index) {
     auto& items = index.Items(0);
-    each(RecordKind::kCast, [&](Record const& record) {
-      CastEntry const& entry = record.Cast();
-      std::string_view const source = bit == kCastsBit ? std::string_view(entry.source) : "";
-      items.push_back({{{entry.phrase, source, ""}}, &entry});
-    });
+    each(RecordKind::kCast, [&](Record const& record) { items.push_back({&record.Cast(), 0}); });
     index.Build();
-  }
+  };
+  if (missing & kCastsBit) casts(indexes.casts);
+  if (missing & kCastNamesBit) casts(indexes.castNames);
   if (missing & kOperatorsBit) {
     auto& items = indexes.operators.Items(0);
-    each(RecordKind::kOperator, [&](Record const& record) {
-      OperatorEntry const& entry = record.Operator();
-      items.push_back({{{entry.left, entry.right, ""}, entry.code}, &entry});
-    });
+    each(RecordKind::kOperator,
+         [&](Record const& record) { items.push_back({&record.Operator(), 0}); });
     indexes.operators.Build();
   }
   if (missing & kPhrasesBit) {
