@@ -381,8 +381,9 @@ constexpr std::size_t kGaugeRows = 20;
 std::vector<std::string> Signatures(Registry const& registry) {
   std::vector<std::string> lines;
   for (auto const* entry : registry.Properties()) {
-    lines.push_back(entry->singular + " / " + entry->plural + " (" + entry->index + ") " +
-                    entry->object + " -> " + entry->result);
+    lines.push_back(std::string(entry->singular) + " / " + std::string(entry->plural) + " (" +
+                    std::string(entry->index) + ") " + std::string(entry->object) + " -> " +
+                    std::string(entry->result));
   }
   return lines;
 }
