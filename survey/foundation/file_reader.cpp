@@ -252,11 +252,20 @@ FileReadingLoop& FileReadingLoop::operator++() {
 
 void FileLineLoop::Start(FileReadingPath const& path, unsigned long offset) {
   reader_.Start(path, offset);
-  readingAhead_ = aheadSize_ != 0 && reader_.Length() != kUnknownFileLength;
-  aheadStart_ = nullptr;
-  aheadEnd_ = nullptr;
-  ReadFromFile(buffer_);
-  ScanForLine(buffer_.begin, buffer_.begin);
+  // The window moves on over the memory read ahead only if that holds a
+  // window and the bytes carried into the next one, whatever was kept.
+  readingAhead_ = aheadSize_ >= 2 * buffer_.Length() && reader_.Length() != kUnknownFileLength;
+  crKnown_ = false;
+  if (readingAhead_) {
+    aheadStart_ = ahead_.get();
+    aheadEnd_ = ahead_.get();
+    MoveWindow(ahead_.get());
+  } else {
+    aheadStart_ = nullptr;
+    aheadEnd_ = nullptr;
+    ReadFromFile(buffer_);
+  }
+  ScanForLine(front_, front_);
 }
 
 void FileLineLoop::ReadAhead(unsigned long size) {
@@ -269,33 +278,43 @@ void FileLineLoop::ReadAhead(unsigned long size) {
 
 inline void FileLineLoop::ReadFromFile(Data target) {
   Buffer into(target);
-  if (readingAhead_) {
-    while (!into.Full()) {
-      if (aheadStart_ == aheadEnd_) {
-        if (reader_.Finished()) break;
-        Buffer ahead(Data(ahead_.get(), ahead_.get() + aheadSize_));
-        reader_ >> ahead;
-        if (ahead.current == ahead_.get()) break;  // the file shrank under us
-        aheadStart_ = ahead_.get();
-        aheadEnd_ = ahead.current;
-      }
-      unsigned long const held = static_cast<unsigned long>(aheadEnd_ - aheadStart_);
-      unsigned long const count = held < into.Remaining() ? held : into.Remaining();
-      std::memcpy(into.current, aheadStart_, count);
-      into.current += count;
-      aheadStart_ += count;
-    }
-  } else {
-    while (!into.Full() && reader_.Unfinished()) {
-      unsigned char* before = into.current;
-      reader_ >> into;
-      if (into.current == before) break;  // the file shrank under us
-    }
+  while (!into.Full() && reader_.Unfinished()) {
+    unsigned char* before = into.current;
+    reader_ >> into;
+    if (into.current == before) break;  // the file shrank under us
   }
+  front_ = buffer_.begin;
   validEnd_ = into.current;
   ++fills_;
   // The bytes have changed: a CR found before is no longer known.
   crKnown_ = false;
+}
+
+void FileLineLoop::MoveWindow(unsigned char* start) {
+  unsigned long const size = buffer_.Length();
+  if (static_cast<unsigned long>(aheadEnd_ - start) < size && !reader_.Finished()) {
+    // Fewer bytes held than a window takes: what is held moves to the
+    // front, and the file is read behind it as far as it gives, as a refill
+    // of the buffer reads.
+    unsigned long const kept = static_cast<unsigned long>(aheadEnd_ - start);
+    std::memmove(ahead_.get(), start, kept);
+    start = ahead_.get();
+    aheadEnd_ = start + kept;
+    unsigned char* const memoryEnd = ahead_.get() + aheadSize_;
+    while (static_cast<unsigned long>(aheadEnd_ - start) < size && !reader_.Finished()) {
+      Buffer ahead(Data(aheadEnd_, memoryEnd));
+      reader_ >> ahead;
+      if (ahead.current == aheadEnd_) break;  // the file shrank under us
+      aheadEnd_ = ahead.current;
+    }
+    // The bytes have changed: a CR found before is no longer known.
+    crKnown_ = false;
+  }
+  unsigned long const held = static_cast<unsigned long>(aheadEnd_ - start);
+  front_ = start;
+  validEnd_ = start + (held < size ? held : size);
+  aheadStart_ = validEnd_;
+  ++fills_;
 }
 
 __attribute__((always_inline)) inline unsigned char* FileLineLoop::FindLineEnd(unsigned char* from) {
@@ -308,8 +327,10 @@ __attribute__((always_inline)) inline unsigned char* FileLineLoop::FindLineEnd(u
   auto* lf = static_cast<unsigned char*>(std::memchr(from, '\n', length));
   unsigned char* const limit = lf != nullptr ? lf : end;
   if (!crKnown_ || nextCr_ < from) {
-    auto* cr = static_cast<unsigned char*>(std::memchr(from, '\r', length));
-    nextCr_ = cr != nullptr ? cr : end;
+    unsigned char* const searchEnd = SearchEnd();
+    auto* cr = static_cast<unsigned char*>(
+        std::memchr(from, '\r', static_cast<unsigned long>(searchEnd - from)));
+    nextCr_ = cr != nullptr ? cr : searchEnd;
     crKnown_ = true;
   }
   return nextCr_ < limit ? nextCr_ : limit;
@@ -533,12 +554,13 @@ unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, uns
       // the next line would look for too: a buffer without one is searched
       // for LF alone.
       if (!crKnown_ || nextCr_ < after) {
-        unsigned long const rest = static_cast<unsigned long>(end - after);
+        unsigned char* const searchEnd = SearchEnd();
+        unsigned long const rest = static_cast<unsigned long>(searchEnd - after);
         auto* const cr = static_cast<unsigned char*>(std::memchr(after, '\r', rest));
-        nextCr_ = cr != nullptr ? cr : end;
+        nextCr_ = cr != nullptr ? cr : searchEnd;
         crKnown_ = true;
       }
-      moved += nextCr_ == end
+      moved += nextCr_ >= end
                    ? PassOverBlocks<false>(most - moved, start, found, after, end, copy)
                    : PassOverBlocks<true>(most - moved, start, found, after, end, copy);
     }
@@ -574,12 +596,27 @@ unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, uns
 }
 
 void FileLineLoop::Refill() {
-  // No ending in the buffer. A line that already starts at the front has
-  // the whole buffer and is delivered as it stands; so is the last line.
-  if (lineStart_ == buffer_.begin || Exhausted()) return;
+  // No ending in the window. A line that already starts at the front has
+  // the whole window and is delivered as it stands; so is the last line.
+  if (lineStart_ == front_ || Exhausted()) return;
+  unsigned long length = static_cast<unsigned long>(lineEnd_ - lineStart_);
+  if (readingAhead_) {
+    // The next window starts with the line's text, followed by the bytes
+    // after this window, which lie right after it: the window moves on to
+    // the line. A CR or LF that was the last valid byte is dropped: the
+    // text moves up over it, to lie against the bytes that follow.
+    unsigned char* start = lineStart_;
+    if (lineEnd_ != validEnd_) {
+      start = validEnd_ - length;
+      std::memmove(start, lineStart_, length);
+      crKnown_ = false;
+    }
+    MoveWindow(start);
+    ScanForLine(front_, front_ + length);
+    return;
+  }
   // Move the line's text to the front and refill behind it. A CR or LF
   // that was the last valid byte is not moved, and so is dropped.
-  unsigned long length = static_cast<unsigned long>(lineEnd_ - lineStart_);
   std::memmove(buffer_.begin, lineStart_, length);
   ReadFromFile(Data(buffer_.begin + length, buffer_.end));
   ScanForLine(buffer_.begin, buffer_.begin + length);
