@@ -474,31 +474,62 @@ inline void CopyLine(unsigned char* to, unsigned char const* from, unsigned long
   CopyText(to, from, length);
 }
 
-// Moves on by at most `most` lines that end before `end` with a byte after
-// their ending, as ScanForLine finds them, from the line that ends at
-// `found` with its ending up to `after`, through blocks of 64 bytes whose
-// CR and LF bytes are found at once; copies each line's text to `copy`.
-// Only blocks with a byte after them are read, so that every ending found
-// has one. Without `kCarriageReturns`, the bytes up to `end` hold no CR,
-// and every ending is a single LF. The number of lines moved to.
+// The window of a pass: the bytes the buffer holds, from `front` to `end`,
+// within the bytes held from the file up to `held`, which a window of
+// `size` bytes may move on over as a refill of the buffer would.
+struct PassWindow {
+  unsigned char* front;
+  unsigned char* end;
+  unsigned char* const held;
+  unsigned long const size;
+  unsigned long fills;
+};
+
+// Moves on by at most `most` lines, as ScanForLine and Refill find them,
+// from the line that ends at `found` with its ending up to `after`,
+// through blocks of 64 bytes whose CR and LF bytes are found at once;
+// copies each line's text to `copy`. Blocks are read with a byte after
+// them before `limit`, within the bytes held, so that the byte after an
+// ending found is known to be no CR where the bytes before `limit` hold
+// none. A line whose ending lies in the window with a byte after
+// it is the next line. A line that starts after the window's front and has
+// no CR or LF in the window is the line that a refill moves to the front:
+// the window moves on to start with it when the bytes held fill a window
+// from there, and the line is then looked at in the new window. Any other
+// line at the window's end (one that runs through the whole window, one
+// whose ending is the window's last byte, one where too few bytes are held)
+// is left to the caller. Without `kCarriageReturns`, the bytes up to
+// `limit` hold no CR, and every ending is a single LF. The number of lines
+// moved to.
 template <bool kCarriageReturns>
 inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, unsigned char*& found,
-                                    unsigned char*& after, unsigned char* const end,
-                                    unsigned char* copy) {
+                                    unsigned char*& after, PassWindow& window,
+                                    unsigned char* const limit, unsigned char* copy) {
   unsigned long moved = 0;
-  if (most == 0 || end - after <= 64) return 0;
+  if (most == 0 || limit - after <= 64) return 0;
   unsigned char* block = after;
   // The CR and LF bytes of the block at or after `after`.
   std::uint64_t bits = LineEndBits<kCarriageReturns>(block);
   for (;;) {
     while (bits == 0) {
       block += 64;
-      if (end - block <= 64) return moved;
+      if (limit - block <= 64) return moved;
       bits = LineEndBits<kCarriageReturns>(block);
       // The second byte of a pair may open the block.
       if (kCarriageReturns && after > block) bits &= ~std::uint64_t{0} << (after - block);
     }
     unsigned char* const at = block + __builtin_ctzll(bits);
+    if (__builtin_expect(window.end - at < 2, 0)) {
+      // No ending with a byte after it in the window.
+      if (at < window.end || after == window.front ||
+          static_cast<unsigned long>(window.held - after) < window.size) {
+        return moved;
+      }
+      window.front = after;
+      window.end = after + window.size;
+      ++window.fills;
+      if (window.end - at < 2) return moved;
+    }
     start = after;
     found = at;
     // The ending's bit goes.
@@ -512,7 +543,7 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, u
     } else {
       after = at + 1;
     }
-    CopyLine(copy, start, static_cast<unsigned long>(at - start), end);
+    CopyLine(copy, start, static_cast<unsigned long>(at - start), window.held);
     if (++moved == most) return moved;
   }
 }
@@ -543,28 +574,33 @@ unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, uns
     // bytes of the lines moved past are those from the first one's start to
     // the present one's: a line's ending, or the line's end if it has none,
     // is followed by the next line.
-    unsigned char* const end = validEnd_;
     unsigned char* const first = lineStart_;
     unsigned char* start = lineStart_;
     unsigned char* found = lineEnd_;
     unsigned char* after = endingEnd_;
 #if defined(__SSE2__)
-    if (end - after >= 64) {
-      // Whether the buffer holds a CR from here on, which the search for
-      // the next line would look for too: a buffer without one is searched
-      // for LF alone.
+    unsigned char* const held = SearchEnd();
+    if (held - after >= 64) {
+      // Whether the bytes held have a CR from here on, which the search for
+      // the next line would look for too: blocks before the first CR are
+      // searched for LF alone.
       if (!crKnown_ || nextCr_ < after) {
-        unsigned char* const searchEnd = SearchEnd();
-        unsigned long const rest = static_cast<unsigned long>(searchEnd - after);
-        auto* const cr = static_cast<unsigned char*>(std::memchr(after, '\r', rest));
-        nextCr_ = cr != nullptr ? cr : searchEnd;
+        auto* const cr = static_cast<unsigned char*>(
+            std::memchr(after, '\r', static_cast<unsigned long>(held - after)));
+        nextCr_ = cr != nullptr ? cr : held;
         crKnown_ = true;
       }
-      moved += nextCr_ >= end
-                   ? PassOverBlocks<false>(most - moved, start, found, after, end, copy)
-                   : PassOverBlocks<true>(most - moved, start, found, after, end, copy);
+      PassWindow window{front_, validEnd_, held, buffer_.Length(), fills_};
+      moved += nextCr_ - after > 64
+                   ? PassOverBlocks<false>(most - moved, start, found, after, window, nextCr_, copy)
+                   : PassOverBlocks<true>(most - moved, start, found, after, window, held, copy);
+      front_ = window.front;
+      validEnd_ = window.end;
+      if (readingAhead_) aheadStart_ = window.end;
+      fills_ = window.fills;
     }
 #endif
+    unsigned char* const end = validEnd_;
     while (moved != most) {
       unsigned char* const at = FirstLineEnd(after, end);
       if (end - at < 2) break;
