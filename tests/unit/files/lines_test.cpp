@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 #include <random>
 #include <string>
@@ -620,6 +621,13 @@ TEST_F(LinesTest, APassOverAFileThatChangesSeesWhatNextSees) {
       line_iterator iterator;
       iterator.First(object);
       ASSERT_EQ(0, ::truncate((tree / name).c_str(), size));
+      // A file that grew also takes more lines at its end.
+      if (size > static_cast<long>(text.size())) {
+        std::FILE* const out = std::fopen((tree / name).c_str(), "ab");
+        ASSERT_NE(nullptr, out);
+        std::fputs("one more line\r\nand another\n", out);
+        std::fclose(out);
+      }
       unsigned long count = 1;
       if (pass) {
         count += iterator.PassOver(1UL << 30, object);
