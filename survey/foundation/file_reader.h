@@ -169,10 +169,11 @@ class FileReadingLoop {
   unsigned long remaining_ = 0;
 };
 
-// Hands out the lines of a file out of the caller's buffer. A line ends at
-// CR, LF, CR LF or LF CR; CR CR and LF LF are two endings. A line that
-// fills the whole buffer is delivered without an ending, and the rest of it
-// is the next line.
+// Hands out the lines of a file out of the caller's buffer, or out of a
+// window of the buffer's length over memory read ahead (ReadAhead), which
+// holds what the buffer would. A line ends at CR, LF, CR LF or LF CR; CR CR
+// and LF LF are two endings. A line that fills the whole buffer is
+// delivered without an ending, and the rest of it is the next line.
 class FileLineLoop {
  public:
 
@@ -209,9 +210,9 @@ class FileLineLoop {
   ConstData Line() const { return ConstData(lineStart_, lineEnd_); }
   // The present line's ending: empty, one byte or a pair.
   ConstData Ending() const { return ConstData(endingStart_, endingEnd_); }
-  // The bytes in the buffer from the present line's start to the end of
-  // what was read: this line and those after it, as far as the buffer
-  // holds them. They stay as they are until the buffer is next filled.
+  // The bytes in the window from the present line's start to the end of
+  // what was read: this line and those after it, as far as the window
+  // holds them. They stay as they are until the window is next filled.
   ConstData Held() const { return ConstData(lineStart_, validEnd_); }
   // How many times the buffer was filled, the first time included.
   unsigned long Fills() const { return fills_; }
