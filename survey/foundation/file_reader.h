@@ -188,7 +188,8 @@ class FileLineLoop {
   FileLineLoop& operator++();
   // Moves on by at most `most` lines, exactly as that many increments
   // would, and copies the text of each line it moves to into `copy` (room
-  // for the buffer's length), each over the one before. Before each step
+  // for the buffer's length, and for 128 bytes at least: a short line's
+  // copy may write past its text), each over the one before. Before each step
   // the present line's ByteCount is added to `bytes`. The number of lines
   // moved to: fewer than `most` when the loop finished on the way, after
   // one more step.
