@@ -567,13 +567,14 @@ inline unsigned char* FirstLineEnd(unsigned char* from, unsigned char* const end
 unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, unsigned long& bytes) {
   unsigned long moved = 0;
   while (moved != most) {
-    // Most lines end in the buffer with a byte after their ending, which
+    // Most lines end in the window with a byte after their ending, which
     // tells a single ending from a pair: such a step is the search for the
     // ending and a look at the byte after it, the step that ScanForLine
     // takes, here in a loop that keeps the present line in locals. The
     // bytes of the lines moved past are those from the first one's start to
     // the present one's: a line's ending, or the line's end if it has none,
-    // is followed by the next line.
+    // is followed by the next line, also where the loop of blocks moved the
+    // window on, since that drops no byte.
     unsigned char* const first = lineStart_;
     unsigned char* start = lineStart_;
     unsigned char* found = lineEnd_;
