@@ -13,7 +13,8 @@ namespace {
 // its search.
 constexpr unsigned long kLongestSought = 0x8000;
 constexpr unsigned long kContentWindow = 0x8000;
-// What an iteration over lines reads from the file at a time.
+// The memory an iteration over lines reads the file into, many windows at
+// a time.
 constexpr unsigned long kLineReadAhead = 0x10000;
 // How many lines a pass over lines moves on by between two checks for the
 // host's interruption: the host reads its clock at one check in many, and

@@ -252,11 +252,20 @@ FileReadingLoop& FileReadingLoop::operator++() {
 
 void FileLineLoop::Start(FileReadingPath const& path, unsigned long offset) {
   reader_.Start(path, offset);
-  readingAhead_ = aheadSize_ != 0 && reader_.Length() != kUnknownFileLength;
-  aheadStart_ = nullptr;
-  aheadEnd_ = nullptr;
-  ReadFromFile(buffer_);
-  ScanForLine(buffer_.begin, buffer_.begin);
+  // The window moves on over the memory read ahead only if that holds a
+  // window and the bytes carried into the next one, whatever was kept.
+  readingAhead_ = aheadSize_ >= 2 * buffer_.Length() && reader_.Length() != kUnknownFileLength;
+  crKnown_ = false;
+  if (readingAhead_) {
+    aheadStart_ = ahead_.get();
+    aheadEnd_ = ahead_.get();
+    MoveWindow(ahead_.get());
+  } else {
+    aheadStart_ = nullptr;
+    aheadEnd_ = nullptr;
+    ReadFromFile(buffer_);
+  }
+  ScanForLine(front_, front_);
 }
 
 void FileLineLoop::ReadAhead(unsigned long size) {
@@ -269,33 +278,43 @@ void FileLineLoop::ReadAhead(unsigned long size) {
 
 inline void FileLineLoop::ReadFromFile(Data target) {
   Buffer into(target);
-  if (readingAhead_) {
-    while (!into.Full()) {
-      if (aheadStart_ == aheadEnd_) {
-        if (reader_.Finished()) break;
-        Buffer ahead(Data(ahead_.get(), ahead_.get() + aheadSize_));
-        reader_ >> ahead;
-        if (ahead.current == ahead_.get()) break;  // the file shrank under us
-        aheadStart_ = ahead_.get();
-        aheadEnd_ = ahead.current;
-      }
-      unsigned long const held = static_cast<unsigned long>(aheadEnd_ - aheadStart_);
-      unsigned long const count = held < into.Remaining() ? held : into.Remaining();
-      std::memcpy(into.current, aheadStart_, count);
-      into.current += count;
-      aheadStart_ += count;
-    }
-  } else {
-    while (!into.Full() && reader_.Unfinished()) {
-      unsigned char* before = into.current;
-      reader_ >> into;
-      if (into.current == before) break;  // the file shrank under us
-    }
+  while (!into.Full() && reader_.Unfinished()) {
+    unsigned char* before = into.current;
+    reader_ >> into;
+    if (into.current == before) break;  // the file shrank under us
   }
+  front_ = buffer_.begin;
   validEnd_ = into.current;
   ++fills_;
   // The bytes have changed: a CR found before is no longer known.
   crKnown_ = false;
+}
+
+void FileLineLoop::MoveWindow(unsigned char* start) {
+  unsigned long const size = buffer_.Length();
+  if (static_cast<unsigned long>(aheadEnd_ - start) < size && !reader_.Finished()) {
+    // Fewer bytes held than a window takes: what is held moves to the
+    // front, and the file is read behind it as far as it gives, as a refill
+    // of the buffer reads.
+    unsigned long const kept = static_cast<unsigned long>(aheadEnd_ - start);
+    std::memmove(ahead_.get(), start, kept);
+    start = ahead_.get();
+    aheadEnd_ = start + kept;
+    unsigned char* const memoryEnd = ahead_.get() + aheadSize_;
+    while (static_cast<unsigned long>(aheadEnd_ - start) < size && !reader_.Finished()) {
+      Buffer ahead(Data(aheadEnd_, memoryEnd));
+      reader_ >> ahead;
+      if (ahead.current == aheadEnd_) break;  // the file shrank under us
+      aheadEnd_ = ahead.current;
+    }
+    // The bytes have changed: a CR found before is no longer known.
+    crKnown_ = false;
+  }
+  unsigned long const held = static_cast<unsigned long>(aheadEnd_ - start);
+  front_ = start;
+  validEnd_ = start + (held < size ? held : size);
+  aheadStart_ = validEnd_;
+  ++fills_;
 }
 
 __attribute__((always_inline)) inline unsigned char* FileLineLoop::FindLineEnd(unsigned char* from) {
@@ -308,8 +327,10 @@ __attribute__((always_inline)) inline unsigned char* FileLineLoop::FindLineEnd(u
   auto* lf = static_cast<unsigned char*>(std::memchr(from, '\n', length));
   unsigned char* const limit = lf != nullptr ? lf : end;
   if (!crKnown_ || nextCr_ < from) {
-    auto* cr = static_cast<unsigned char*>(std::memchr(from, '\r', length));
-    nextCr_ = cr != nullptr ? cr : end;
+    unsigned char* const searchEnd = SearchEnd();
+    auto* cr = static_cast<unsigned char*>(
+        std::memchr(from, '\r', static_cast<unsigned long>(searchEnd - from)));
+    nextCr_ = cr != nullptr ? cr : searchEnd;
     crKnown_ = true;
   }
   return nextCr_ < limit ? nextCr_ : limit;
@@ -423,52 +444,92 @@ inline std::uint64_t LineEndBits(unsigned char const* block) {
 }
 
 // Copies the text of a line that starts at `from`, in the bytes up to `end`,
-// to `to`, which has room for the buffer's length. A text of at most 64
-// bytes with 64 bytes before `end` goes in four moves of sixteen, which may
-// write past the text: one path, whatever the line's length.
+// to `to`, which has room for the buffer's length. A text of at most 128
+// bytes with 128 bytes before `end` goes in eight moves of sixteen, which
+// may write past the text: one path, whatever the line's length, so that
+// the processor need not guess at a branch on the length of each line.
 inline void CopyLine(unsigned char* to, unsigned char const* from, unsigned long length,
                      unsigned char const* end) {
-  if (length <= 64 && end - from >= 64) {
+  if (__builtin_expect(length <= 128 && end - from >= 128, 1)) {
     auto const* const source = reinterpret_cast<__m128i const*>(from);
     auto* const target = reinterpret_cast<__m128i*>(to);
     __m128i const first = _mm_loadu_si128(source);
     __m128i const second = _mm_loadu_si128(source + 1);
     __m128i const third = _mm_loadu_si128(source + 2);
     __m128i const fourth = _mm_loadu_si128(source + 3);
+    __m128i const fifth = _mm_loadu_si128(source + 4);
+    __m128i const sixth = _mm_loadu_si128(source + 5);
+    __m128i const seventh = _mm_loadu_si128(source + 6);
+    __m128i const eighth = _mm_loadu_si128(source + 7);
     _mm_storeu_si128(target, first);
     _mm_storeu_si128(target + 1, second);
     _mm_storeu_si128(target + 2, third);
     _mm_storeu_si128(target + 3, fourth);
+    _mm_storeu_si128(target + 4, fifth);
+    _mm_storeu_si128(target + 5, sixth);
+    _mm_storeu_si128(target + 6, seventh);
+    _mm_storeu_si128(target + 7, eighth);
     return;
   }
   CopyText(to, from, length);
 }
 
-// Moves on by at most `most` lines that end before `end` with a byte after
-// their ending, as ScanForLine finds them, from the line that ends at
-// `found` with its ending up to `after`, through blocks of 64 bytes whose
-// CR and LF bytes are found at once; copies each line's text to `copy`.
-// Only blocks with a byte after them are read, so that every ending found
-// has one. Without `kCarriageReturns`, the bytes up to `end` hold no CR,
-// and every ending is a single LF. The number of lines moved to.
+// The window of a pass: the bytes the buffer holds, from `front` to `end`,
+// within the bytes held from the file up to `held`, which a window of
+// `size` bytes may move on over as a refill of the buffer would.
+struct PassWindow {
+  unsigned char* front;
+  unsigned char* end;
+  unsigned char* const held;
+  unsigned long const size;
+  unsigned long fills;
+};
+
+// Moves on by at most `most` lines, as ScanForLine and Refill find them,
+// from the line that ends at `found` with its ending up to `after`,
+// through blocks of 64 bytes whose CR and LF bytes are found at once;
+// copies each line's text to `copy`. Blocks are read with a byte after
+// them before `limit`, within the bytes held, so that the byte after an
+// ending found is known to be no CR where the bytes before `limit` hold
+// none. A line whose ending lies in the window with a byte after
+// it is the next line. A line that starts after the window's front and has
+// no CR or LF in the window is the line that a refill moves to the front:
+// the window moves on to start with it when the bytes held fill a window
+// from there, and the line is then looked at in the new window. Any other
+// line at the window's end (one that runs through the whole window, one
+// whose ending is the window's last byte, one where too few bytes are held)
+// is left to the caller. Without `kCarriageReturns`, the bytes up to
+// `limit` hold no CR, and every ending is a single LF. The number of lines
+// moved to.
 template <bool kCarriageReturns>
 inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, unsigned char*& found,
-                                    unsigned char*& after, unsigned char* const end,
-                                    unsigned char* copy) {
+                                    unsigned char*& after, PassWindow& window,
+                                    unsigned char* const limit, unsigned char* copy) {
   unsigned long moved = 0;
-  if (most == 0 || end - after <= 64) return 0;
+  if (most == 0 || limit - after <= 64) return 0;
   unsigned char* block = after;
   // The CR and LF bytes of the block at or after `after`.
   std::uint64_t bits = LineEndBits<kCarriageReturns>(block);
   for (;;) {
     while (bits == 0) {
       block += 64;
-      if (end - block <= 64) return moved;
+      if (limit - block <= 64) return moved;
       bits = LineEndBits<kCarriageReturns>(block);
       // The second byte of a pair may open the block.
       if (kCarriageReturns && after > block) bits &= ~std::uint64_t{0} << (after - block);
     }
     unsigned char* const at = block + __builtin_ctzll(bits);
+    if (__builtin_expect(window.end - at < 2, 0)) {
+      // No ending with a byte after it in the window.
+      if (at < window.end || after == window.front ||
+          static_cast<unsigned long>(window.held - after) < window.size) {
+        return moved;
+      }
+      window.front = after;
+      window.end = after + window.size;
+      ++window.fills;
+      if (window.end - at < 2) return moved;
+    }
     start = after;
     found = at;
     // The ending's bit goes.
@@ -482,7 +543,7 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, u
     } else {
       after = at + 1;
     }
-    CopyLine(copy, start, static_cast<unsigned long>(at - start), end);
+    CopyLine(copy, start, static_cast<unsigned long>(at - start), window.held);
     if (++moved == most) return moved;
   }
 }
@@ -506,34 +567,41 @@ inline unsigned char* FirstLineEnd(unsigned char* from, unsigned char* const end
 unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, unsigned long& bytes) {
   unsigned long moved = 0;
   while (moved != most) {
-    // Most lines end in the buffer with a byte after their ending, which
+    // Most lines end in the window with a byte after their ending, which
     // tells a single ending from a pair: such a step is the search for the
     // ending and a look at the byte after it, the step that ScanForLine
     // takes, here in a loop that keeps the present line in locals. The
     // bytes of the lines moved past are those from the first one's start to
     // the present one's: a line's ending, or the line's end if it has none,
-    // is followed by the next line.
-    unsigned char* const end = validEnd_;
+    // is followed by the next line, also where the loop of blocks moved the
+    // window on, since that drops no byte.
     unsigned char* const first = lineStart_;
     unsigned char* start = lineStart_;
     unsigned char* found = lineEnd_;
     unsigned char* after = endingEnd_;
 #if defined(__SSE2__)
-    if (end - after >= 64) {
-      // Whether the buffer holds a CR from here on, which the search for
-      // the next line would look for too: a buffer without one is searched
-      // for LF alone.
+    unsigned char* const held = SearchEnd();
+    if (held - after >= 64) {
+      // Whether the bytes held have a CR from here on, which the search for
+      // the next line would look for too: blocks before the first CR are
+      // searched for LF alone.
       if (!crKnown_ || nextCr_ < after) {
-        unsigned long const rest = static_cast<unsigned long>(end - after);
-        auto* const cr = static_cast<unsigned char*>(std::memchr(after, '\r', rest));
-        nextCr_ = cr != nullptr ? cr : end;
+        auto* const cr = static_cast<unsigned char*>(
+            std::memchr(after, '\r', static_cast<unsigned long>(held - after)));
+        nextCr_ = cr != nullptr ? cr : held;
         crKnown_ = true;
       }
-      moved += nextCr_ == end
-                   ? PassOverBlocks<false>(most - moved, start, found, after, end, copy)
-                   : PassOverBlocks<true>(most - moved, start, found, after, end, copy);
+      PassWindow window{front_, validEnd_, held, buffer_.Length(), fills_};
+      moved += nextCr_ - after > 64
+                   ? PassOverBlocks<false>(most - moved, start, found, after, window, nextCr_, copy)
+                   : PassOverBlocks<true>(most - moved, start, found, after, window, held, copy);
+      front_ = window.front;
+      validEnd_ = window.end;
+      if (readingAhead_) aheadStart_ = window.end;
+      fills_ = window.fills;
     }
 #endif
+    unsigned char* const end = validEnd_;
     while (moved != most) {
       unsigned char* const at = FirstLineEnd(after, end);
       if (end - at < 2) break;
@@ -565,12 +633,27 @@ unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, uns
 }
 
 void FileLineLoop::Refill() {
-  // No ending in the buffer. A line that already starts at the front has
-  // the whole buffer and is delivered as it stands; so is the last line.
-  if (lineStart_ == buffer_.begin || Exhausted()) return;
+  // No ending in the window. A line that already starts at the front has
+  // the whole window and is delivered as it stands; so is the last line.
+  if (lineStart_ == front_ || Exhausted()) return;
+  unsigned long length = static_cast<unsigned long>(lineEnd_ - lineStart_);
+  if (readingAhead_) {
+    // The next window starts with the line's text, followed by the bytes
+    // after this window, which lie right after it: the window moves on to
+    // the line. A CR or LF that was the last valid byte is dropped: the
+    // text moves up over it, to lie against the bytes that follow.
+    unsigned char* start = lineStart_;
+    if (lineEnd_ != validEnd_) {
+      start = validEnd_ - length;
+      std::memmove(start, lineStart_, length);
+      crKnown_ = false;
+    }
+    MoveWindow(start);
+    ScanForLine(front_, front_ + length);
+    return;
+  }
   // Move the line's text to the front and refill behind it. A CR or LF
   // that was the last valid byte is not moved, and so is dropped.
-  unsigned long length = static_cast<unsigned long>(lineEnd_ - lineStart_);
   std::memmove(buffer_.begin, lineStart_, length);
   ReadFromFile(Data(buffer_.begin + length, buffer_.end));
   ScanForLine(buffer_.begin, buffer_.begin + length);

@@ -169,10 +169,11 @@ class FileReadingLoop {
   unsigned long remaining_ = 0;
 };
 
-// Hands out the lines of a file out of the caller's buffer. A line ends at
-// CR, LF, CR LF or LF CR; CR CR and LF LF are two endings. A line that
-// fills the whole buffer is delivered without an ending, and the rest of it
-// is the next line.
+// Hands out the lines of a file out of the caller's buffer, or out of a
+// window of the buffer's length over memory read ahead (ReadAhead), which
+// holds what the buffer would. A line ends at CR, LF, CR LF or LF CR; CR CR
+// and LF LF are two endings. A line that fills the whole buffer is
+// delivered without an ending, and the rest of it is the next line.
 class FileLineLoop {
  public:
 
@@ -187,27 +188,32 @@ class FileLineLoop {
   FileLineLoop& operator++();
   // Moves on by at most `most` lines, exactly as that many increments
   // would, and copies the text of each line it moves to into `copy` (room
-  // for the buffer's length), each over the one before. Before each step
+  // for the buffer's length, and for 128 bytes at least: a short line's
+  // copy may write past its text), each over the one before. Before each step
   // the present line's ByteCount is added to `bytes`. The number of lines
   // moved to: fewer than `most` when the loop finished on the way, after
   // one more step.
   unsigned long Advance(unsigned long most, unsigned char* copy, unsigned long& bytes);
 
-  // From the next Start on, a file of known length is read `size` bytes at
-  // a time into memory of the loop's own, and the buffer is refilled from
-  // there: a loop over a whole file makes one read for many refills. The
-  // lines are the same; a file that changes while it is read shows the
-  // change only when the bytes read ahead are used up. A file that cannot
-  // tell its length is read as before, refill by refill.
+  // From the next Start on, a file of known length is read into memory of
+  // the loop's own, `size` bytes of it (at least twice the buffer's length),
+  // and the loop's window lies in that memory instead of the buffer: the
+  // window holds exactly the bytes that the buffer would hold, refill by
+  // refill, but a refill moves no bytes where the window can simply move on
+  // over the bytes read ahead. A loop over a whole file makes one read for
+  // many refills. The lines are the same; a file that changes while it is
+  // read shows the change only when the bytes read ahead are used up. A
+  // file that cannot tell its length is read through the buffer as before,
+  // refill by refill.
   void ReadAhead(unsigned long size);
 
   // The present line's text, without its ending.
   ConstData Line() const { return ConstData(lineStart_, lineEnd_); }
   // The present line's ending: empty, one byte or a pair.
   ConstData Ending() const { return ConstData(endingStart_, endingEnd_); }
-  // The bytes in the buffer from the present line's start to the end of
-  // what was read: this line and those after it, as far as the buffer
-  // holds them. They stay as they are until the buffer is next filled.
+  // The bytes in the window from the present line's start to the end of
+  // what was read: this line and those after it, as far as the window
+  // holds them. They stay as they are until the window is next filled.
   ConstData Held() const { return ConstData(lineStart_, validEnd_); }
   // How many times the buffer was filled, the first time included.
   unsigned long Fills() const { return fills_; }
@@ -223,8 +229,15 @@ class FileLineLoop {
 
  private:
   // Fills the target from the file, as far as the file gives, and records
-  // where the valid bytes end.
+  // where the valid bytes end: the buffer is the window.
   inline void ReadFromFile(Data target);
+  // While the file is read ahead: makes the window start at `start`, in the
+  // memory read ahead, where the `carried` bytes of a line moved on from the
+  // last window lie just before the first byte not yet in any window. The
+  // window then takes as many bytes as the buffer holds, or what the file
+  // has left: when fewer are held, what is held from `start` on moves to the
+  // front of the memory and the file is read behind it.
+  void MoveWindow(unsigned char* start);
   // The line runs from `start` to the first line end at or after `from`.
   inline void ScanForLine(unsigned char* start, unsigned char* from);
   // The rest of an increment whose line has no ending in the buffer: the
@@ -234,6 +247,10 @@ class FileLineLoop {
   // The first CR or LF at or after `from` among the valid bytes, or their
   // end.
   inline unsigned char* FindLineEnd(unsigned char* from);
+  // The end of the bytes that a search for CR may cover: those read ahead,
+  // which stay as they are while the window moves over them, or else the
+  // buffer's valid bytes.
+  unsigned char* SearchEnd() const { return readingAhead_ ? aheadEnd_ : validEnd_; }
   // The ending at the start of `rest`, the bytes from a line end to the end
   // of the valid bytes; `finished` says whether the file has more.
   static inline ConstData InitialLineEnding(ConstData rest, bool finished);
@@ -247,18 +264,23 @@ class FileLineLoop {
   Data buffer_;
   FileReader reader_;
   // The memory read ahead into, its size (0 for none), and the bytes read
-  // and not yet moved to the buffer, while the present file is read ahead.
+  // and not yet taken into the window, while the present file is read
+  // ahead: the window ends where they start.
   std::unique_ptr<unsigned char[]> ahead_;
   unsigned long aheadSize_ = 0;
   bool readingAhead_ = false;
   unsigned char* aheadStart_ = nullptr;
   unsigned char* aheadEnd_ = nullptr;
+  // The window: the bytes that the buffer holds, from its front (the
+  // buffer's start, or a place in the memory read ahead) to the end of the
+  // valid bytes.
+  unsigned char* front_ = nullptr;
   unsigned char* validEnd_ = nullptr;
   unsigned long fills_ = 0;
-  // The first CR at or after some earlier place among the valid bytes (or
-  // their end when there is none), while `crKnown_`: a search for the next
-  // line end need look for a CR again only once it has passed this one, so
-  // a buffer without CR is searched for one once, not once per line.
+  // The first CR at or after some earlier place up to SearchEnd() (or that
+  // end when there is none), while `crKnown_`: a search for the next line
+  // end need look for a CR again only once it has passed this one, so bytes
+  // without CR are searched for one once, not once per line or per window.
   unsigned char* nextCr_ = nullptr;
   bool crKnown_ = false;
   unsigned char* lineStart_ = nullptr;

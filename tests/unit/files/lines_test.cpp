@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 #include <random>
 #include <string>
@@ -470,6 +471,142 @@ TEST_F(LinesTest, APassCountsCutLinesAndEndingsOnTheBufferBorder) {
   EXPECT_EQ(3u, AllLines(crlf).size());
 }
 
+// A line as the rules of the 2048-byte buffer give it, worked out here on
+// the whole text in memory, step by step as those rules say: the buffer is
+// filled from the file; a line runs to the first CR or LF; its ending is
+// that byte, or with the next one a pair when that differs and is CR or LF,
+// or nothing when the byte is the buffer's last and the file goes on; a
+// line without an ending that starts at the buffer's start, or the file's
+// last, stays as it is; any other moves its text to the buffer's start and
+// the buffer is filled again behind it.
+struct ModelLine {
+  std::string text;
+  unsigned long begin;
+  unsigned long end;
+};
+
+// `borders`, when given, gets for each fill the place in the file where
+// the buffer's room ends: where its bytes end, unless the file ends first.
+std::vector<ModelLine> ModelLines(std::string const& file,
+                                  std::vector<std::size_t>* borders = nullptr) {
+  constexpr std::size_t kSize = 2048;
+  std::string buffer;
+  std::size_t read = 0;
+  auto fill = [&](std::string const& kept) {
+    if (borders != nullptr) borders->push_back(read + kSize - kept.size());
+    std::string const more = file.substr(read, kSize - kept.size());
+    read += more.size();
+    buffer = kept + more;
+  };
+  auto isEnd = [](char c) { return c == '\r' || c == '\n'; };
+  // The present line: from `start` to `stop`, then `ending` bytes.
+  std::size_t start = 0;
+  std::size_t stop = 0;
+  std::size_t ending = 0;
+  auto scan = [&](std::size_t lineStart, std::size_t from) {
+    start = lineStart;
+    stop = from;
+    while (stop < buffer.size() && !isEnd(buffer[stop])) ++stop;
+    std::size_t const rest = buffer.size() - stop;
+    if (rest == 0) {
+      ending = 0;
+    } else if (rest == 1) {
+      ending = read == file.size() ? 1 : 0;
+    } else {
+      char const first = buffer[stop];
+      char const second = buffer[stop + 1];
+      ending = second != first && isEnd(second) ? 2 : 1;
+    }
+  };
+  fill("");
+  scan(0, 0);
+  std::vector<ModelLine> lines;
+  unsigned long offset = 0;
+  while (stop != start || ending != 0) {
+    unsigned long const count = stop + ending - start;
+    lines.push_back({buffer.substr(start, stop - start), offset, offset + count});
+    offset += count;
+    scan(stop + ending, stop + ending);
+    if (ending == 0 && start != 0 && read != file.size()) {
+      std::string const kept = buffer.substr(start, stop - start);
+      fill(kept);
+      scan(0, kept.size());
+    }
+  }
+  return lines;
+}
+
+// Lines whose endings land on or next to the last byte of the buffer as it
+// is refilled, wherever the refills fall, with every kind of ending: the
+// model above tells where they fall.
+std::string BorderLines(unsigned seed, std::size_t size) {
+  std::mt19937 random(seed);
+  std::vector<std::string> const endings{"\n", "\r\n", "\n\r", "\r", "\r\r", "\n\n"};
+  std::string text;
+  while (text.size() < size) {
+    std::size_t length = random() % 8 == 0 ? 2048 + random() % 3000 : random() % 60;
+    if (random() % 3 == 0) {
+      // Where the buffer's room ends after its last fill over the text so
+      // far; a line aimed at it ends two or one bytes before its last
+      // byte, on it, or just past it.
+      std::vector<std::size_t> borders;
+      ModelLines(text, &borders);
+      std::size_t const target = borders.back() - 1 - random() % 3 + random() % 2;
+      if (target > text.size()) length = target - text.size();
+    }
+    for (std::size_t k = 0; k < length; ++k) text += static_cast<char>('a' + random() % 26);
+    text += endings[random() % endings.size()];
+  }
+  return text;
+}
+
+TEST_F(LinesTest, LinesAreThoseOfTheBufferRulesWhereverItsRefillsFall) {
+  // Files over many read-ahead blocks: lines of random lengths in every
+  // ending, long lines that are cut, and endings aimed at the buffer's
+  // borders; each line, its text and range, as the model of the buffer
+  // gives it, through Next and through passes of many sizes.
+  std::vector<std::string> texts;
+  for (unsigned seed = 1; seed <= 4; ++seed) texts.push_back(RandomLines(seed, 1500, seed % 2 == 0));
+  for (unsigned seed = 5; seed <= 8; ++seed) texts.push_back(BorderLines(seed, 150000));
+  texts.push_back(std::string(70000, '\n'));
+  texts.push_back(std::string(2047, 'a') + "\n" + std::string(2046, 'b') + "\r\n" + "c");
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    std::string const& text = texts[i];
+    file const object = Make("model" + std::to_string(i), text);
+    std::vector<ModelLine> const model = ModelLines(text);
+    std::vector<file_line> const lines = AllLines(object);
+    if (i >= 4 && i < 8) {
+      // The endings aimed at the borders dropped a byte many times: the
+      // last line ends that many bytes short of the file's end.
+      EXPECT_LT(model.back().end + 20, text.size()) << i;
+    }
+    ASSERT_EQ(model.size(), lines.size()) << i;
+    for (std::size_t k = 0; k < lines.size(); ++k) {
+      ASSERT_EQ(model[k].text, Text(lines[k])) << i << " line " << k;
+      ASSERT_EQ(model[k].begin, lines[k].range.begin) << i << " line " << k;
+      ASSERT_EQ(model[k].end, lines[k].range.end) << i << " line " << k;
+    }
+    // Passes of odd sizes, then Next, land on the model's lines.
+    for (unsigned long step : {1UL, 7UL, 31UL, 33UL, 1000UL}) {
+      line_iterator iterator;
+      iterator.First(object);
+      unsigned long at = 0;
+      for (;;) {
+        unsigned long const passed = iterator.PassOver(step, object);
+        at += passed;
+        if (passed < step) break;
+        if (at + 1 >= model.size()) continue;
+        file_line const next = iterator.Next(object);
+        ++at;
+        ASSERT_EQ(model[at].text, Text(next)) << i << " step " << step << " line " << at;
+        ASSERT_EQ(model[at].begin, next.range.begin) << i << " step " << step << " line " << at;
+        ASSERT_EQ(static_cast<long long>(at), next.index) << i << " step " << step;
+      }
+      EXPECT_EQ(model.size(), at + 1) << i << " step " << step;
+    }
+  }
+}
+
 TEST_F(LinesTest, APassOverAFileThatChangesSeesWhatNextSees) {
   // Files larger than the read-ahead, changed after the first line: the
   // pass ends where Next ends, whether the file shrank or grew.
@@ -484,6 +621,13 @@ TEST_F(LinesTest, APassOverAFileThatChangesSeesWhatNextSees) {
       line_iterator iterator;
       iterator.First(object);
       ASSERT_EQ(0, ::truncate((tree / name).c_str(), size));
+      // A file that grew also takes more lines at its end.
+      if (size > static_cast<long>(text.size())) {
+        std::FILE* const out = std::fopen((tree / name).c_str(), "ab");
+        ASSERT_NE(nullptr, out);
+        std::fputs("one more line\r\nand another\n", out);
+        std::fclose(out);
+      }
       unsigned long count = 1;
       if (pass) {
         count += iterator.PassOver(1UL << 30, object);

@@ -673,4 +673,92 @@ TEST_F(LargeFileTest, FileOfExactly2GiBOpensOnlyIn64Bits) {
   EXPECT_TRUE(reader.Finished());
 }
 
+// The lines of a loop that reads ahead into `ahead` bytes, with each line's
+// ByteCount, stepping by increments, or by Advance `step` lines at a time
+// when `step` is not 0. A pass's lines are known by their number alone
+// ("?"); after them comes a marker ("bytes", no ending) whose count is the
+// bytes the pass added, those of the lines since the last marker.
+std::vector<Line> LinesReadAhead(std::string const& path, unsigned long bufferSize,
+                                 unsigned long ahead, unsigned long step,
+                                 std::vector<unsigned long>& counts) {
+  std::vector<unsigned char> buffer(bufferSize);
+  std::vector<unsigned char> copy(bufferSize < 128 ? 128 : bufferSize);
+  FileReadingPath file{FileLocation(path.c_str())};
+  FileLineLoop loop{Data(buffer.data(), buffer.size())};
+  loop.ReadAhead(ahead);
+  loop.Start(file, 0);
+  std::vector<Line> lines;
+  while (loop.Unfinished() && lines.size() < 200000) {
+    lines.push_back({MakeString(loop.Line()), MakeString(loop.Ending())});
+    counts.push_back(loop.ByteCount());
+    if (step == 0) {
+      ++loop;
+      continue;
+    }
+    unsigned long bytes = 0;
+    unsigned long const moved = loop.Advance(step, copy.data(), bytes);
+    // The lines moved past, the present one left for the next round; at
+    // the end, every line moved to.
+    unsigned long const past = moved < step ? moved : moved - 1;
+    for (unsigned long k = 0; k < past; ++k) {
+      lines.push_back({"?", "?"});
+      counts.push_back(0);
+    }
+    lines.push_back({"bytes", ""});
+    counts.push_back(bytes);
+    if (moved < step) break;
+  }
+  return lines;
+}
+
+TEST_F(FileReaderTest, AWindowOverBytesReadAheadGivesTheLinesOfTheBuffer) {
+  // Every ending, lines shorter and longer than the buffer, and read-ahead
+  // memory from twice the buffer up: the window moves over the bytes held,
+  // and what is held moves to the front, at every kind of place in a line.
+  std::string text;
+  unsigned seed = 12345;
+  auto next = [&seed]() {
+    seed = seed * 1103515245u + 12345u;
+    return (seed >> 16) & 0x7FFF;
+  };
+  char const* const endings[] = {"\n", "\r\n", "\n\r", "\r", "\r\r", "\n\n"};
+  for (int i = 0; i < 4000; ++i) {
+    unsigned const length = next() % 10 == 0 ? next() % 300 : next() % 40;
+    for (unsigned k = 0; k < length; ++k) text += static_cast<char>('a' + next() % 26);
+    text += endings[next() % 6];
+  }
+  text += "last";
+  std::string const path = Write("ahead", text);
+  for (unsigned long size : {16UL, 64UL, 100UL, 2048UL}) {
+    std::vector<Line> const plain = LinesOf(path, size);
+    for (unsigned long ahead : {2 * size, 2 * size + 7, 5000UL, 65536UL}) {
+      std::vector<unsigned long> counts;
+      std::vector<Line> const lines = LinesReadAhead(path, size, ahead, 0, counts);
+      ASSERT_EQ(plain, lines) << size << " " << ahead;
+      // Passes of a few lines land where the increments land, and count
+      // the bytes the lines between took.
+      for (unsigned long step : {1UL, 3UL, 40UL}) {
+        std::vector<unsigned long> passCounts;
+        std::vector<Line> const passed = LinesReadAhead(path, size, ahead, step, passCounts);
+        std::size_t at = 0;
+        unsigned long sum = 0;
+        for (std::size_t k = 0; k < passed.size(); ++k) {
+          if (passed[k].text == "bytes" && passed[k].ending.empty()) {
+            EXPECT_EQ(sum, passCounts[k]) << size << " " << ahead << " " << step << " " << k;
+            sum = 0;
+            continue;
+          }
+          ASSERT_LT(at, lines.size()) << size << " " << ahead << " " << step;
+          if (passed[k].text != "?") {
+            ASSERT_EQ(lines[at], passed[k]) << size << " " << ahead << " " << step << " " << at;
+          }
+          sum += counts[at];
+          ++at;
+        }
+        EXPECT_EQ(lines.size(), at) << size << " " << ahead << " " << step;
+      }
+    }
+  }
+}
+
 }  // namespace
