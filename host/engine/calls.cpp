@@ -198,11 +198,6 @@ class IteratedStream final : public Stream {
     return true;
   }
 
-  // A later step's value is made in one slot that the stream keeps for the
-  // purpose, destroyed at once, and the arena memory its step asked for is
-  // given back: what `Next` and `Value::GiveBack` would do, without a value
-  // block, its operands and its hold on the state. The first step goes the
-  // way of `Next`, since it may set up memory that the iterator keeps.
   // A later step's value is made in the block the stream keeps for values
   // that are tested and passed over, and destroyed there after the test,
   // unless the test kept it: then it is a value like those `Next` makes.
@@ -226,8 +221,10 @@ class IteratedStream final : public Stream {
     return true;
   }
 
-  // The first step's value is made in the same slot and destroyed there,
-  // as `Next` and `Value::GiveBack` would destroy it; but what the first
+  // A step's value is made in one slot that the stream keeps for the
+  // purpose and destroyed at once, and the arena memory a later step asked
+  // for is given back: what `Next` and `Value::GiveBack` would do, without
+  // a value block, its operands and its hold on the state. What the first
   // step asks of the arena stays, since the iterator may keep it.
   bool Skip() override {
     if (finished_) return false;

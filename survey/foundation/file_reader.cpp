@@ -375,6 +375,18 @@ namespace {
 // no two other bytes one of which is CR or LF, differ by it.
 constexpr unsigned char kPairBits = '\n' ^ '\r';
 
+// Copies `length` bytes, at least one Word's worth, as two Words: the first
+// and the last, which overlap where the text is shorter than two.
+template <class Word>
+inline void CopyByEnds(unsigned char* to, unsigned char const* from, unsigned long length) {
+  Word head;
+  Word tail;
+  std::memcpy(&head, from, sizeof head);
+  std::memcpy(&tail, from + length - sizeof tail, sizeof tail);
+  std::memcpy(to, &head, sizeof head);
+  std::memcpy(to + length - sizeof tail, &tail, sizeof tail);
+}
+
 // Copies `length` bytes, within them alone.
 inline void CopyText(unsigned char* to, unsigned char const* from, unsigned long length) {
 #if defined(__SSE2__)
@@ -393,19 +405,9 @@ inline void CopyText(unsigned char* to, unsigned char const* from, unsigned long
   // Shorter texts in two moves of a fixed width from either end, which
   // overlap where they meet: no call for a few bytes.
   if (length >= 8) {
-    std::uint64_t head;
-    std::uint64_t tail;
-    std::memcpy(&head, from, 8);
-    std::memcpy(&tail, from + length - 8, 8);
-    std::memcpy(to, &head, 8);
-    std::memcpy(to + length - 8, &tail, 8);
+    CopyByEnds<std::uint64_t>(to, from, length);
   } else if (length >= 4) {
-    std::uint32_t head;
-    std::uint32_t tail;
-    std::memcpy(&head, from, 4);
-    std::memcpy(&tail, from + length - 4, 4);
-    std::memcpy(to, &head, 4);
-    std::memcpy(to + length - 4, &tail, 4);
+    CopyByEnds<std::uint32_t>(to, from, length);
   } else if (length != 0) {
     to[0] = from[0];
     to[length / 2] = from[length / 2];
