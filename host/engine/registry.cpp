@@ -540,6 +540,20 @@ std::string_view Registry::KeepName(std::string_view name) {
   return {kept, name.size()};
 }
 
+std::string_view Registry::KeepTypeName(std::string_view name) {
+  if (name.empty()) return {};
+  if (!keptTypeNames_) keptTypeNames_ = std::make_unique<KeptTypeName[]>(kKeptTypeNames);
+  auto const address = reinterpret_cast<std::uintptr_t>(name.data());
+  KeptTypeName& slot = keptTypeNames_[(address ^ (address >> 8)) % kKeptTypeNames];
+  // The bytes are compared as well as the address: a text may have been
+  // rewritten in place since (a buffer of the caller's, used again).
+  if (slot.from != name.data() || slot.kept != name) {
+    slot.from = name.data();
+    slot.kept = KeepName(name);
+  }
+  return slot.kept;
+}
+
 void Registry::Compact() {
   std::size_t kept = 0;
   for (Record* record : order_) {
@@ -570,9 +584,9 @@ void Registry::AddProperty(void* record, unsigned long hostArea, PropertyEntry e
   // as the singular shares it.
   bool const samePlural = entry.plural == entry.singular;
   if (!samePlural) entry.plural = KeepName(entry.plural);
-  entry.index = KeepName(entry.index);
-  entry.object = KeepName(entry.object);
-  entry.result = KeepName(entry.result);
+  entry.index = KeepTypeName(entry.index);
+  entry.object = KeepTypeName(entry.object);
+  entry.result = KeepTypeName(entry.result);
   Record& filed = Insert(record, RecordKind::kProperty, entry.singular);
   entry.singular = filed.name;
   if (samePlural) entry.plural = filed.name;
@@ -803,20 +817,30 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
   Indexes const& indexes = Fresh(kTypesBit | kPropertiesBit | kCastsBit | kOperatorsBit);
   std::vector<std::string> problems;
   // A type name that is not empty (none) must name a type by the end. The
-  // records of a unit name the same few types over and over: the last names
-  // found known are compared before any lookup.
+  // records of a unit name the same few types over and over: the names
+  // found known are remembered by where their text is, which the records of
+  // properties share (see KeepTypeName), and the last few by their text,
+  // before any lookup.
+  std::array<std::string_view, 64> knownAt{};
   std::array<std::string_view, 4> recent{};
   std::size_t nextRecent = 0;
   auto known = [&](auto const& entry, char const* what, std::string_view name) {
     if (name.empty()) return;
+    auto const address = reinterpret_cast<std::uintptr_t>(name.data());
+    std::string_view& at = knownAt[(address ^ (address >> 7)) % knownAt.size()];
+    if (at.data() == name.data() && at.size() == name.size()) return;
     for (std::string_view seen : recent) {
-      if (seen == name) return;
+      if (seen == name) {
+        at = name;
+        return;
+      }
     }
     if (!KnowsTypeName(name)) {
       problems.push_back(RecordName(entry) + " " + what + " " + Quoted(name) + ", which no type has");
       return;
     }
     recent[nextRecent++ % recent.size()] = name;
+    at = name;
   };
   // The first record under a key is the one lookups find; a later one of
   // this load is never reached.

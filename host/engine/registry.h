@@ -319,6 +319,11 @@ class Registry {
   void Compact();
   // A copy of a name for the journal, in the registry's chunks of names.
   std::string_view KeepName(std::string_view name);
+  // A copy of a type name that a property names. The records of a library
+  // name the same few types over and over, each from one text of its own:
+  // the copy of a text seen before, at the same address and with the same
+  // bytes, is shared rather than made again.
+  std::string_view KeepTypeName(std::string_view name);
   // The indexes, those of `wanted` (a set of bits) built first if a change
   // left them out of date.
   Indexes& Fresh(unsigned wanted) const;
@@ -345,6 +350,14 @@ class Registry {
   std::vector<std::unique_ptr<char[]>> nameChunks_;
   char* nameNext_ = nullptr;
   std::size_t nameRoom_ = 0;
+  // The last copy made of a type name, by the address of the text it was
+  // made from (a few slots, one per address; a new text takes the slot).
+  struct KeptTypeName {
+    char const* from = nullptr;
+    std::string_view kept;
+  };
+  static constexpr std::size_t kKeptTypeNames = 256;
+  std::unique_ptr<KeptTypeName[]> keptTypeNames_;
   std::size_t failCountdown_ = 0;
   // Caches in order of registration, cleared before every evaluation.
   std::vector<Record*> caches_;
