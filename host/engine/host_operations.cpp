@@ -33,10 +33,17 @@ using survey::host::TypeEntry;
 
 namespace {
 
+// The refusal of a null phrase or type name. It is made apart from the
+// registrations, which a library makes by the thousand at every start, so
+// that their own code stays short.
+[[noreturn, gnu::cold, gnu::noinline]] void RefuseNull(char const* what) {
+  throw RegistrationError(std::string("null ") + what + " at registration");
+}
+
 // A phrase or type name as given; a null one is refused, since the host keeps
 // and compares them.
 std::string Text(char const* text, char const* what) {
-  if (text == nullptr) throw RegistrationError(std::string("null ") + what + " at registration");
+  if (text == nullptr) [[unlikely]] RefuseNull(what);
   return std::string(text);
 }
 
@@ -109,8 +116,8 @@ void Register_Type(void* record, unsigned long hostArea, char const* name, unsig
 namespace {
 // The names are views of the library's text until the registry files the
 // entry with copies of its own.
-std::string_view TextView(char const* text, char const* what) {
-  if (text == nullptr) throw RegistrationError(std::string("null ") + what + " at registration");
+inline std::string_view TextView(char const* text, char const* what) {
+  if (text == nullptr) [[unlikely]] RefuseNull(what);
   return text;
 }
 
@@ -132,10 +139,13 @@ PropertyEntry PropertyHeader(char const* singular, char const* plural, char cons
   return entry;
 }
 
-void Require(bool present, char const* what, std::string_view phrase) {
-  if (!present) {
-    throw RegistrationError("\"" + std::string(phrase) + "\" registered without " + what);
-  }
+[[noreturn, gnu::cold, gnu::noinline]] void RefuseLacking(char const* what,
+                                                        std::string_view phrase) {
+  throw RegistrationError("\"" + std::string(phrase) + "\" registered without " + what);
+}
+
+inline void Require(bool present, char const* what, std::string_view phrase) {
+  if (!present) [[unlikely]] RefuseLacking(what, phrase);
 }
 }  // namespace
 
