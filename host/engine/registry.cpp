@@ -127,14 +127,19 @@ std::uint64_t HashText(std::string_view text) {
   return hash ^ (hash >> 31);
 }
 
-// The parts' hashes mixed in order, so that ("a", "b") and ("b", "a")
-// differ. Most keys have empty parts (a phrase alone, a type name alone, a
-// property of the world): an empty part costs nothing.
+// The parts' hashes mixed in order, each place in a way of its own, so that
+// ("a", "b") and ("b", "a") differ. Most keys have empty parts (a phrase
+// alone, a type name alone, a property of the world): an empty part after
+// the first is passed over, and costs nothing.
 std::uint64_t HashKey(IndexKey const& key) {
-  std::uint64_t hash = static_cast<std::uint64_t>(static_cast<unsigned>(key.code));
-  for (std::string_view part : key.part) {
-    hash = (hash ^ (part.empty() ? 0 : HashText(part))) * 0xff51afd7ed558ccdULL;
+  std::uint64_t hash = HashText(key.part[0]) ^ static_cast<unsigned>(key.code);
+  if (!key.part[1].empty()) {
+    hash = (hash ^ HashText(key.part[1])) * 0xff51afd7ed558ccdULL;
     hash ^= hash >> 32;
+  }
+  if (!key.part[2].empty()) {
+    hash = (hash + HashText(key.part[2])) * 0xc4ceb9fe1a85ec53ULL;
+    hash ^= hash >> 29;
   }
   return hash;
 }
