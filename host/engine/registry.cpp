@@ -476,8 +476,12 @@ Registry* Registry::Owner(void const* record) {
   return header.magic == kHostAreaMagic ? header.owner : nullptr;
 }
 
-void Registry::Admit(void* record, unsigned long hostArea, unsigned long expectedArea,
-                     RecordKind kind, std::string_view name) {
+namespace {
+// The checks of Registry::Admit that find something to say, apart from its
+// common path, which thousands of registrations take at every start.
+[[gnu::noinline]] void AdmitWithCare(void* record, unsigned long hostArea,
+                                     unsigned long expectedArea, RecordKind kind,
+                                     std::string_view name, std::size_t& failCountdown) {
   // The record as a message names it: its kind and its name in quotes.
   auto const named = [&] { return std::string(KindName(kind)) + " \"" + std::string(name) + "\""; };
   if (record == nullptr) throw RegistrationError("null record for " + named());
@@ -485,9 +489,20 @@ void Registry::Admit(void* record, unsigned long hostArea, unsigned long expecte
     throw RegistrationError("host area of " + std::to_string(hostArea) + " bytes for " + named() +
                             ", expected " + std::to_string(expectedArea));
   }
-  if (Owner(record) != nullptr) throw RegistrationError(named() + " registered twice with one record");
-  if (failCountdown_ != 0 && --failCountdown_ == 0) {
+  if (Registry::Owner(record) != nullptr) {
+    throw RegistrationError(named() + " registered twice with one record");
+  }
+  if (failCountdown != 0 && --failCountdown == 0) {
     throw RegistrationError("registration of " + named() + " refused for a test");
+  }
+}
+}  // namespace
+
+void Registry::Admit(void* record, unsigned long hostArea, unsigned long expectedArea,
+                     RecordKind kind, std::string_view name) {
+  if (record == nullptr || hostArea != expectedArea || Owner(record) != nullptr ||
+      failCountdown_ != 0) [[unlikely]] {
+    AdmitWithCare(record, hostArea, expectedArea, kind, name, failCountdown_);
   }
 }
 
@@ -545,14 +560,15 @@ std::string_view Registry::KeepName(std::string_view name) {
   return {kept, name.size()};
 }
 
-std::string_view Registry::KeepTypeName(std::string_view name) {
+inline std::string_view Registry::KeepTypeName(std::string_view name) {
   if (name.empty()) return {};
   if (!keptTypeNames_) keptTypeNames_ = std::make_unique<KeptTypeName[]>(kKeptTypeNames);
   auto const address = reinterpret_cast<std::uintptr_t>(name.data());
   KeptTypeName& slot = keptTypeNames_[(address ^ (address >> 8)) % kKeptTypeNames];
   // The bytes are compared as well as the address: a text may have been
   // rewritten in place since (a buffer of the caller's, used again).
-  if (slot.from != name.data() || slot.kept != name) {
+  if (slot.from != name.data() || slot.kept.size() != name.size() ||
+      std::memcmp(slot.kept.data(), name.data(), name.size()) != 0) [[unlikely]] {
     slot.from = name.data();
     slot.kept = KeepName(name);
   }
@@ -829,11 +845,15 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
   std::array<std::string_view, 64> knownAt{};
   std::array<std::string_view, 4> recent{};
   std::size_t nextRecent = 0;
-  auto known = [&](auto const& entry, char const* what, std::string_view name) {
-    if (name.empty()) return;
+  auto slotOf = [&](std::string_view name) -> std::string_view& {
     auto const address = reinterpret_cast<std::uintptr_t>(name.data());
-    std::string_view& at = knownAt[(address ^ (address >> 7)) % knownAt.size()];
-    if (at.data() == name.data() && at.size() == name.size()) return;
+    return knownAt[(address ^ (address >> 7)) % knownAt.size()];
+  };
+  // The first look at a name, made for every name of every record, stays
+  // short; the rest, made for few names, is a function of its own.
+  auto lookUp = [&](auto const& entry, char const* what,
+                    std::string_view name) __attribute__((noinline)) {
+    std::string_view& at = slotOf(name);
     for (std::string_view seen : recent) {
       if (seen == name) {
         at = name;
@@ -846,6 +866,12 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
     }
     recent[nextRecent++ % recent.size()] = name;
     at = name;
+  };
+  auto known = [&](auto const& entry, char const* what, std::string_view name) {
+    if (name.empty()) return;
+    std::string_view const at = slotOf(name);
+    if (at.data() == name.data() && at.size() == name.size()) return;
+    lookUp(entry, what, name);
   };
   // The first record under a key is the one lookups find; a later one of
   // this load is never reached.
