@@ -715,48 +715,65 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
   Indexes& indexes = *indexes_;
   unsigned const missing = wanted & ~indexes.fresh;
   if (missing == 0) return indexes;
-  // One index at a time, each from one pass over the records in order of
-  // registration. Properties are most of the records, each filed under its
-  // two forms: their lists are given room at once for two items a record,
-  // so that no list is copied as it grows (the room left over is never
+  // The lists of the indexes to build are filled in one pass over the
+  // records in order of registration, then each index is built from its
+  // list. Properties are most of the records, each filed under its two
+  // forms: their lists are given room at once for two items a record, so
+  // that no list is copied as it grows (the room left over is never
   // written, and costs no page).
   std::size_t const expected = 2 * live_;
-  auto const each = [this](RecordKind kind, auto const& file) {
+  auto const listOf = [missing](unsigned bit, auto& index, std::size_t room) {
+    return (missing & bit) != 0 ? &index.Items(room) : nullptr;
+  };
+  auto* const types = listOf(kTypesBit, indexes.types, 0);
+  auto* const properties = listOf(kPropertiesBit, indexes.properties, expected);
+  auto* const propertyNames = listOf(kPropertyNamesBit, indexes.propertyNames, expected);
+  auto* const casts = listOf(kCastsBit, indexes.casts, 0);
+  auto* const castNames = listOf(kCastNamesBit, indexes.castNames, 0);
+  auto* const operators = listOf(kOperatorsBit, indexes.operators, 0);
+  if ((missing & ~kPhrasesBit) != 0) {
     for (Record const* record : order_) {
-      if (record != nullptr && record->kind == kind) file(*record);
+      if (record == nullptr) continue;
+      switch (record->kind) {
+        case RecordKind::kType:
+          if (types != nullptr) types->push_back({&record->Type(), 0});
+          break;
+        case RecordKind::kProperty: {
+          // A property is filed under its singular (form 0) and, when it
+          // differs, its plural (form 1). A plural the same as the singular
+          // shares the singular's copy (see AddProperty): the two differ
+          // exactly when their texts are in different places.
+          PropertyEntry const& entry = record->Property();
+          bool const plural = entry.plural.data() != entry.singular.data() ||
+                              entry.plural.size() != entry.singular.size();
+          auto const file = [&](auto* list) {
+            if (list == nullptr) return;
+            list->push_back({&entry, 0});
+            if (plural) list->push_back({&entry, 1});
+          };
+          file(properties);
+          file(propertyNames);
+          break;
+        }
+        case RecordKind::kCast:
+          if (casts != nullptr) casts->push_back({&record->Cast(), 0});
+          if (castNames != nullptr) castNames->push_back({&record->Cast(), 0});
+          break;
+        case RecordKind::kOperator:
+          if (operators != nullptr) operators->push_back({&record->Operator(), 0});
+          break;
+        case RecordKind::kDependency:
+        case RecordKind::kCache:
+          break;
+      }
     }
-  };
-  if (missing & kTypesBit) {
-    auto& items = indexes.types.Items(0);
-    each(RecordKind::kType, [&](Record const& record) { items.push_back({&record.Type(), 0}); });
-    indexes.types.Build();
   }
-  // A property is filed under its singular (form 0) and, when it differs,
-  // its plural (form 1).
-  auto const properties = [&](auto& index) {
-    auto& items = index.Items(expected);
-    each(RecordKind::kProperty, [&](Record const& record) {
-      PropertyEntry const& entry = record.Property();
-      items.push_back({&entry, 0});
-      if (entry.plural != entry.singular) items.push_back({&entry, 1});
-    });
-    index.Build();
-  };
-  if (missing & kPropertiesBit) properties(indexes.properties);
-  if (missing & kPropertyNamesBit) properties(indexes.propertyNames);
-  auto const casts = [&](auto& index) {
-    auto& items = index.Items(0);
-    each(RecordKind::kCast, [&](Record const& record) { items.push_back({&record.Cast(), 0}); });
-    index.Build();
-  };
-  if (missing & kCastsBit) casts(indexes.casts);
-  if (missing & kCastNamesBit) casts(indexes.castNames);
-  if (missing & kOperatorsBit) {
-    auto& items = indexes.operators.Items(0);
-    each(RecordKind::kOperator,
-         [&](Record const& record) { items.push_back({&record.Operator(), 0}); });
-    indexes.operators.Build();
-  }
+  if (types != nullptr) indexes.types.Build();
+  if (properties != nullptr) indexes.properties.Build();
+  if (propertyNames != nullptr) indexes.propertyNames.Build();
+  if (casts != nullptr) indexes.casts.Build();
+  if (castNames != nullptr) indexes.castNames.Build();
+  if (operators != nullptr) indexes.operators.Build();
   if (missing & kPhrasesBit) {
     std::vector<PhraseIndex::Item>& phrases = indexes.phraseItems;
     phrases.clear();
