@@ -469,12 +469,16 @@ Registry::Scope::Scope(Registry& registry) : previous_(gCurrent) { gCurrent = &r
 
 Registry::Scope::~Scope() { gCurrent = previous_; }
 
-Registry* Registry::Owner(void const* record) {
+namespace {
+inline Registry* OwnerIn(void const* record) {
   if (record == nullptr) return nullptr;
   HostAreaHeader header;
   std::memcpy(&header, record, sizeof header);
   return header.magic == kHostAreaMagic ? header.owner : nullptr;
 }
+}  // namespace
+
+Registry* Registry::Owner(void const* record) { return OwnerIn(record); }
 
 namespace {
 // The checks of Registry::Admit that find something to say, apart from its
@@ -500,7 +504,7 @@ namespace {
 
 void Registry::Admit(void* record, unsigned long hostArea, unsigned long expectedArea,
                      RecordKind kind, std::string_view name) {
-  if (record == nullptr || hostArea != expectedArea || Owner(record) != nullptr ||
+  if (record == nullptr || hostArea != expectedArea || OwnerIn(record) != nullptr ||
       failCountdown_ != 0) [[unlikely]] {
     AdmitWithCare(record, hostArea, expectedArea, kind, name, failCountdown_);
   }
@@ -654,10 +658,14 @@ void Registry::AddCache(void* record, unsigned long hostArea, CacheEntry entry) 
   ClaimHostArea(record, this, &filed);
 }
 
-void Registry::Filed(Record const& record) {
+inline void Registry::Filed(Record const& record) {
+  // While a library loads, no index is built: nothing to do.
+  if ((IndexesOf(record.kind) & indexes_->fresh) != 0) [[unlikely]] Refile(record);
+}
+
+void Registry::Refile(Record const& record) {
   Indexes& indexes = *indexes_;
   unsigned const touched = IndexesOf(record.kind) & indexes.fresh;
-  if (touched == 0) return;
   // A type registered on its own, such as a tuple type made by a query, is
   // added to the built index of types when its name is new; anything else
   // has the indexes built anew when next needed.

@@ -315,6 +315,7 @@ class Registry {
   // Files a new record in the indexes that are built, or marks them for
   // building anew.
   void Filed(Record const& record);
+  void Refile(Record const& record);
   void Release(Record& record);
   void Compact();
   // A copy of a name for the journal, in the registry's chunks of names.
