@@ -101,6 +101,23 @@ std::uint64_t Load32(char const* at) {
   return word;
 }
 
+// Whether two texts of one size hold the same bytes. Type names are short:
+// they are compared a word at a time, the last word overlapping, without a
+// call.
+inline bool SameBytes(char const* a, char const* b, std::size_t size) {
+  if (size >= 8) {
+    for (std::size_t k = 0; k + 8 < size; k += 8) {
+      if (Load64(a + k) != Load64(b + k)) return false;
+    }
+    return Load64(a + size - 8) == Load64(b + size - 8);
+  }
+  if (size >= 4) return Load32(a) == Load32(b) && Load32(a + size - 4) == Load32(b + size - 4);
+  for (std::size_t k = 0; k < size; ++k) {
+    if (a[k] != b[k]) return false;
+  }
+  return true;
+}
+
 std::uint64_t HashText(std::string_view text) {
   constexpr std::uint64_t kMultiplier = 0x9e3779b97f4a7c15ULL;
   char const* const at = text.data();
@@ -521,7 +538,9 @@ __attribute__((flatten)) Registry::Record& Registry::Insert(void* record, Record
     free_ = filed->nextFree;
   } else {
     if (blocks_.empty() || blockUsed_ == kBlockRecords) {
-      blocks_.push_back(std::make_unique<Record[]>(kBlockRecords));
+      // Each record is made by its own initialisers, without the block being
+      // cleared first.
+      blocks_.push_back(std::make_unique_for_overwrite<Record[]>(kBlockRecords));
       blockUsed_ = 0;
     }
     filed = &blocks_.back()[blockUsed_++];
@@ -574,7 +593,7 @@ inline std::string_view Registry::KeepTypeName(std::string_view name) {
   // The bytes are compared as well as the address: a text may have been
   // rewritten in place since (a buffer of the caller's, used again).
   if (slot.from != name.data() || slot.kept.size() != name.size() ||
-      std::memcmp(slot.kept.data(), name.data(), name.size()) != 0) [[unlikely]] {
+      !SameBytes(slot.kept.data(), name.data(), name.size())) [[unlikely]] {
     slot.from = name.data();
     slot.kept = KeepName(name);
   }
