@@ -690,9 +690,19 @@ HostWords::~HostWords() {
 }
 
 void* HostWords::Next(Kind kind) {
-  Record& record = records_.emplace_back();
-  record.kind = kind;
-  return record.bytes;
+  // Both sizes are multiples of 16: every record stays aligned as its slab.
+  static_assert(kTypeHostArea % 16 == 0 && kRecordHostArea % 16 == 0);
+  static_assert(kTypeHostArea <= sizeof(Slab));
+  std::size_t const size = kind == Kind::kType ? kTypeHostArea : kRecordHostArea;
+  if (slabs_.empty() || slabUsed_ + size > sizeof(Slab)) {
+    slabs_.push_back(std::make_unique_for_overwrite<Slab>());
+    slabUsed_ = 0;
+  }
+  unsigned char* const bytes = slabs_.back()->bytes + slabUsed_;
+  slabUsed_ += size;
+  std::memset(bytes, 0, size);
+  records_.push_back({kind, bytes});
+  return bytes;
 }
 
 void HostWords::DependsOnNothing(Fingerprinter&) {}

@@ -4,7 +4,9 @@
 // in the vocabulary like any other phrase.
 #pragma once
 
-#include <deque>
+#include <cstddef>
+#include <memory>
+#include <vector>
 
 #include "host/engine/registry.h"
 
@@ -19,9 +21,15 @@ class HostWords {
 
  private:
   enum class Kind { kType, kProperty, kCast, kOperator };
+  // A record made, in order of registration.
   struct Record {
-    alignas(16) unsigned char bytes[kTypeHostArea] = {};
-    Kind kind = Kind::kType;
+    Kind kind;
+    void* bytes;
+  };
+  // The records' memory, in slabs that never move: a record takes the host
+  // area of its kind, one after another.
+  struct alignas(16) Slab {
+    unsigned char bytes[16384];
   };
   // A fresh zeroed record for the next registration.
   void* Next(Kind kind);
@@ -32,7 +40,9 @@ class HostWords {
   void RegisterOrdered(char const* type);
 
   host::Registry& registry_;
-  std::deque<Record> records_;
+  std::vector<Record> records_;
+  std::vector<std::unique_ptr<Slab>> slabs_;
+  std::size_t slabUsed_ = 0;
 };
 
 }  // namespace survey::lang
