@@ -347,12 +347,20 @@ unsigned IndexesOf(RecordKind kind) {
   return 0;
 }
 
-// The phrase forms a property is found by: its singular and, when it
+// Whether a filed property's plural differs from its singular. A plural the
+// same as the singular shares the singular's copy (see AddProperty): the two
+// differ exactly when their texts are in different places.
+bool HasOwnPlural(PropertyEntry const& entry) {
+  return entry.plural.data() != entry.singular.data() ||
+         entry.plural.size() != entry.singular.size();
+}
+
+// The phrase forms a filed property is found by: its singular and, when it
 // differs, its plural.
 class Forms {
  public:
   explicit Forms(PropertyEntry const& entry)
-      : forms_{entry.singular, entry.plural}, size_(entry.plural == entry.singular ? 1 : 2) {}
+      : forms_{entry.singular, entry.plural}, size_(HasOwnPlural(entry) ? 2 : 1) {}
   std::string_view const* begin() const { return forms_; }
   std::string_view const* end() const { return forms_ + size_; }
 
@@ -770,12 +778,9 @@ Registry::Indexes& Registry::Fresh(unsigned wanted) const {
           break;
         case RecordKind::kProperty: {
           // A property is filed under its singular (form 0) and, when it
-          // differs, its plural (form 1). A plural the same as the singular
-          // shares the singular's copy (see AddProperty): the two differ
-          // exactly when their texts are in different places.
+          // differs, its plural (form 1).
           PropertyEntry const& entry = record->Property();
-          bool const plural = entry.plural.data() != entry.singular.data() ||
-                              entry.plural.size() != entry.singular.size();
+          bool const plural = HasOwnPlural(entry);
           auto const file = [&](auto* list) {
             if (list == nullptr) return;
             list->push_back({&entry, 0});
