@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,34 @@ class RegistryTest : public ::testing::Test {
   Registry registry;
   Registry::Scope scope{registry};
 };
+
+TEST_F(RegistryTest, KeepsTheTypeNamesOfPropertiesGivenInOneBufferRewrittenBetweenThem) {
+  TestType blob("blob");
+  TestType bulb("bulb");
+  TestType bl("bl");
+  // One buffer, at one address, names the object type of three properties
+  // in turn: twice with as many bytes, then with fewer.
+  char name[8];
+  std::strcpy(name, "blob");
+  TestProperty first("weight", "weights", "", name);
+  std::strcpy(name, "bulb");
+  TestProperty second("weight", "weights", "", name);
+  std::strcpy(name, "bl");
+  TestProperty third("weight", "weights", "", name);
+  std::strcpy(name, "zzzz");
+  std::vector<std::string> objects;
+  for (auto const* entry : registry.Properties()) objects.emplace_back(entry->object);
+  EXPECT_EQ((std::vector<std::string>{"blob", "bulb", "bl"}), objects);
+  auto const* const ofBlob = registry.FindProperty("weight", nullptr, registry.FindType("blob"));
+  auto const* const ofBulb = registry.FindProperty("weight", nullptr, registry.FindType("bulb"));
+  auto const* const ofBl = registry.FindProperty("weight", nullptr, registry.FindType("bl"));
+  ASSERT_NE(nullptr, ofBlob);
+  ASSERT_NE(nullptr, ofBulb);
+  ASSERT_NE(nullptr, ofBl);
+  EXPECT_EQ(&first, ofBlob->record);
+  EXPECT_EQ(&second, ofBulb->record);
+  EXPECT_EQ(&third, ofBl->record);
+}
 
 TEST_F(RegistryTest, FindsAPropertyByItsSingularAndItsPluralPhrase) {
   TestType blob("blob");
