@@ -43,7 +43,8 @@ namespace {
 // A phrase or type name as given; a null one is refused, since the host keeps
 // and compares them.
 std::string Text(char const* text, char const* what) {
-  if (text == nullptr) [[unlikely]] RefuseNull(what);
+  if (text == nullptr) [[unlikely]]
+    RefuseNull(what);
   return std::string(text);
 }
 
@@ -117,7 +118,8 @@ namespace {
 // The names are views of the library's text until the registry files the
 // entry with copies of its own.
 inline std::string_view TextView(char const* text, char const* what) {
-  if (text == nullptr) [[unlikely]] RefuseNull(what);
+  if (text == nullptr) [[unlikely]]
+    RefuseNull(what);
   return text;
 }
 
@@ -140,12 +142,13 @@ PropertyEntry PropertyHeader(char const* singular, char const* plural, char cons
 }
 
 [[noreturn, gnu::cold, gnu::noinline]] void RefuseLacking(char const* what,
-                                                        std::string_view phrase) {
+                                                          std::string_view phrase) {
   throw RegistrationError("\"" + std::string(phrase) + "\" registered without " + what);
 }
 
 inline void Require(bool present, char const* what, std::string_view phrase) {
-  if (!present) [[unlikely]] RefuseLacking(what, phrase);
+  if (!present) [[unlikely]]
+    RefuseLacking(what, phrase);
 }
 }  // namespace
 
@@ -242,7 +245,9 @@ void Register_Binary_Operator(void* record, unsigned long hostArea, int code, ch
         entry.left = Text(left, "left operand type");
         entry.right = Text(right, "right operand type");
         entry.result = Text(result, "operator result type");
-        Require(thunk != nullptr, "a thunk", "operator " + std::to_string(code));
+        // The name is made only for the refusal.
+        if (thunk == nullptr) [[unlikely]]
+          RefuseLacking("a thunk", "operator " + std::to_string(code));
         entry.thunk = thunk;
         entry.context = context;
         entry.dependency = dependency;

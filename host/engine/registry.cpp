@@ -537,7 +537,8 @@ void Registry::Admit(void* record, unsigned long hostArea, unsigned long expecte
 
 // Files an admitted record: its sequence, the journal, its place in order.
 // Every registration comes here: what it calls is made part of it.
-__attribute__((flatten)) Registry::Record& Registry::Insert(void* record, RecordKind kind, std::string_view name) {
+__attribute__((flatten)) Registry::Record& Registry::Insert(void* record, RecordKind kind,
+                                                            std::string_view name) {
   std::string_view const kept = KeepName(name);
   journal_.push_back({RegistryEvent::kRegistered, kind, record, kept});
   if (order_.capacity() == order_.size()) order_.reserve(std::max<std::size_t>(64, order_.size() * 2));
@@ -659,7 +660,11 @@ void Registry::AddCast(void* record, unsigned long hostArea, CastEntry entry) {
 }
 
 void Registry::AddOperator(void* record, unsigned long hostArea, OperatorEntry entry) {
-  std::string const name = "operator " + std::to_string(entry.code);
+  // "operator " and the code, made in place.
+  char text[32] = "operator ";
+  std::size_t const prefix = std::strlen(text);
+  char* const end = std::to_chars(text + prefix, text + sizeof text, entry.code).ptr;
+  std::string_view const name(text, static_cast<std::size_t>(end - text));
   Admit(record, hostArea, kRecordHostArea, RecordKind::kOperator, name);
   entry.record = record;
   Record& filed = Insert(record, RecordKind::kOperator, name);
@@ -686,8 +691,10 @@ void Registry::AddCache(void* record, unsigned long hostArea, CacheEntry entry) 
 }
 
 inline void Registry::Filed(Record const& record) {
-  // While a library loads, no index is built: nothing to do.
-  if ((IndexesOf(record.kind) & indexes_->fresh) != 0) [[unlikely]] Refile(record);
+  // Nothing to do when no built index holds records of the kind, as while a
+  // library loads.
+  if ((IndexesOf(record.kind) & indexes_->fresh) != 0) [[unlikely]]
+    Refile(record);
 }
 
 void Registry::Refile(Record const& record) {
@@ -903,8 +910,8 @@ std::optional<std::string> Registry::CheckRecordsSince(unsigned long long since)
   };
   // The first look at a name, made for every name of every record, stays
   // short; the rest, made for few names, is a function of its own.
-  auto lookUp = [&](auto const& entry, char const* what,
-                    std::string_view name) __attribute__((noinline)) {
+  auto lookUp = [&](auto const& entry, char const* what, std::string_view name)
+      __attribute__((noinline)) {
     std::string_view& at = slotOf(name);
     for (std::string_view seen : recent) {
       if (seen == name) {
