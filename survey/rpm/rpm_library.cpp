@@ -177,19 +177,6 @@ LinkTargets TargetsOf(LibrpmChoice const& choice) {
   return targets;
 }
 
-namespace {
-
-// Whether `path` is a symbolic link whose text is exactly `target`.
-bool LinkNames(std::string const& path, std::string const& target) {
-  // One byte more than the target: a longer text shows as longer.
-  std::string text(target.size() + 1, '\0');
-  ssize_t const length = readlink(path.c_str(), text.data(), text.size());
-  return length >= 0 && static_cast<std::size_t>(length) == target.size() &&
-         text.compare(0, target.size(), target) == 0;
-}
-
-}  // namespace
-
 void MakeLinks(char const* folder, LinkTargets const& targets) {
   std::string const prefix = std::string(folder != nullptr ? folder : "") + "/";
   std::pair<char const*, std::string const*> const links[] = {
@@ -199,10 +186,6 @@ void MakeLinks(char const* folder, LinkTargets const& targets) {
   };
   for (auto const& [name, target] : links) {
     std::string const path = prefix + name;
-    // A link that already names its target is the link that would be made:
-    // it is left as it is, which spares the folder two writes per link on
-    // every load.
-    if (LinkNames(path, *target)) continue;
     unlink(path.c_str());
     if (symlink(target->c_str(), path.c_str()) != 0) throw NoSuchObject();
   }

@@ -120,9 +120,8 @@ struct LinkTargets {
 };
 SURVEY_API LinkTargets TargetsOf(LibrpmChoice const& choice);
 
-// Replaces the three links in `folder` by links to the targets; a link that
-// already names its target is kept as it is. Throws NoSuchObject when one
-// cannot be made.
+// Replaces the three links in `folder` by links to the targets. Throws
+// NoSuchObject when one cannot be made.
 SURVEY_API void MakeLinks(char const* folder, LinkTargets const& targets);
 
 // The folder of the running program, with its final "/", from

@@ -149,29 +149,6 @@ TEST_F(LibrpmSearchTest, TheLinksAreMadeAndReplaced) {
       << "nothing but the three links is there";
 }
 
-TEST_F(LibrpmSearchTest, ALinkThatAlreadyNamesItsTargetIsKept) {
-  std::string const folder = scratch.Path() + "/storage";
-  ASSERT_EQ(0, mkdir(folder.c_str(), 0700));
-  // Each link gets an old date of its own, which a link made again would
-  // not keep. The second names a longer text than its target, the third a
-  // shorter one.
-  ASSERT_EQ(0, symlink("/a/librpm.so.1", (folder + "/libkxrpm.so").c_str()));
-  ASSERT_EQ(0, symlink("/a/librpmio.so.10", (folder + "/libkxrpmio.so").c_str()));
-  ASSERT_EQ(0, symlink("/a/librpmdb.so", (folder + "/libkxrpmdb.so").c_str()));
-  Output("touch -h -d '2001-02-03 04:05:06 UTC' " + folder + "/libkxrpm.so " + folder +
-         "/libkxrpmio.so " + folder + "/libkxrpmdb.so");
-  RPM4::LinkTargets const targets{"/a/librpm.so.1", "/a/librpmio.so.1", "/a/librpmdb.so.1"};
-  RPM4::MakeLinks(folder.c_str(), targets);
-  EXPECT_EQ("/a/librpm.so.1\n", Output("readlink " + folder + "/libkxrpm.so"));
-  EXPECT_EQ("981173106\n", Output("stat -c %Y " + folder + "/libkxrpm.so"))
-      << "the link that named its target is the one that was there";
-  EXPECT_EQ("/a/librpmio.so.1\n", Output("readlink " + folder + "/libkxrpmio.so"));
-  EXPECT_EQ("/a/librpmdb.so.1\n", Output("readlink " + folder + "/libkxrpmdb.so"));
-  EXPECT_NE("981173106\n", Output("stat -c %Y " + folder + "/libkxrpmio.so"))
-      << "a link to another text is made again";
-  EXPECT_NE("981173106\n", Output("stat -c %Y " + folder + "/libkxrpmdb.so"));
-}
-
 TEST_F(LibrpmSearchTest, ALinkThatCannotBeMadeIsNoSuchObject) {
   RPM4::LinkTargets const targets{"/a/librpm.so.1", "/a/librpmio.so.1", "/a/librpmdb.so.1"};
   std::string const missing = scratch.Path() + "/no/such/folder";
