@@ -1,8 +1,11 @@
 #include "host/client/sqlite_database.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <sqlite3.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "host/client/late_library.h"
@@ -45,15 +48,44 @@ struct SqliteFunctions {
 };
 
 #ifdef SURVEY_SQLITE_COPY
+// The loaded object whose segments hold `address`, as the loader names it;
+// empty when none does or it has no name (the program itself).
+struct ContainingObject {
+  std::uintptr_t address;
+  std::string name;
+};
+
+int FindContainingObject(dl_phdr_info* info, std::size_t, void* data) {
+  auto* const wanted = static_cast<ContainingObject*>(data);
+  for (int i = 0; i < info->dlpi_phnum; ++i) {
+    ElfW(Phdr) const& segment = info->dlpi_phdr[i];
+    if (segment.p_type != PT_LOAD) continue;
+    std::uintptr_t const start = info->dlpi_addr + segment.p_vaddr;
+    if (wanted->address < start || wanted->address - start >= segment.p_memsz) continue;
+    if (info->dlpi_name != nullptr) wanted->name = info->dlpi_name;
+    return 1;
+  }
+  return 0;
+}
+
 // The host's own copy of SQLite (host/CMakeLists.txt), in the folder the host
 // library itself was loaded from.
 std::string CopyBesideTheHost() {
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<void const*>(&CopyBesideTheHost), &info) == 0 ||
-      info.dli_fname == nullptr) {
-    return SURVEY_SQLITE_COPY;
+  // The loaded objects' segments tell which one holds this function at the
+  // cost of a walk over a dozen of them; dladdr, which also looks for the
+  // nearest symbol among all those of the host library, serves where that
+  // finds no name.
+  ContainingObject host{reinterpret_cast<std::uintptr_t>(&CopyBesideTheHost), std::string()};
+  dl_iterate_phdr(&FindContainingObject, &host);
+  std::string path = host.name;
+  if (path.empty()) {
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void const*>(&CopyBesideTheHost), &info) == 0 ||
+        info.dli_fname == nullptr) {
+      return SURVEY_SQLITE_COPY;
+    }
+    path = info.dli_fname;
   }
-  std::string path(info.dli_fname);
   std::string::size_type const slash = path.rfind('/');
   return slash == std::string::npos ? std::string(SURVEY_SQLITE_COPY)
                                     : path.substr(0, slash + 1) + SURVEY_SQLITE_COPY;

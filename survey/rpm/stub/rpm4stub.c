@@ -3,8 +3,9 @@
  * Its dependencies are the three links that the library makes in its
  * storage folder ("libkxrpm.so", "libkxrpmio.so", "libkxrpmdb.so"), so that
  * a lookup on the stub's handle reaches the functions of whatever librpm the
- * machine has. Its search path is "." (the library opens it with the storage
- * folder as the working folder).
+ * machine has. They are recorded as "./libkxrpm.so" and so on, paths relative
+ * to the working folder (the library opens the stub with the storage folder
+ * as the working folder).
  *
  * The library binds, by name, functions that today's librpm no longer
  * exports: rpmdbOpen, rpmdbClose, headerGetRawEntry and

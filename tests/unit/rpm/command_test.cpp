@@ -81,6 +81,24 @@ TEST_F(RpmCommandTest, TheLinksLeadToTheMachinesLibrpm) {
             "libkxrpm.so l\nlibkxrpmdb.so l\nlibkxrpmio.so l\n");
 }
 
+TEST_F(RpmCommandTest, OnlyTheLinksOfTheStorageFolderAreTaken) {
+  // Empty libraries under the first link's name in the subfolders where a
+  // loader looks for a library of a search path before the folder itself.
+  // The stub names its dependencies as paths of the working folder, so none
+  // of them is taken and the binding reaches librpm.
+  std::string const client = scratch_.Path() + "/client";
+  ASSERT_EQ("True", Exists(SURVEY_COMMAND, client));
+  std::string const storage = client + "/__QRVData";
+  for (char const* sub : {"tls", "x86_64", "i686", "glibc-hwcaps/x86-64-v2",
+                          "glibc-hwcaps/x86-64-v3", "glibc-hwcaps/x86-64-v4"}) {
+    std::string const folder = storage + "/" + sub;
+    ASSERT_EQ(0, RunShell("mkdir -p " + Quoted(folder) + " && cp " + Quoted(EMPTY_LIBRARY_PATH) +
+                          " " + Quoted(folder + "/libkxrpm.so"))
+                     .status);
+  }
+  EXPECT_EQ("True", Exists(SURVEY_COMMAND, client));
+}
+
 TEST_F(RpmCommandTest, TheSecondStubServesWhenTheFirstIsAbsent) {
   std::string const program = Program("second", {Quoted(RPM4STUB2_PATH) + " " +
                                                  Quoted(scratch_.Path() + "/second")});
