@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <variant>
 
@@ -784,6 +784,24 @@ void Registry::AdoptPasses(unsigned long long since,
     auto* const entry = std::get_if<PropertyEntry>(&record->entry);
     if (entry != nullptr && entry->kind == PropertyKind::kIterated) {
       entry->passOver = passOf(entry->context);
+    }
+  }
+}
+
+void Registry::AdoptHoldings(unsigned long long since, HoldingOffers const& offers) {
+  for (Record* record : order_) {
+    if (record == nullptr || record->sequence <= since) continue;
+    if (record->kind == RecordKind::kProperty) {
+      auto* const entry = std::get_if<PropertyEntry>(&record->entry);
+      if (entry == nullptr || entry->kind != PropertyKind::kIterated) continue;
+      if (offers.nextHoldingOf != nullptr)
+        entry->nextHolding = offers.nextHoldingOf(entry->context);
+      if (offers.propertyBytesOf != nullptr) {
+        entry->necessaryBytes = offers.propertyBytesOf(entry->context);
+      }
+    } else if (record->kind == RecordKind::kOperator && offers.operatorBytesOf != nullptr) {
+      auto* const entry = std::get_if<OperatorEntry>(&record->entry);
+      if (entry != nullptr) entry->necessaryBytes = offers.operatorBytesOf(entry->context);
     }
   }
 }
