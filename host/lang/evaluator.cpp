@@ -506,6 +506,16 @@ class PropertyStream final : public Stream {
       return NextPlural([](Stream& inner) { return inner.Skip(); }, /*passing=*/true);
     });
   }
+  // A plural phrase without filters of its own gives the values of its
+  // inner streams as they are: it asks them for values that may hold the
+  // bytes. An aggregate's stream, or a filter's, takes the default.
+  bool NextHolding(std::string_view bytes, Value& out) override {
+    if (!node_.plural || !step_.filters.empty()) return Next(out);
+    return At(node_, [&] {
+      return NextPlural([&](Stream& inner) { return inner.NextHolding(bytes, out); },
+                        /*passing=*/false);
+    });
+  }
   // A plural phrase passes over as many of its inner streams' values as it
   // is asked for, each stream in one call as far as it goes.
   std::size_t SkipMany(std::size_t most) override {
@@ -541,6 +551,8 @@ class PropertyStream final : public Stream {
       if (found.property.entry->kind == host::PropertyKind::kAggregate) {
         aggregate_ = found.property;
         aggregateSteady_ = found.steady;
+      } else {
+        LearnObjectBytes(found);
       }
       return;
     }
@@ -638,14 +650,34 @@ class PropertyStream final : public Stream {
     return stream->evaluator_.Passes(filters, value);
   }
 
-  // The next object: the one taken to decide, then the others.
+  // The next object: the one taken to decide, then the others. Where the
+  // property knows bytes that every object with a value holds, the objects
+  // are searched for them, for as long as they are of the type the bytes
+  // are known for (see FilterStream): an object passed over would have had
+  // no value.
   bool NextObject(Value& object) {
     if (!pending_.Empty()) {
       object = std::move(pending_);
       pending_ = Value();
-      return true;
+    } else {
+      bool const holding = !objectBytes_.empty() && lastType_ == bytesType_;
+      if (!(holding ? objects_->NextHolding(objectBytes_, object) : objects_->Next(object))) {
+        return false;
+      }
     }
-    return objects_->Next(object);
+    lastType_ = object.Type();
+    return true;
+  }
+
+  // The bytes of a plural iterated property for the first object's type:
+  // those that every object with a value holds as a string, given the index.
+  void LearnObjectBytes(Step::Property const& found) {
+    host::PropertyEntry const& entry = *found.property.entry;
+    if (!node_.plural || entry.kind != host::PropertyKind::kIterated || entry.object != "string") {
+      return;
+    }
+    objectBytes_ = host::NecessaryBytesOf(entry, index_);
+    bytesType_ = pending_.Type();
   }
 
   bool NextPlural(Value& out) {
@@ -740,6 +772,11 @@ class PropertyStream final : public Stream {
   std::unique_ptr<Stream> inner_;
   Value object_;  // the object of `inner_`
   bool lent_ = false;  // whether `inner_` has given a value to the consumer
+  // The bytes that every object of type `bytesType_` with a value holds,
+  // and the type of the last object taken.
+  std::string objectBytes_;
+  TypeEntry const* bytesType_ = nullptr;
+  TypeEntry const* lastType_ = nullptr;
 };
 
 Evaluator::Evaluator(host::Host& host) : host_(host) {}

@@ -700,6 +700,12 @@ int BytesOfContained(void const* pattern, void const*, unsigned char const** byt
   return RequiredBytes(*static_cast<regular_expression const*>(pattern)->pattern, bytes, length);
 }
 
+// For the matches of a string: the index is the pattern, and a string with
+// a match holds its bytes.
+int BytesOfMatched(void const* pattern, void const*, unsigned char const** bytes,
+                   unsigned long* length) {
+  return RequiredBytes(*static_cast<regular_expression const*>(pattern)->pattern, bytes, length);
+}
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -908,7 +914,7 @@ survey::frame::IteratedRowOf<MatchSteps, Matches, regular_expression, surveyor_s
                              regular_expression_match, MatchSteps::Member>
 MatchRow(char const* singular, char const* plural, MatchSteps::Member first,
          MatchSteps::Member next) {
-  return {singular, plural, first, next, &DependsOnlyOnParameters};
+  return {singular, plural, first, next, &DependsOnlyOnParameters, &BytesOfMatched};
 }
 
 RegistrationTable table{

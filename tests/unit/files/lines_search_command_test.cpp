@@ -218,4 +218,42 @@ TEST_F(LinesSearchCommandTest, TheLinesFoundShowWhatTheyWouldShowWhenEachIsTeste
   }
 }
 
+// The matches of a pattern in the lines of a file, beside grep's, and
+// beside those in the same lines taken through a filter that lets every
+// line through, which the search for the pattern's bytes does not reach.
+TEST_F(LinesSearchCommandTest, MatchesInLinesAgreeWithGrepAndWithEveryLineSearched) {
+  for (auto const& endings :
+       std::vector<std::vector<std::string>>{{"\n"}, {"\r\n", "\n", "\n\r", "\r"}}) {
+    std::string const path =
+        Make("matches" + std::to_string(endings.size()), Generated(6000, endings));
+    std::string const of = " of lines of file " + Q(path);
+    std::string const ofEvery = " of lines whose (true) of file " + Q(path);
+    std::string const warn = "warn(ing)?[0-9]+";
+    if (endings.size() == 1) {
+      // No line holds two matches of it, nor a match that another starts
+      // inside.
+      EXPECT_EQ(Tool("grep -E -o " + ShellQuoted(warn) + " " + ShellQuoted(path) + " | wc -l"),
+                One("number of matches (regex " + Q(warn) + ")" + of));
+    }
+    for (std::string const& pattern : kPatterns) {
+      for (std::string const phrase :
+           {"matches (regex ", "matches (regular expression ", "first matches (regex ",
+            "matches (case insensitive regex "}) {
+        std::string const matches = phrase + Q(pattern) + ")";
+        EXPECT_EQ(One("number of " + matches + ofEvery), One("number of " + matches + of))
+            << matches;
+        Answer const searched = Ask(matches + of);
+        EXPECT_EQ("", searched.error) << matches;
+        EXPECT_EQ(Ask(matches + ofEvery).values, searched.values) << matches;
+      }
+    }
+    // The parts of the matches found, and the lines they were found in.
+    std::string const parts =
+        "parenthesized parts of matches (regex " + Q("wa(rn)(ing)?([0-9]+)") + ")";
+    Answer const searched = Ask(parts + of);
+    EXPECT_FALSE(searched.values.empty());
+    EXPECT_EQ(Ask(parts + ofEvery).values, searched.values);
+  }
+}
+
 }  // namespace
