@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdint>
 #include <cstring>
+#include <cstdint>
 #include <functional>
 #include <variant>
 
@@ -777,25 +777,19 @@ std::optional<std::string> Registry::EndLoad() {
 
 void Registry::AdoptPasses(unsigned long long since,
                            IteratedPassOver (*passOf)(void const* context)) {
-  for (Record* record : order_) {
-    if (record == nullptr || record->kind != RecordKind::kProperty || record->sequence <= since) {
-      continue;
-    }
-    auto* const entry = std::get_if<PropertyEntry>(&record->entry);
-    if (entry != nullptr && entry->kind == PropertyKind::kIterated) {
-      entry->passOver = passOf(entry->context);
-    }
-  }
+  LibraryOffers offers;
+  offers.passOf = passOf;
+  AdoptOffers(since, offers);
 }
 
-void Registry::AdoptHoldings(unsigned long long since, HoldingOffers const& offers) {
+void Registry::AdoptOffers(unsigned long long since, LibraryOffers const& offers) {
   for (Record* record : order_) {
     if (record == nullptr || record->sequence <= since) continue;
     if (record->kind == RecordKind::kProperty) {
       auto* const entry = std::get_if<PropertyEntry>(&record->entry);
       if (entry == nullptr || entry->kind != PropertyKind::kIterated) continue;
-      if (offers.nextHoldingOf != nullptr)
-        entry->nextHolding = offers.nextHoldingOf(entry->context);
+      if (offers.passOf != nullptr) entry->passOver = offers.passOf(entry->context);
+      if (offers.nextHoldingOf != nullptr) entry->nextHolding = offers.nextHoldingOf(entry->context);
       if (offers.propertyBytesOf != nullptr) {
         entry->necessaryBytes = offers.propertyBytesOf(entry->context);
       }

@@ -82,8 +82,10 @@ using IteratedNextHolding = int (*)(void* result, void const* index, void const*
 using NecessaryBytes = int (*)(void const* operand, void const* context,
                                unsigned char const** bytes, unsigned long* length);
 
-// What a library offers of these, each null when it offers nothing.
-struct HoldingOffers {
+// What a library offers of these and of passes, each null when it offers
+// nothing.
+struct LibraryOffers {
+  IteratedPassOver (*passOf)(void const* context) = nullptr;
   IteratedNextHolding (*nextHoldingOf)(void const* context) = nullptr;
   NecessaryBytes (*propertyBytesOf)(void const* context) = nullptr;
   NecessaryBytes (*operatorBytesOf)(void const* context) = nullptr;
@@ -246,8 +248,9 @@ class Registry {
   // `passOf` names for its context, if any.
   void AdoptPasses(unsigned long long since, IteratedPassOver (*passOf)(void const* context));
   // Gives each iterated record and each operator registered since `since`
-  // the search and the required bytes that the offers name for its context.
-  void AdoptHoldings(unsigned long long since, HoldingOffers const& offers);
+  // the pass, the search and the required bytes that the offers name for
+  // its context, in one walk of the records.
+  void AdoptOffers(unsigned long long since, LibraryOffers const& offers);
 
   // --- Lookups.
   TypeEntry const* FindType(std::string_view name) const;
