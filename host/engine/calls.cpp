@@ -166,10 +166,31 @@ class IteratedStream final : public Stream {
   ~IteratedStream() override { std::free(scratch_); }
 
   bool Next(Value& out) override {
+    SurveyorGetter const step = started_ ? property_.entry->next : property_.entry->first;
+    return Pull(out, [&](void* slot) {
+      return step(slot, index_.Data(), object_.Data(), state_->Memory(),
+                  property_.entry->context) != 0;
+    });
+  }
+
+  // A later step goes by the iterator's search when it has one.
+  bool NextHolding(std::string_view bytes, Value& out) override {
+    IteratedNextHolding const search = property_.entry->nextHolding;
+    if (!started_ || search == nullptr || bytes.empty()) return Next(out);
+    return Pull(out, [&](void* slot) {
+      return search(slot, index_.Data(), object_.Data(), state_->Memory(), property_.entry->context,
+                    reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size()) != 0;
+    });
+  }
+
+ private:
+  // A step of the iterator made into a value: `step` constructs it in the
+  // slot it is given, and says whether there was one.
+  template <class StepInto>
+  bool Pull(Value& out, StepInto const& step) {
     if (finished_) return false;
     CheckInterruption();
     Begin();
-    SurveyorGetter const step = started_ ? property_.entry->next : property_.entry->first;
     // What an iterator's later steps ask of the arena belongs to the value
     // they give, for a consumer that keeps nothing of it to give back; the
     // first step may also set up memory the iterator keeps.
@@ -178,10 +199,7 @@ class IteratedStream final : public Stream {
     started_ = true;
     ValueBuilder builder(property_.result);
     bool produced = false;
-    bool const answered = Guard(What(), [&] {
-      produced = step(builder.Slot(), index_.Data(), object_.Data(), state_->Memory(),
-                      property_.entry->context) != 0;
-    });
+    bool const answered = Guard(What(), [&] { produced = step(builder.Slot()); });
     if (!answered || !produced) {
       // The end of the stream: the stream lets go of the state, which goes
       // with the last value it gave.
@@ -198,6 +216,7 @@ class IteratedStream final : public Stream {
     return true;
   }
 
+ public:
   // A later step's value is made in the block the stream keeps for values
   // that are tested and passed over, and destroyed there after the test,
   // unless the test kept it: then it is a value like those `Next` makes.
@@ -575,6 +594,24 @@ std::unique_ptr<Stream> OpenProperty(BoundProperty const& property, Value index,
   }
   throw EvaluationError(ErrorKind::kTypeError,
                         Describe(*property.entry) + " is an aggregate: it takes a stream");
+}
+
+namespace {
+std::string AskedBytes(NecessaryBytes ask, Value const& operand, void const* context) {
+  if (ask == nullptr || operand.Empty()) return std::string();
+  unsigned char const* bytes = nullptr;
+  unsigned long length = 0;
+  if (ask(operand.Data(), context, &bytes, &length) == 0 || bytes == nullptr) return std::string();
+  return std::string(reinterpret_cast<char const*>(bytes), length);
+}
+}  // namespace
+
+std::string NecessaryBytesOf(OperatorEntry const& op, Value const& right) {
+  return AskedBytes(op.necessaryBytes, right, op.context);
+}
+
+std::string NecessaryBytesOf(PropertyEntry const& property, Value const& index) {
+  return AskedBytes(property.necessaryBytes, index, property.context);
 }
 
 Value CallCast(CastEntry const& cast, TypeEntry const* target, Value const& source) {

@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "host/engine/errors.h"
 #include "host/engine/evaluation.h"
@@ -94,6 +95,15 @@ class Stream {
     value.GiveBack();
     return true;
   }
+  // The next value as `Next` gives it, for a consumer that tests each value
+  // and wants only those whose text (the value as a string) holds `bytes`:
+  // the stream may pass over, without making them, values that cannot hold
+  // them, as `Next` would pass them by. A value it gives may or may not
+  // hold them. By default, the next value.
+  virtual bool NextHolding(std::string_view bytes, Value& out) {
+    static_cast<void>(bytes);
+    return Next(out);
+  }
   // Lets go of everything that the stream holds, as its destruction would,
   // and keeps only what may serve again for another object: a property
   // applied to each value of a stream opens one stream per value. False
@@ -132,6 +142,15 @@ std::unique_ptr<Stream> OpenAggregate(BoundProperty const& property, Value index
 // The values of any property of an object (or the world, for an empty
 // object): one or none for a simple property, the stream for an iterated one.
 std::unique_ptr<Stream> OpenProperty(BoundProperty const& property, Value index, Value object);
+
+// The bytes that every left operand the operator answers true for holds,
+// given its right operand; empty when the library knows none. The operand
+// stands as a string of the library only when the operator's left type is
+// "string".
+std::string NecessaryBytesOf(OperatorEntry const& op, Value const& right);
+// The bytes that every object the property has a value for holds, given
+// its index; empty when the library knows none.
+std::string NecessaryBytesOf(PropertyEntry const& property, Value const& index);
 
 Value CallCast(CastEntry const& cast, TypeEntry const* target, Value const& source);
 Value CallOperator(OperatorEntry const& op, TypeEntry const* result, Value const& left,

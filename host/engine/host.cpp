@@ -149,11 +149,20 @@ void Host::Load(std::string const& path) {
     announce();
   }
   // Iterators that can pass over many values at once say so through the
-  // library's exported function; a count then takes their passes.
-  using PassOf = IteratedPassOver (*)(void const*);
-  if (auto const passOf = reinterpret_cast<PassOf>(dlsym(handle, "survey_iterated_pass_over"))) {
-    registry_.AdoptPasses(since, passOf);
-  }
+  // library's exported function; a count then takes their passes. Iterators
+  // that can pass over values that cannot hold given bytes, and records that
+  // know the bytes their answers require, say so likewise; a filter then
+  // asks only for values that may pass.
+  LibraryOffers offers;
+  offers.passOf = reinterpret_cast<IteratedPassOver (*)(void const*)>(
+      dlsym(handle, "survey_iterated_pass_over"));
+  offers.nextHoldingOf = reinterpret_cast<IteratedNextHolding (*)(void const*)>(
+      dlsym(handle, "survey_iterated_next_holding"));
+  offers.propertyBytesOf = reinterpret_cast<NecessaryBytes (*)(void const*)>(
+      dlsym(handle, "survey_property_necessary_bytes"));
+  offers.operatorBytesOf = reinterpret_cast<NecessaryBytes (*)(void const*)>(
+      dlsym(handle, "survey_operator_necessary_bytes"));
+  registry_.AdoptOffers(since, offers);
   handle_ = handle;
   path_ = path;
 }

@@ -871,13 +871,25 @@ std::optional<std::string> Registry::EndLoad() {
 
 void Registry::AdoptPasses(unsigned long long since,
                            IteratedPassOver (*passOf)(void const* context)) {
+  LibraryOffers offers;
+  offers.passOf = passOf;
+  AdoptOffers(since, offers);
+}
+
+void Registry::AdoptOffers(unsigned long long since, LibraryOffers const& offers) {
   for (Record* record : order_) {
-    if (record == nullptr || record->kind != RecordKind::kProperty || record->sequence <= since) {
-      continue;
-    }
-    auto* const entry = std::get_if<PropertyEntry>(&record->entry);
-    if (entry != nullptr && entry->kind == PropertyKind::kIterated) {
-      entry->passOver = passOf(entry->context);
+    if (record == nullptr || record->sequence <= since) continue;
+    if (record->kind == RecordKind::kProperty) {
+      auto* const entry = std::get_if<PropertyEntry>(&record->entry);
+      if (entry == nullptr || entry->kind != PropertyKind::kIterated) continue;
+      if (offers.passOf != nullptr) entry->passOver = offers.passOf(entry->context);
+      if (offers.nextHoldingOf != nullptr) entry->nextHolding = offers.nextHoldingOf(entry->context);
+      if (offers.propertyBytesOf != nullptr) {
+        entry->necessaryBytes = offers.propertyBytesOf(entry->context);
+      }
+    } else if (record->kind == RecordKind::kOperator && offers.operatorBytesOf != nullptr) {
+      auto* const entry = std::get_if<OperatorEntry>(&record->entry);
+      if (entry != nullptr) entry->necessaryBytes = offers.operatorBytesOf(entry->context);
     }
   }
 }

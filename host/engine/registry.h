@@ -66,6 +66,31 @@ enum AggregatePhase {
 using IteratedPassOver = unsigned long (*)(void const* index, void const* object, void* state,
                                            void const* context, unsigned long most);
 
+// A search for bytes and the bytes an answer requires, which a library may
+// offer beside an iterator's Next and beside an operator or a property
+// (survey/frame/holding.h). The search gives the next value as Next would,
+// but may pass over, unmade, values whose text cannot hold the bytes.
+// Given an operator's right operand, or a property's index, the other
+// gives 1 and bytes that every left operand the operator answers true for
+// holds, or every object the property has a value for; 0 when it knows
+// none. A library names them through its exported functions
+// `survey_iterated_next_holding`, `survey_operator_necessary_bytes` and
+// `survey_property_necessary_bytes`, asked once per record.
+using IteratedNextHolding = int (*)(void* result, void const* index, void const* object,
+                                    void* state, void const* context, unsigned char const* bytes,
+                                    unsigned long length);
+using NecessaryBytes = int (*)(void const* operand, void const* context,
+                               unsigned char const** bytes, unsigned long* length);
+
+// What a library offers of these and of passes, each null when it offers
+// nothing.
+struct LibraryOffers {
+  IteratedPassOver (*passOf)(void const* context) = nullptr;
+  IteratedNextHolding (*nextHoldingOf)(void const* context) = nullptr;
+  NecessaryBytes (*propertyBytesOf)(void const* context) = nullptr;
+  NecessaryBytes (*operatorBytesOf)(void const* context) = nullptr;
+};
+
 struct PropertyEntry {
   void* record = nullptr;
   PropertyKind kind = PropertyKind::kSimple;
@@ -83,8 +108,10 @@ struct PropertyEntry {
   SurveyorDestroy destroyState = nullptr;
   SurveyorGetter first = nullptr;  // iterated
   SurveyorGetter next = nullptr;
-  IteratedPassOver passOver = nullptr;  // iterated, when the library offers one
-  SurveyorGetter phases[kPhaseCount] = {};  // aggregate
+  IteratedPassOver passOver = nullptr;        // iterated, when the library offers one
+  IteratedNextHolding nextHolding = nullptr;  // iterated, likewise
+  NecessaryBytes necessaryBytes = nullptr;    // iterated, likewise
+  SurveyorGetter phases[kPhaseCount] = {};    // aggregate
   void const* context = nullptr;
   SurveyorDependency dependency = nullptr;
 };
@@ -108,6 +135,7 @@ struct OperatorEntry {
   SurveyorOperatorThunk thunk = nullptr;
   void const* context = nullptr;
   SurveyorDependency dependency = nullptr;
+  NecessaryBytes necessaryBytes = nullptr;  // when the library offers them
 };
 
 struct DependencyNodeEntry {
@@ -219,6 +247,10 @@ class Registry {
   // Gives each iterated record registered since `since` the pass that
   // `passOf` names for its context, if any.
   void AdoptPasses(unsigned long long since, IteratedPassOver (*passOf)(void const* context));
+  // Gives each iterated record and each operator registered since `since`
+  // the pass, the search and the required bytes that the offers name for
+  // its context, in one walk of the records.
+  void AdoptOffers(unsigned long long since, LibraryOffers const& offers);
 
   // --- Lookups.
   TypeEntry const* FindType(std::string_view name) const;

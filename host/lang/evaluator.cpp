@@ -205,27 +205,51 @@ class LazyOne final : public Stream {
 
 // Yields the values of a source that pass a test. A value passed over is
 // seen by nothing else, so its memory is given back at once.
+//
+// A filter may know, from the first value it tests, bytes that every value
+// of that value's type must hold to pass (`Required`): it then asks its
+// source only for values that may hold them, for as long as the values it
+// gets are of that type. A source gives the values of one type from one
+// iterator, whose first value it gives without passing any over: so a value
+// of another type is always seen before any of its kind could be passed
+// over.
 class FilterStream final : public Stream {
  public:
+  // The bytes a value of the type of the one given must hold to pass; empty
+  // when none are known.
+  using Required = std::function<std::string(Value const&)>;
+
   FilterStream(std::unique_ptr<Stream> source, std::function<bool(Value const&)> keep)
       : source_(std::move(source)), keep_(std::move(keep)), test_{&Keep, &keep_} {}
   // A test called through a plain pointer: a filter runs it for every value.
-  FilterStream(std::unique_ptr<Stream> source, host::ValueTest test)
-      : source_(std::move(source)), test_(test) {}
+  FilterStream(std::unique_ptr<Stream> source, host::ValueTest test, Required required = nullptr)
+      : source_(std::move(source)), test_(test), required_(std::move(required)) {
+    learned_ = required_ == nullptr;
+  }
   bool Next(Value& out) override {
-    while (source_->Next(out)) {
-      if (test_(out)) return true;
+    while (Pull(out)) {
+      if (Test(out)) return true;
       out.GiveBack();
       host::CheckInterruption();
     }
     return false;
   }
   // Only whether a value passes is wanted: the source lends each value to
-  // the test and keeps none of them.
+  // the test and keeps none of them. Where bytes are known, the source
+  // searches for them, and the value it gives is tested and given back.
   bool Skip() override {
     while (true) {
       bool passed = false;
-      if (!source_->Skip(test_, passed)) return false;
+      if (Holding()) {
+        Value value;
+        if (!Pull(value)) return false;
+        passed = Test(value);
+        value.GiveBack();
+      } else if (learned_) {
+        if (!source_->Skip(test_, passed)) return false;
+      } else {
+        if (!source_->Skip(host::ValueTest{&TestAndLearn, this}, passed)) return false;
+      }
       if (passed) return true;
       host::CheckInterruption();
     }
@@ -235,10 +259,36 @@ class FilterStream final : public Stream {
   static bool Keep(void const* keep, Value const& value) {
     return (*static_cast<std::function<bool(Value const&)> const*>(keep))(value);
   }
+  static bool TestAndLearn(void const* self, Value const& value) {
+    return const_cast<FilterStream*>(static_cast<FilterStream const*>(self))->Test(value);
+  }
+  // Whether the next value may be searched for by the bytes: they are known,
+  // and the last value was of the type they are known for.
+  bool Holding() const { return !bytes_.empty() && lastType_ == bytesType_; }
+  bool Pull(Value& out) {
+    return Holding() ? source_->NextHolding(bytes_, out) : source_->Next(out);
+  }
+  // The test, which the first value also teaches the bytes that values of
+  // its type require.
+  bool Test(Value const& value) {
+    bool const passed = test_(value);
+    lastType_ = value.Type();
+    if (!learned_) {
+      learned_ = true;
+      bytes_ = required_(value);
+      bytesType_ = value.Type();
+    }
+    return passed;
+  }
 
   std::unique_ptr<Stream> source_;
   std::function<bool(Value const&)> keep_;
   host::ValueTest test_;
+  Required required_;
+  bool learned_ = true;
+  std::string bytes_;
+  TypeEntry const* bytesType_ = nullptr;
+  TypeEntry const* lastType_ = nullptr;
 };
 
 // For each value of a source, the values of a stream opened on it.
@@ -456,6 +506,16 @@ class PropertyStream final : public Stream {
       return NextPlural([](Stream& inner) { return inner.Skip(); }, /*passing=*/true);
     });
   }
+  // A plural phrase without filters of its own gives the values of its
+  // inner streams as they are: it asks them for values that may hold the
+  // bytes. An aggregate's stream, or a filter's, takes the default.
+  bool NextHolding(std::string_view bytes, Value& out) override {
+    if (!node_.plural || !step_.filters.empty()) return Next(out);
+    return At(node_, [&] {
+      return NextPlural([&](Stream& inner) { return inner.NextHolding(bytes, out); },
+                        /*passing=*/false);
+    });
+  }
   // A plural phrase passes over as many of its inner streams' values as it
   // is asked for, each stream in one call as far as it goes.
   std::size_t SkipMany(std::size_t most) override {
@@ -491,6 +551,8 @@ class PropertyStream final : public Stream {
       if (found.property.entry->kind == host::PropertyKind::kAggregate) {
         aggregate_ = found.property;
         aggregateSteady_ = found.steady;
+      } else {
+        LearnObjectBytes(found);
       }
       return;
     }
@@ -575,7 +637,9 @@ class PropertyStream final : public Stream {
 
   std::unique_ptr<Stream> Filtered(std::unique_ptr<Stream> source) {
     if (step_.filters.empty()) return source;
-    return std::make_unique<FilterStream>(std::move(source), host::ValueTest{&PassesFilters, this});
+    return std::make_unique<FilterStream>(
+        std::move(source), host::ValueTest{&PassesFilters, this},
+        [this](Value const& value) { return evaluator_.RequiredBytes(step_.filters, value); });
   }
   // Whether a value passes the phrase's filters: the test of its filter
   // streams, which it outlives.
@@ -586,14 +650,34 @@ class PropertyStream final : public Stream {
     return stream->evaluator_.Passes(filters, value);
   }
 
-  // The next object: the one taken to decide, then the others.
+  // The next object: the one taken to decide, then the others. Where the
+  // property knows bytes that every object with a value holds, the objects
+  // are searched for them, for as long as they are of the type the bytes
+  // are known for (see FilterStream): an object passed over would have had
+  // no value.
   bool NextObject(Value& object) {
     if (!pending_.Empty()) {
       object = std::move(pending_);
       pending_ = Value();
-      return true;
+    } else {
+      bool const holding = !objectBytes_.empty() && lastType_ == bytesType_;
+      if (!(holding ? objects_->NextHolding(objectBytes_, object) : objects_->Next(object))) {
+        return false;
+      }
     }
-    return objects_->Next(object);
+    lastType_ = object.Type();
+    return true;
+  }
+
+  // The bytes of a plural iterated property for the first object's type:
+  // those that every object with a value holds as a string, given the index.
+  void LearnObjectBytes(Step::Property const& found) {
+    host::PropertyEntry const& entry = *found.property.entry;
+    if (!node_.plural || entry.kind != host::PropertyKind::kIterated || entry.object != "string") {
+      return;
+    }
+    objectBytes_ = host::NecessaryBytesOf(entry, index_);
+    bytesType_ = pending_.Type();
   }
 
   bool NextPlural(Value& out) {
@@ -688,6 +772,11 @@ class PropertyStream final : public Stream {
   std::unique_ptr<Stream> inner_;
   Value object_;  // the object of `inner_`
   bool lent_ = false;  // whether `inner_` has given a value to the consumer
+  // The bytes that every object of type `bytesType_` with a value holds,
+  // and the type of the last object taken.
+  std::string objectBytes_;
+  TypeEntry const* bytesType_ = nullptr;
+  TypeEntry const* lastType_ = nullptr;
 };
 
 Evaluator::Evaluator(host::Host& host) : host_(host) {}
@@ -750,6 +839,30 @@ inline Value const* Evaluator::AtHand(Step& step, Value const& it) {
     default:
       return nullptr;
   }
+}
+
+std::string Evaluator::RequiredBytes(std::vector<Step*> const& filters, Value const& value) {
+  // One relation of `it` itself, as it stands, with a value at hand: a
+  // literal, or a value kept since the test of this value made it.
+  if (filters.size() != 1 || value.Empty()) return std::string();
+  Step& step = *filters.front();
+  Node const& node = step.node;
+  if (node.kind != NodeKind::kRelation || node.negated || node.swapped || step.foldable) {
+    return std::string();
+  }
+  if (step.left == nullptr || step.left->node.kind != NodeKind::kIt || step.right == nullptr) {
+    return std::string();
+  }
+  Value const* const right = AtHand(*step.right, value);
+  if (right == nullptr) return std::string();
+  // The record the test called, which answered with a boolean and read the
+  // value as a string.
+  for (auto const& known : step.operators) {
+    if (known.left != value.Type() || known.right != right->Type()) continue;
+    if (known.result != host_.BooleanType() || known.op->left != "string") return std::string();
+    return host::NecessaryBytesOf(*known.op, *right);
+  }
+  return std::string();
 }
 
 bool Evaluator::Passes(std::vector<Step*> const& filters, Value const& value) {

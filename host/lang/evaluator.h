@@ -69,6 +69,10 @@ class Evaluator {
   host::Value Scalar(Step& step, host::Value const& it);
   host::Value CastOf(Step& step, host::Value const& value);
   bool Passes(std::vector<Step*> const& filters, host::Value const& value);
+  // The bytes that a value of this value's type must hold, as a string, to
+  // pass the filters, once the value has been tested; empty when none are
+  // known.
+  std::string RequiredBytes(std::vector<Step*> const& filters, host::Value const& value);
   // Counts a call of a record whose result may vary from call to call.
   void NoteVarying() { ++varying_; }
 

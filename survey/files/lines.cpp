@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 
 #include "survey/foundation/ascii.h"
 #include "survey/frame/table.h"
@@ -20,6 +21,10 @@ constexpr unsigned long kLineReadAhead = 0x10000;
 // host's interruption: the host reads its clock at one check in many, and
 // lines of a full buffer each take a refill of it.
 constexpr unsigned long kLinesPerCheck = 32;
+// How many lines a search of the buffer passes over between two checks: a
+// line passed over costs a step alone, and most are far shorter than the
+// buffer.
+constexpr unsigned long kLinesPassedPerCheck = 512;
 
 surveyor_string CopyToSurveyorMemory(ConstData text) {
   unsigned long const length = text.Length();
@@ -112,10 +117,17 @@ unsigned char const* FirstOccurrence(ConstData bytes, surveyor_string const& sou
   return found != nullptr ? found : bytes.end;
 }
 
+// The host's comparison of exact bytes.
+struct Containing {
+  surveyor_string const& sought;
+  bool operator()(surveyor_string const& text) const { return Contains(text, sought).value; }
+};
+
 }  // namespace
 
-file_line line_iterator::SeekContaining(bool first, surveyor_string const& sought,
-                                        file const& object) {
+template <class Test>
+file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, file const& object,
+                                     Test const& test) {
   if (first) {
     Open(object);
   } else {
@@ -126,9 +138,10 @@ file_line line_iterator::SeekContaining(bool first, surveyor_string const& sough
   // cannot hold the string, and is passed over without the test. A refill
   // of the buffer, or a line that starts past the occurrence (one that ran
   // across a line ending), asks for a new search. The lines that may hold
-  // the string are tested as before: the answer is the host's comparison.
+  // the string are given to the test.
   unsigned char const* hit = nullptr;
   unsigned long fills = 0;
+  [[maybe_unused]] unsigned long unchecked = kLinesPassedPerCheck;
   for (;;) {
     ConstData const line = loop_->Line();
     if (hit == nullptr || fills != loop_->Fills() || hit < line.begin) {
@@ -139,8 +152,17 @@ file_line line_iterator::SeekContaining(bool first, surveyor_string const& sough
     }
     bool const mayHold =
         hit <= line.end && static_cast<unsigned long>(line.end - hit) >= sought.length;
-    if (mayHold && Contains(line.AsSurveyorString(), sought).value) break;
+    if (mayHold && test(line.AsSurveyorString())) break;
     Step();
+    // A search without a test of its own stands for many calls of Next,
+    // between which the host would check; the test of "lines containing"
+    // is the host's, and its search goes on as it always has.
+    if constexpr (std::is_same_v<Test, Every>) {
+      if (--unchecked == 0) {
+        Check_For_Surveyor_Interruption();
+        unchecked = kLinesPassedPerCheck;
+      }
+    }
   }
   return Deliver(object);
 }
@@ -158,11 +180,11 @@ file_line line_iterator::NextStartingWith(surveyor_string const& prefix, Of, fil
 }
 
 file_line line_iterator::FirstContaining(surveyor_string const& sought, Of, file const& object) {
-  return SeekContaining(true, sought, object);
+  return SeekHolding(true, sought, object, Containing{sought});
 }
 
 file_line line_iterator::NextContaining(surveyor_string const& sought, Of, file const& object) {
-  return SeekContaining(false, sought, object);
+  return SeekHolding(false, sought, object, Containing{sought});
 }
 
 unsigned long line_iterator::PassOver(unsigned long most, file const&) {
@@ -186,6 +208,12 @@ unsigned long line_iterator::PassOver(unsigned long most, file const&) {
     Check_For_Surveyor_Interruption();
   }
   return passed;
+}
+
+file_line line_iterator::NextHolding(surveyor_string const& bytes, file const& object) {
+  // Every line holds no bytes at all.
+  if (bytes.length == 0) return Next(object);
+  return SeekHolding(false, bytes, object, Every{});
 }
 
 // ---------------------------------------------------------------------------

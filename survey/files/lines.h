@@ -72,6 +72,11 @@ class SURVEY_API line_iterator {
   // `most` once the lines have run out.
   unsigned long PassOver(unsigned long most, file const& object);
 
+  // The next line as Next gives it, passing over, as Next steps, the lines
+  // that cannot hold the bytes (survey/frame/holding.h); a line it gives
+  // may or may not hold them.
+  file_line NextHolding(surveyor_string const& bytes, file const& object);
+
  private:
   // Opens the file and reads its first line; NoSuchObject when it has none.
   void Open(file const& object);
@@ -82,10 +87,11 @@ class SURVEY_API line_iterator {
   // Opens or steps, then steps on until a line passes the test.
   template <class Test>
   file_line Seek(bool first, file const& object, Test const& test);
-  // Seek with the host's Contains as the test, which passes over without
-  // the test the lines that a search of the buffer shows cannot hold the
-  // string.
-  file_line SeekContaining(bool first, surveyor_string const& sought, file const& object);
+  // Seek, passing over without the test the lines that a search of the
+  // buffer shows cannot hold the string.
+  template <class Test>
+  file_line SeekHolding(bool first, surveyor_string const& sought, file const& object,
+                        Test const& test);
 
   SharingPtr<FileReadingPath> path_;
   SharingPtr<FileLineLoop> loop_;

@@ -219,6 +219,25 @@ struct IteratedPassOver {
   }
 };
 
+// The search of an iterator over an object that has a member
+// `R NextHolding(surveyor_string const& bytes, O const& object)`
+// (survey/frame/holding.h).
+template <class It, class O, class R>
+concept SearchesHolding = requires(It& iterator, O const& object, surveyor_string const& bytes) {
+  { iterator.NextHolding(bytes, object) } -> std::same_as<R>;
+};
+
+template <class It, class O, class R>
+struct IteratedNextHolding {
+  static int NextHolding(void* result, void const*, void const* object, void* state, void const*,
+                         unsigned char const* bytes, unsigned long length) {
+    if (result == nullptr) return 1;
+    surveyor_string const sought{bytes, length};
+    ::new (result) R(static_cast<It*>(state)->NextHolding(sought, *static_cast<O const*>(object)));
+    return 1;
+  }
+};
+
 template <class It, class R>
 struct IteratedGlobalProperty {
   static int First(void* result, void const*, void const*, void* state, void const*) {

@@ -24,6 +24,7 @@
 #pragma once
 
 #include "survey/frame/adaptors.h"
+#include "survey/frame/holding.h"
 #include "survey/frame/pass_over.h"
 
 namespace survey::frame {
@@ -103,8 +104,10 @@ class RegisteredIterated : public PropRecord {
   RegisteredIterated(Iterator*, char const* singular, char const* plural, char const* index,
                      char const* object, char const* result, SurveyorGetter first,
                      SurveyorGetter next, MemberSlot firstMember, MemberSlot nextMember,
-                     SurveyorDependency dependency, SurveyorPassOver pass = nullptr)
-      : PropRecord{}, passOver(pass) {
+                     SurveyorDependency dependency, SurveyorPassOver pass = nullptr,
+                     SurveyorNextHolding holding = nullptr,
+                     SurveyorNecessaryBytes necessary = nullptr)
+      : PropRecord{}, passOver(pass), nextHolding(holding), necessaryBytes(necessary) {
     Register_Iterated_Property(this, kRecordHostArea, singular, plural, index, object, result,
                                sizeof(Iterator), &IteratorBasics<Iterator>::Construct,
                                &IteratorBasics<Iterator>::Destroy, first, next, this, dependency);
@@ -118,6 +121,10 @@ class RegisteredIterated : public PropRecord {
   // The iterator's pass over many values (survey/frame/pass_over.h); null
   // for one that has none.
   SurveyorPassOver const passOver;
+  // The iterator's search for bytes, and the bytes that every object with
+  // a value holds (survey/frame/holding.h); null where there are none.
+  SurveyorNextHolding const nextHolding;
+  SurveyorNecessaryBytes const necessaryBytes;
 };
 
 // A property in the full record: simple or aggregate.
@@ -170,8 +177,9 @@ class RegisteredOperator : public ShortRecord {
  public:
   template <class Adaptor>
   RegisteredOperator(Adaptor*, int code, char const* left, char const* right, char const* result,
-                     typename Adaptor::Function surveyor, SurveyorDependency dependency)
-      : ShortRecord{} {
+                     typename Adaptor::Function surveyor, SurveyorDependency dependency,
+                     SurveyorNecessaryBytes necessary = nullptr)
+      : ShortRecord{}, necessaryBytes(necessary) {
     Register_Binary_Operator(this, kRecordHostArea, code, left, right, result, &Adaptor::Thunk,
                              this, dependency);
     function = ToFunctionSlot(surveyor);
@@ -179,6 +187,10 @@ class RegisteredOperator : public ShortRecord {
   ~RegisteredOperator() { Unregister_Binary_Operator(this); }
   RegisteredOperator(RegisteredOperator const&) = delete;
   RegisteredOperator& operator=(RegisteredOperator const&) = delete;
+
+  // The bytes that every left operand it answers true for holds, given the
+  // right operand (survey/frame/holding.h); null where none are known.
+  SurveyorNecessaryBytes const necessaryBytes;
 };
 
 // A global dependency node. The node is a record of its own, defined where

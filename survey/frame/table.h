@@ -144,11 +144,13 @@ struct IteratedRowOf {
   Member first;
   Member next;
   SurveyorDependency dependency;
+  // The bytes that every object with a value holds (survey/frame/holding.h).
+  SurveyorNecessaryBytes necessary = nullptr;
 
   RegisteredIterated Register() const {
     return RegisteredIterated(Using<It>, singular, plural, NameOf<I>(), NameOf<O>(), NameOf<R>(),
                               &Adaptor::First, &Adaptor::Next, ToMemberSlot(first),
-                              ToMemberSlot(next), dependency);
+                              ToMemberSlot(next), dependency, nullptr, nullptr, necessary);
   }
 };
 
@@ -161,7 +163,7 @@ struct IteratedRowOf<Adaptor, It, I, O, R, void> {
   RegisteredIterated Register() const {
     return RegisteredIterated(Using<It>, singular, plural, NameOf<I>(), NameOf<O>(), NameOf<R>(),
                               &Adaptor::First, &Adaptor::Next, nullptr, nullptr, dependency,
-                              PassOf());
+                              PassOf(), HoldingOf());
   }
 
  private:
@@ -169,6 +171,15 @@ struct IteratedRowOf<Adaptor, It, I, O, R, void> {
   static SurveyorPassOver PassOf() {
     if constexpr (std::is_same_v<Adaptor, IteratedProperty<It, O, R>> && PassesOver<It, O>) {
       return &IteratedPassOver<It, O>::PassOver;
+    } else {
+      return nullptr;
+    }
+  }
+  // And may search for the next value that may hold given bytes.
+  static SurveyorNextHolding HoldingOf() {
+    if constexpr (std::is_same_v<Adaptor, IteratedProperty<It, O, R>> &&
+                  SearchesHolding<It, O, R>) {
+      return &IteratedNextHolding<It, O, R>::NextHolding;
     } else {
       return nullptr;
     }
@@ -206,10 +217,13 @@ struct OperatorRowOf {
   int code;
   typename Operator2<L, Rt, T>::Function function;
   SurveyorDependency dependency;
+  // The bytes that every left operand it answers true for holds
+  // (survey/frame/holding.h).
+  SurveyorNecessaryBytes necessary = nullptr;
 
   RegisteredOperator Register() const {
     return RegisteredOperator(Using<Operator2<L, Rt, T>>, code, NameOf<L>(), NameOf<Rt>(),
-                              NameOf<T>(), function, dependency);
+                              NameOf<T>(), function, dependency, necessary);
   }
 };
 
@@ -475,6 +489,16 @@ survey::frame::OperatorRowOf<L, Rt, T> OperatorRow(SurveyorOperatorCode code,
                                                    T (*function)(L const&, Rt const&),
                                                    SurveyorDependency dependency = nullptr) {
   return {code, function, dependency};
+}
+
+// The same, with the bytes that every left operand it answers true for
+// holds, given the right operand.
+template <class L, class Rt, class T>
+survey::frame::OperatorRowOf<L, Rt, T> OperatorRow(SurveyorOperatorCode code,
+                                                   T (*function)(L const&, Rt const&),
+                                                   SurveyorDependency dependency,
+                                                   SurveyorNecessaryBytes necessary) {
+  return {code, function, dependency, necessary};
 }
 
 inline survey::frame::DependencyRowOf DependencyRow(DependencyNode* node, char const* name,

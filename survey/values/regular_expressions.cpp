@@ -679,6 +679,35 @@ boolean EndsWith(surveyor_string const& text, regular_expression const& pattern)
   }
 }
 
+// The bytes that every text a pattern matches holds, where the search
+// itself looks for them first (survey/frame/holding.h): none for a pattern
+// whose searches do without that look, such as one matched without regard
+// to case or one with back-references. A text that a line of a file can
+// be is never longer than a search in this process takes.
+namespace {
+int RequiredBytes(re_pattern_buffer const& pattern, unsigned char const** bytes,
+                  unsigned long* length) {
+  ProgramFacts const* const facts = FactsOf(pattern);
+  if (facts == nullptr || facts->literal.empty() || facts->backtracking) return 0;
+  *bytes = reinterpret_cast<unsigned char const*>(facts->literal.data());
+  *length = facts->literal.size();
+  return 1;
+}
+
+// For "contains": the right operand is the pattern.
+int BytesOfContained(void const* pattern, void const*, unsigned char const** bytes,
+                     unsigned long* length) {
+  return RequiredBytes(*static_cast<regular_expression const*>(pattern)->pattern, bytes, length);
+}
+
+// For the matches of a string: the index is the pattern, and a string with
+// a match holds its bytes.
+int BytesOfMatched(void const* pattern, void const*, unsigned char const** bytes,
+                   unsigned long* length) {
+  return RequiredBytes(*static_cast<regular_expression const*>(pattern)->pattern, bytes, length);
+}
+}  // namespace
+
 // ---------------------------------------------------------------------------
 // Matches and their parts.
 
@@ -885,7 +914,7 @@ survey::frame::IteratedRowOf<MatchSteps, Matches, regular_expression, surveyor_s
                              regular_expression_match, MatchSteps::Member>
 MatchRow(char const* singular, char const* plural, MatchSteps::Member first,
          MatchSteps::Member next) {
-  return {singular, plural, first, next, &DependsOnlyOnParameters};
+  return {singular, plural, first, next, &DependsOnlyOnParameters, &BytesOfMatched};
 }
 
 RegistrationTable table{
@@ -903,8 +932,8 @@ RegistrationTable table{
     IteratedRow("parenthesized part", "parenthesized parts", &Parts::First, &Parts::Next,
                 &DependsOnlyOnParameters),
     IndexedRow("parenthesized part", "parenthesized parts", &MatchPart, &DependsOnlyOnParameters),
-    OperatorRow<surveyor_string, regular_expression, boolean>(kOperatorContains, &Contains,
-                                                              &DependsOnlyOnParameters),
+    OperatorRow<surveyor_string, regular_expression, boolean>(
+        kOperatorContains, &Contains, &DependsOnlyOnParameters, &BytesOfContained),
     OperatorRow<surveyor_string, regular_expression, boolean>(kOperatorEqual, &operator==,
                                                               &DependsOnlyOnParameters),
     OperatorRow<regular_expression, surveyor_string, boolean>(kOperatorEqual, &operator==,

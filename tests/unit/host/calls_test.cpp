@@ -1016,3 +1016,108 @@ TEST_F(CallsTest, AnInterruptStopsAPassOfManyValues) {
   EXPECT_EQ(ErrorKind::kInterrupted, ErrorOf([&] { stream->SkipMany(100); }).Kind());
   Evaluation::ClearInterrupt();
 }
+
+// ---------------------------------------------------------------------------
+// Searches for values that may hold given bytes.
+
+namespace {
+
+struct SearchCounts {
+  int nexts = 0;
+  int searches = 0;
+};
+SearchCounts searching;
+
+// Yields 1 to 1000; its search passes over the numbers whose decimal text
+// does not hold the bytes.
+class Numbered {
+ public:
+  integer First() {
+    count_ = 1;
+    return integer{count_};
+  }
+  integer Next() {
+    ++searching.nexts;
+    if (count_ == kLast) throw NoSuchObject();
+    return integer{++count_};
+  }
+  static int Search(void* result, void const*, void const*, void* state, void const*,
+                    unsigned char const* bytes, unsigned long length) {
+    ++searching.searches;
+    auto& self = *static_cast<Numbered*>(state);
+    std::string const sought(reinterpret_cast<char const*>(bytes), length);
+    while (self.count_ != kLast) {
+      ++self.count_;
+      if (std::to_string(self.count_).find(sought) != std::string::npos) {
+        ::new (result) integer{self.count_};
+        return 1;
+      }
+    }
+    throw NoSuchObject();
+  }
+  static constexpr long long kLast = 1000;
+
+ private:
+  long long count_ = 0;
+};
+
+void const* numbers = nullptr;
+survey::host::IteratedNextHolding SearchOf(void const* context) {
+  return context == numbers ? &Numbered::Search : nullptr;
+}
+
+// The numbers from 1 to 1000 whose text holds the bytes, as a test of each
+// would find them.
+std::vector<long long> Holding(std::string const& bytes) {
+  std::vector<long long> found;
+  for (long long n = 1; n <= Numbered::kLast; ++n) {
+    if (std::to_string(n).find(bytes) != std::string::npos) found.push_back(n);
+  }
+  return found;
+}
+
+std::vector<long long> PulledHolding(Stream& stream, std::string const& bytes) {
+  std::vector<long long> values;
+  Value value;
+  while (stream.NextHolding(bytes, value)) values.push_back(value.As<integer>().value);
+  return values;
+}
+
+}  // namespace
+
+TEST_F(CallsTest, ASearchGivesTheFirstValueByFirstAndThenOnlyValuesThatMayHoldTheBytes) {
+  unsigned long long const since = host.GetRegistry().Sequence();
+  IteratedOfWorld<Numbered> record("number", "numbers", "integer");
+  numbers = &record;
+  survey::host::LibraryOffers offers;
+  offers.nextHoldingOf = &SearchOf;
+  host.GetRegistry().AdoptOffers(since, offers);
+  searching = SearchCounts();
+  auto stream = Ask("numbers");
+  std::vector<long long> expected = Holding("77");
+  // The first value is First's, whatever it holds.
+  expected.insert(expected.begin(), 1);
+  EXPECT_EQ(expected, PulledHolding(*stream, "77"));
+  EXPECT_EQ(0, searching.nexts);
+  EXPECT_EQ(static_cast<int>(expected.size()), searching.searches);
+  // No bytes at all: every value, by Next.
+  searching = SearchCounts();
+  auto every = Ask("numbers");
+  EXPECT_EQ(1000u, PulledHolding(*every, "").size());
+  EXPECT_EQ(0, searching.searches);
+  EXPECT_EQ(1000, searching.nexts);
+}
+
+TEST_F(CallsTest, WithoutASearchEveryValueComesByNext) {
+  IteratedOfWorld<Numbered> record("number", "numbers", "integer");
+  // A search offered for records registered before this one is not its own.
+  numbers = &record;
+  survey::host::LibraryOffers offers;
+  offers.nextHoldingOf = &SearchOf;
+  host.GetRegistry().AdoptOffers(host.GetRegistry().Sequence(), offers);
+  searching = SearchCounts();
+  auto stream = Ask("numbers");
+  EXPECT_EQ(1000u, PulledHolding(*stream, "77").size());
+  EXPECT_EQ(0, searching.searches);
+  EXPECT_EQ(1000, searching.nexts);
+}

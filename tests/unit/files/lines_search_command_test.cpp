@@ -1,0 +1,259 @@
+// Lines tested against a regular expression through the survey command, on
+// generated files: the counts and line numbers grep, awk and fold give, and
+// those of the same test written so that it is evaluated for every line
+// ("true and ..."), which no search for the pattern's bytes can take up.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/unit/files/files_test_support.h"
+
+namespace {
+
+using survey::files::testing::Answer;
+using survey::files::testing::Ask;
+using survey::files::testing::One;
+using survey::files::testing::Output;
+using survey::files::testing::QueryString;
+using survey::files::testing::ScratchTree;
+using survey::files::testing::ShellQuoted;
+using survey::files::testing::Tool;
+
+std::string Q(std::string const& text) { return QueryString(text); }
+
+// Lines of exactly 37 bytes, endings included (so that no line ending falls
+// on the last byte of a 2048-byte window), with the endings cycling through
+// `endings`. Of five lines: one holds "warning" and a number, one "Warn" and
+// a number, one an "x", one ends in "wa" and the next starts with "rn" and a
+// number, so that "warn" runs across the line ending; the bytes sit at
+// places in the line that move from line to line, and so across the places
+// where the file is read in pieces.
+std::string Generated(int count, std::vector<std::string> const& endings) {
+  constexpr std::size_t kPeriod = 37;
+  std::string text;
+  for (int i = 0; i < count; ++i) {
+    std::string const& ending = endings[static_cast<std::size_t>(i) % endings.size()];
+    std::size_t const room = kPeriod - ending.size();
+    char const fill = static_cast<char>('b' + i % 20);
+    std::string const pad(static_cast<std::size_t>(i % 9), fill);
+    std::string const number = std::to_string(i);
+    std::string line;
+    switch (i % 5) {
+      case 0:
+        line = pad + "warning" + number;
+        break;
+      case 1:
+        line = pad + "Warn" + number;
+        break;
+      case 2:
+        line = pad + "x " + number;
+        break;
+      case 3:
+        line = number + " ";
+        line.resize(room - 2, fill);
+        line += "wa";
+        break;
+      default:
+        line = "rn" + number + " warn";
+        break;
+    }
+    line.resize(room, fill);
+    text += line + ending;
+  }
+  return text;
+}
+
+// The patterns tried: one with a required literal, one without, one with an
+// alternative, one whose literal is optional, one with "warn" across groups.
+std::vector<std::string> const kPatterns = {"warn(ing)?[0-9]+", "[0-9]+", "warn|x", "(warn)?x",
+                                            "wa(rn)[0-9]"};
+
+class LinesSearchCommandTest : public ::testing::Test {
+ protected:
+  std::string Make(std::string const& name, std::string const& bytes) {
+    tree.File(name, bytes);
+    return tree / name;
+  }
+
+  // The count of lines that hold the pattern, through the filter that a
+  // search can take up; checked against the filter that it cannot.
+  static std::string Count(std::string const& path, std::string const& relation) {
+    std::string const file = " of file " + Q(path);
+    std::string const searched = One("number of lines whose (it " + relation + ")" + file);
+    EXPECT_EQ(One("number of lines whose (true and it " + relation + ")" + file), searched)
+        << relation;
+    return searched;
+  }
+
+  // The numbers of those lines, one a line, checked likewise.
+  static std::string Numbers(std::string const& path, std::string const& relation) {
+    std::string const file = " of file " + Q(path);
+    Answer const searched = Ask("line numbers of lines whose (it " + relation + ")" + file);
+    Answer const tested = Ask("line numbers of lines whose (true and it " + relation + ")" + file);
+    EXPECT_EQ("", searched.error) << relation;
+    EXPECT_EQ(tested.values, searched.values) << relation;
+    std::string joined;
+    for (auto const& value : searched.values) joined += value + "\n";
+    return joined;
+  }
+
+  ScratchTree tree;
+};
+
+TEST_F(LinesSearchCommandTest, LineFeedLinesAgreeWithGrep) {
+  std::string const path = Make("lf", Generated(9000, {"\n"}));
+  for (std::string const& pattern : kPatterns) {
+    std::string const grep = "grep -E " + ShellQuoted(pattern) + " ";
+    EXPECT_EQ(Tool(grep + "-c " + ShellQuoted(path) + " || true"),
+              Count(path, "contains regex " + Q(pattern)))
+        << pattern;
+    EXPECT_EQ(Tool(grep + "-c " + ShellQuoted(path) + " || true"),
+              Count(path, "contains regular expression " + Q(pattern)))
+        << pattern;
+    EXPECT_EQ(Tool(grep + "-c -i " + ShellQuoted(path) + " || true"),
+              Count(path, "contains case insensitive regex " + Q(pattern)))
+        << pattern;
+    EXPECT_EQ(Output(grep + "-n " + ShellQuoted(path) + " | cut -d: -f1"),
+              Numbers(path, "contains regex " + Q(pattern)))
+        << pattern;
+  }
+  // Lines that do not hold it are not searched for at all.
+  EXPECT_EQ(Tool("grep -E -v -c 'warn(ing)?[0-9]+' " + ShellQuoted(path)),
+            Count(path, "does not contain regex " + Q("warn(ing)?[0-9]+")));
+}
+
+TEST_F(LinesSearchCommandTest, EveryLineEndingAgreesWithAwk) {
+  std::string const path = Make("mixed", Generated(6000, {"\r\n", "\n", "\n\r", "\r"}));
+  std::string const awk = "awk 'BEGIN{RS=\"\\r\\n|\\n\\r|\\r|\\n\"} ";
+  for (std::string const& pattern : kPatterns) {
+    EXPECT_EQ(Tool(awk + "/" + pattern + "/{n++} END{print n+0}' " + ShellQuoted(path)),
+              Count(path, "contains regex " + Q(pattern)))
+        << pattern;
+    EXPECT_EQ(Output(awk + "/" + pattern + "/{print NR}' " + ShellQuoted(path)),
+              Numbers(path, "contains regex " + Q(pattern)))
+        << pattern;
+  }
+}
+
+TEST_F(LinesSearchCommandTest, LinesLongerThanTheBufferAreSearchedInTheirPieces) {
+  // Each 5000-byte line holds "warning" and a number three times: inside
+  // its first piece, across the end of that piece, and inside its second;
+  // every other line has one letter changed in the last two.
+  std::string text;
+  for (int i = 0; i < 30; ++i) {
+    std::string line(5000, static_cast<char>('b' + i % 20));
+    std::string const word = i % 2 == 0 ? "warning77" : "warninf77";
+    line.replace(100, 9, "warning77");
+    line.replace(2044, 9, word);
+    line.replace(3000, 9, word);
+    text += line + "\n";
+  }
+  std::string const path = Make("long", text);
+  std::string const fold = "fold -b -w 2048 " + ShellQuoted(path);
+  for (std::string const& pattern : kPatterns) {
+    EXPECT_EQ(Tool(fold + " | grep -E -c " + ShellQuoted(pattern) + " || true"),
+              Count(path, "contains regex " + Q(pattern)))
+        << pattern;
+    EXPECT_EQ(Output(fold + " | grep -E -n " + ShellQuoted(pattern) + " | cut -d: -f1"),
+              Numbers(path, "contains regex " + Q(pattern)))
+        << pattern;
+  }
+}
+
+TEST_F(LinesSearchCommandTest, LinesWithNulBytesAgreeWithGrepReadingText) {
+  std::string text;
+  for (int i = 0; i < 3000; ++i) {
+    std::string line = "n" + std::to_string(i);
+    if (i % 3 == 0) line += std::string(1, '\0') + "warning" + std::to_string(i);
+    if (i % 3 == 1) line += std::string(1, '\0') + "warn" + std::string(1, '\0') + "7";
+    if (i % 7 == 0) line += std::string(2, '\0');
+    line.resize(36, '.');
+    text += line + "\n";
+  }
+  std::string const path = Make("nul", text);
+  for (std::string const& pattern : kPatterns) {
+    std::string const grep = "grep -a -E " + ShellQuoted(pattern) + " ";
+    EXPECT_EQ(Tool(grep + "-c " + ShellQuoted(path) + " || true"),
+              Count(path, "contains regex " + Q(pattern)))
+        << pattern;
+    EXPECT_EQ(Output(grep + "-n " + ShellQuoted(path) + " | cut -d: -f1"),
+              Numbers(path, "contains regex " + Q(pattern)))
+        << pattern;
+  }
+}
+
+TEST_F(LinesSearchCommandTest, TheLastLineWithoutAnEndingIsSearched) {
+  std::string const path = Make("open", "first\nwarn\nsecond 12\nwarning12");
+  std::string const pattern = "warn(ing)?[0-9]+";
+  EXPECT_EQ(Tool("grep -E -c " + ShellQuoted(pattern) + " " + ShellQuoted(path)),
+            Count(path, "contains regex " + Q(pattern)));
+  EXPECT_EQ(
+      Output("grep -E -n " + ShellQuoted(pattern) + " " + ShellQuoted(path) + " | cut -d: -f1"),
+      Numbers(path, "contains regex " + Q(pattern)));
+  std::string const none = Make("none", "first\nwarn\nsecond 12\nwarning");
+  EXPECT_EQ(Tool("grep -E -c " + ShellQuoted(pattern) + " " + ShellQuoted(none) + " || true"),
+            Count(none, "contains regex " + Q(pattern)));
+}
+
+TEST_F(LinesSearchCommandTest, TheLinesFoundShowWhatTheyWouldShowWhenEachIsTested) {
+  // What a line found shows of its place: its text, its neighbours, and
+  // the byte offsets that its number leads to, as sed prints them.
+  std::string const path = Make("places", Generated(3000, {"\r\n", "\n"}));
+  std::string const relation = "it contains regex " + Q("warn(ing)?[0-9]+");
+  std::string const file = " of file " + Q(path);
+  Answer const texts = Ask("lines whose (" + relation + ")" + file);
+  Answer const tested = Ask("lines whose (true and " + relation + ")" + file);
+  EXPECT_EQ(tested.values, texts.values);
+  Answer const after = Ask("next lines of lines whose (" + relation + ")" + file);
+  EXPECT_EQ(Ask("next lines of lines whose (true and " + relation + ")" + file).values,
+            after.values);
+  Answer const numbers = Ask("line numbers of lines whose (" + relation + ")" + file);
+  ASSERT_EQ(texts.values.size(), numbers.values.size());
+  ASSERT_FALSE(numbers.values.empty());
+  for (std::size_t k = 0; k < numbers.values.size(); k += 97) {
+    EXPECT_EQ(Tool("sed -n " + numbers.values[k] + "p " + ShellQuoted(path) + " | tr -d '\\r'"),
+              texts.values[k])
+        << numbers.values[k];
+  }
+}
+
+// The matches of a pattern in the lines of a file, beside grep's, and
+// beside those in the same lines taken through a filter that lets every
+// line through, which the search for the pattern's bytes does not reach.
+TEST_F(LinesSearchCommandTest, MatchesInLinesAgreeWithGrepAndWithEveryLineSearched) {
+  for (auto const& endings :
+       std::vector<std::vector<std::string>>{{"\n"}, {"\r\n", "\n", "\n\r", "\r"}}) {
+    std::string const path =
+        Make("matches" + std::to_string(endings.size()), Generated(6000, endings));
+    std::string const of = " of lines of file " + Q(path);
+    std::string const ofEvery = " of lines whose (true) of file " + Q(path);
+    std::string const warn = "warn(ing)?[0-9]+";
+    if (endings.size() == 1) {
+      // No line holds two matches of it, nor a match that another starts
+      // inside.
+      EXPECT_EQ(Tool("grep -E -o " + ShellQuoted(warn) + " " + ShellQuoted(path) + " | wc -l"),
+                One("number of matches (regex " + Q(warn) + ")" + of));
+    }
+    for (std::string const& pattern : kPatterns) {
+      for (std::string const phrase :
+           {"matches (regex ", "matches (regular expression ", "first matches (regex ",
+            "matches (case insensitive regex "}) {
+        std::string const matches = phrase + Q(pattern) + ")";
+        EXPECT_EQ(One("number of " + matches + ofEvery), One("number of " + matches + of))
+            << matches;
+        Answer const searched = Ask(matches + of);
+        EXPECT_EQ("", searched.error) << matches;
+        EXPECT_EQ(Ask(matches + ofEvery).values, searched.values) << matches;
+      }
+    }
+    // The parts of the matches found, and the lines they were found in.
+    std::string const parts =
+        "parenthesized parts of matches (regex " + Q("wa(rn)(ing)?([0-9]+)") + ")";
+    Answer const searched = Ask(parts + of);
+    EXPECT_FALSE(searched.values.empty());
+    EXPECT_EQ(Ask(parts + ofEvery).values, searched.values);
+  }
+}
+
+}  // namespace
