@@ -853,6 +853,9 @@ std::string Evaluator::RequiredBytes(std::vector<Step*> const& filters, Value co
   if (step.left == nullptr || step.left->node.kind != NodeKind::kIt || step.right == nullptr) {
     return std::string();
   }
+  // Bytes learned from the first value stand for every later one: the right
+  // side must not be that value itself.
+  if (step.right->node.kind == NodeKind::kIt) return std::string();
   Value const* const right = AtHand(*step.right, value);
   if (right == nullptr) return std::string();
   // The record the test called, which answered with a boolean and read the
