@@ -163,6 +163,22 @@ file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, 
         unchecked = kLinesPassedPerCheck;
       }
     }
+    // The lines after this one that end before the occurrence are passed
+    // over in the loop of blocks, as the steps would pass them: each starts
+    // at or before the occurrence and cannot hold it, and the window stays
+    // as it is. The loop stops short of any line that would need a refill.
+    if (fills == loop_->Fills()) {
+      unsigned long const most = std::is_same_v<Test, Every> ? unchecked : ULONG_MAX;
+      unsigned long const moved = loop_->PassBefore(most, hit, offset_);
+      index_ += static_cast<long long>(moved);
+      if constexpr (std::is_same_v<Test, Every>) {
+        unchecked -= moved;
+        if (unchecked == 0) {
+          Check_For_Surveyor_Interruption();
+          unchecked = kLinesPassedPerCheck;
+        }
+      }
+    }
   }
   return Deliver(object);
 }

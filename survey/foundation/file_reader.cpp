@@ -490,23 +490,25 @@ struct PassWindow {
 // Moves on by at most `most` lines, as ScanForLine and Refill find them,
 // from the line that ends at `found` with its ending up to `after`,
 // through blocks of 64 bytes whose CR and LF bytes are found at once;
-// copies each line's text to `copy`. Blocks are read with a byte after
-// them before `limit`, within the bytes held, so that the byte after an
-// ending found is known to be no CR where the bytes before `limit` hold
-// none. A line whose ending lies in the window with a byte after
-// it is the next line. A line that starts after the window's front and has
-// no CR or LF in the window is the line that a refill moves to the front:
-// the window moves on to start with it when the bytes held fill a window
-// from there, and the line is then looked at in the new window. Any other
-// line at the window's end (one that runs through the whole window, one
-// whose ending is the window's last byte, one where too few bytes are held)
-// is left to the caller. Without `kCarriageReturns`, the bytes up to
-// `limit` hold no CR, and every ending is a single LF. The number of lines
-// moved to.
-template <bool kCarriageReturns>
-inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, unsigned char*& found,
-                                    unsigned char*& after, PassWindow& window,
-                                    unsigned char* const limit, unsigned char* copy) {
+// copies each line's text to `copy`, or with `kStop` copies nothing and
+// moves to no line that ends at or past `stop`, nor moves the window.
+// Blocks are read with a byte after them before `limit`, within the bytes
+// held, so that the byte after an ending found is known to be no CR where
+// the bytes before `limit` hold none. A line whose ending lies in the window
+// with a byte after it is the next line. A line that starts after the
+// window's front and has no CR or LF in the window is the line that a
+// refill moves to the front: the window moves on to start with it when the
+// bytes held fill a window from there, and the line is then looked at in
+// the new window. Any other line at the window's end (one that runs through
+// the whole window, one whose ending is the window's last byte, one where
+// too few bytes are held) is left to the caller. Without
+// `kCarriageReturns`, the bytes up to `limit` hold no CR, and every ending
+// is a single LF. The number of lines moved to.
+template <bool kCarriageReturns, bool kStop>
+inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
+                                    unsigned char*& found, unsigned char*& after,
+                                    PassWindow& window, unsigned char* const limit,
+                                    unsigned char* copy, unsigned char const* stop) {
   unsigned long moved = 0;
   if (most == 0 || limit - after <= 64) return 0;
   unsigned char* block = after;
@@ -521,9 +523,14 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, u
       if (kCarriageReturns && after > block) bits &= ~std::uint64_t{0} << (after - block);
     }
     unsigned char* const at = block + __builtin_ctzll(bits);
+    // With `kStop`, a line that ends at or past `stop` is not moved to.
+    if constexpr (kStop) {
+      if (at >= stop) return moved;
+    }
     if (__builtin_expect(window.end - at < 2, 0)) {
-      // No ending with a byte after it in the window.
-      if (at < window.end || after == window.front ||
+      // No ending with a byte after it in the window; with `kStop` the
+      // window stays where it is.
+      if (kStop || at < window.end || after == window.front ||
           static_cast<unsigned long>(window.held - after) < window.size) {
         return moved;
       }
@@ -545,7 +552,9 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start, u
     } else {
       after = at + 1;
     }
-    CopyLine(copy, start, static_cast<unsigned long>(at - start), window.held);
+    if constexpr (!kStop) {
+      CopyLine(copy, start, static_cast<unsigned long>(at - start), window.held);
+    }
     if (++moved == most) return moved;
   }
 }
@@ -567,6 +576,17 @@ inline unsigned char* FirstLineEnd(unsigned char* from, unsigned char* const end
 }  // namespace
 
 unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, unsigned long& bytes) {
+  return Move<false>(most, copy, nullptr, bytes);
+}
+
+unsigned long FileLineLoop::PassBefore(unsigned long most, unsigned char const* stop,
+                                       unsigned long& bytes) {
+  return Move<true>(most, nullptr, stop, bytes);
+}
+
+template <bool kStop>
+inline unsigned long FileLineLoop::Move(unsigned long most, unsigned char* copy,
+                                        unsigned char const* stop, unsigned long& bytes) {
   unsigned long moved = 0;
   while (moved != most) {
     // Most lines end in the window with a byte after their ending, which
@@ -595,8 +615,10 @@ unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, uns
       }
       PassWindow window{front_, validEnd_, held, buffer_.Length(), fills_};
       moved += nextCr_ - after > 64
-                   ? PassOverBlocks<false>(most - moved, start, found, after, window, nextCr_, copy)
-                   : PassOverBlocks<true>(most - moved, start, found, after, window, held, copy);
+                   ? PassOverBlocks<false, kStop>(most - moved, start, found, after, window,
+                                                  nextCr_, copy, stop)
+                   : PassOverBlocks<true, kStop>(most - moved, start, found, after, window, held,
+                                                 copy, stop);
       front_ = window.front;
       validEnd_ = window.end;
       if (readingAhead_) aheadStart_ = window.end;
@@ -607,11 +629,14 @@ unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, uns
     while (moved != most) {
       unsigned char* const at = FirstLineEnd(after, end);
       if (end - at < 2) break;
+      if constexpr (kStop) {
+        if (at >= stop) break;
+      }
       bool const pair = (at[0] ^ at[1]) == kPairBits;
       start = after;
       found = at;
       after = at + (pair ? 2 : 1);
-      CopyText(copy, start, static_cast<unsigned long>(at - start));
+      if constexpr (!kStop) CopyText(copy, start, static_cast<unsigned long>(at - start));
       ++moved;
     }
     lineStart_ = start;
@@ -619,7 +644,8 @@ unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, uns
     endingStart_ = found;
     endingEnd_ = after;
     bytes += static_cast<unsigned long>(start - first);
-    if (moved == most) break;
+    // The next line ends at or past the stop, or lies beyond a refill.
+    if (kStop || moved == most) break;
     // A line that ends on the last byte the buffer holds, or runs past it:
     // the increment's own way.
     bytes += ByteCount();

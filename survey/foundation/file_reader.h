@@ -194,6 +194,14 @@ class FileLineLoop {
   // moved to: fewer than `most` when the loop finished on the way, after
   // one more step.
   unsigned long Advance(unsigned long most, unsigned char* copy, unsigned long& bytes);
+  // Moves on by at most `most` lines, exactly as that many increments would,
+  // over lines that end before `stop`: it stops before a line whose text
+  // ends at or past `stop`, and before any line that an increment would
+  // reach only by a refill of the buffer or a move of the window (so that
+  // Fills stays as it is and the window's bytes stay where they are).
+  // Copies nothing. Before each step the present line's ByteCount is added
+  // to `bytes`. The number of lines moved to, which may be none.
+  unsigned long PassBefore(unsigned long most, unsigned char const* stop, unsigned long& bytes);
 
   // From the next Start on, a file of known length is read into memory of
   // the loop's own, `size` bytes of it (at least twice the buffer's length),
@@ -240,6 +248,12 @@ class FileLineLoop {
   void MoveWindow(unsigned char* start);
   // The line runs from `start` to the first line end at or after `from`.
   inline void ScanForLine(unsigned char* start, unsigned char* from);
+  // Advance, or with `kStop` PassBefore: one loop over the lines, which
+  // without `kStop` copies each line to `copy` and refills as it goes, and
+  // with it copies nothing and stops before `stop` or a refill.
+  template <bool kStop>
+  inline unsigned long Move(unsigned long most, unsigned char* copy, unsigned char const* stop,
+                            unsigned long& bytes);
   // The rest of an increment whose line has no ending in the buffer: the
   // line is delivered as it stands, or moved to the front and the buffer
   // refilled behind it.

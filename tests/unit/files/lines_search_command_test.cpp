@@ -256,4 +256,68 @@ TEST_F(LinesSearchCommandTest, MatchesInLinesAgreeWithGrepAndWithEveryLineSearch
   }
 }
 
+// Lines of random lengths (short, around the 64-byte blocks, around and
+// past the 2048-byte buffer), in stretches of LF endings alone between
+// stretches of every ending, with "warning" and a number at random places,
+// and "warn" split across line endings: the lines found by the search for
+// the pattern's bytes, their numbers, and the lines before and after them
+// (which are found from each line's byte offsets) are those found when
+// every line is tested.
+TEST_F(LinesSearchCommandTest, RandomLinesFoundBySearchAreThoseFoundByTestingEachLine) {
+  unsigned seed = 99;
+  auto next = [&seed]() {
+    seed = seed * 1103515245u + 12345u;
+    return (seed >> 16) & 0x7FFF;
+  };
+  char const* const endings[] = {"\n", "\r\n", "\n\r", "\r", "\r\r", "\n\n"};
+  std::string text;
+  for (int i = 0; i < 7000; ++i) {
+    bool const lineFeeds = (i / 700) % 2 == 0;
+    unsigned const kind = next() % 100;
+    unsigned const length = kind < 2    ? 2040 + next() % 16
+                            : kind < 4  ? 2048 + next() % 3000
+                            : kind < 20 ? 50 + next() % 30
+                                        : next() % 60;
+    std::string line;
+    for (unsigned k = 0; k < length; ++k) line += static_cast<char>('a' + next() % 26);
+    unsigned const mark = next() % 12;
+    if (mark == 0) {
+      line.insert(next() % (line.size() + 1), "warning" + std::to_string(next() % 1000));
+    } else if (mark == 1) {
+      line += "warn";
+    } else if (mark == 2) {
+      line = "ing" + std::to_string(next() % 10) + line;
+    }
+    text += line + (lineFeeds ? "\n" : endings[next() % 6]);
+  }
+  text += "warning1";
+  std::string const path = Make("random", text);
+  std::string const file = " of file " + Q(path);
+  for (std::string const& relation :
+       {"it contains regex " + Q("warn(ing)?[0-9]+"), "it contains " + Q("warning"),
+        "it contains regex " + Q("g[0-9]")}) {
+    for (std::string const form :
+         {"lines whose (", "line numbers of lines whose (", "next lines of lines whose (",
+          "previous lines of lines whose ("}) {
+      Answer const searched = Ask(form + relation + ")" + file);
+      Answer const tested = Ask(form + "true and " + relation + ")" + file);
+      EXPECT_EQ("", searched.error) << form << relation;
+      EXPECT_GT(searched.values.size(), 300u) << form << relation;
+      EXPECT_EQ(tested.values, searched.values) << form << relation;
+    }
+  }
+  // The lines containing a string, and the matches in lines.
+  for (std::string const& form : {"line numbers of lines containing " + Q("warning"),
+                                  "previous lines of lines containing " + Q("warning")}) {
+    Answer const searched = Ask(form + file);
+    std::string const every = form.substr(0, form.find("lines containing")) +
+                              "lines whose (true and it contains " + Q("warning") + ")";
+    EXPECT_EQ(Ask(every + file).values, searched.values) << form;
+    EXPECT_GT(searched.values.size(), 300u) << form;
+  }
+  std::string const matches = "matches (regex " + Q("warn(ing)?[0-9]+") + ")";
+  EXPECT_EQ(Ask(matches + " of lines whose (true)" + file).values,
+            Ask(matches + " of lines" + file).values);
+}
+
 }  // namespace

@@ -761,4 +761,103 @@ TEST_F(FileReaderTest, AWindowOverBytesReadAheadGivesTheLinesOfTheBuffer) {
   }
 }
 
+// PassBefore against increments of a second loop over the same file: the
+// lines it moves over are exactly those increments reach without a refill
+// and that end before the stop; it lands where they land, with the same
+// text, ending, byte count and fills, and the bytes it counts are the sum
+// of the increments' ByteCounts. Where it stops short of `most`, the next
+// increment refills, reaches a line that ends at or past the stop, ends the
+// file, or reaches a line whose ending closes the window.
+void ExpectPassesLikeIncrements(std::string const& path, unsigned long size, unsigned long ahead,
+                                unsigned& seed) {
+  auto next = [&seed]() {
+    seed = seed * 1103515245u + 12345u;
+    return (seed >> 16) & 0x7FFF;
+  };
+  std::vector<unsigned char> bufferA(size);
+  std::vector<unsigned char> bufferB(size);
+  FileReadingPath file{FileLocation(path.c_str())};
+  FileLineLoop stepped{Data(bufferA.data(), bufferA.size())};
+  FileLineLoop passed{Data(bufferB.data(), bufferB.size())};
+  if (ahead != 0) {
+    stepped.ReadAhead(ahead);
+    passed.ReadAhead(ahead);
+  }
+  stepped.Start(file, 0);
+  passed.Start(file, 0);
+  unsigned long stoppedShort = 0;
+  unsigned long movedInAll = 0;
+  while (stepped.Unfinished()) {
+    ASSERT_TRUE(passed.Unfinished());
+    ASSERT_EQ(MakeString(stepped.Line()), MakeString(passed.Line()));
+    ASSERT_EQ(MakeString(stepped.Ending()), MakeString(passed.Ending()));
+    ASSERT_EQ(stepped.Fills(), passed.Fills());
+    ASSERT_EQ(stepped.Held().Length(), passed.Held().Length());
+    // The stop: anywhere in the bytes held from this line on, mostly far on.
+    unsigned long const held = passed.Held().Length();
+    unsigned long const k = next() % 4 == 0 ? next() % (held + 1) : held - next() % (held / 8 + 1);
+    unsigned long const most = next() % 3 == 0 ? 1 + next() % 5 : 100000;
+    unsigned long bytes = 0;
+    unsigned long const moved = passed.PassBefore(most, passed.Held().begin + k, bytes);
+    ASSERT_LE(moved, most);
+    movedInAll += moved;
+    unsigned char const* const stopA = stepped.Held().begin + k;
+    unsigned long const fills = stepped.Fills();
+    unsigned long sum = 0;
+    for (unsigned long i = 0; i < moved; ++i) {
+      sum += stepped.ByteCount();
+      ++stepped;
+      ASSERT_TRUE(stepped.Unfinished());
+      ASSERT_EQ(stepped.Fills(), fills);
+      ASSERT_LT(stepped.Line().end, stopA) << size << " " << ahead << " " << i;
+    }
+    ASSERT_EQ(sum, bytes);
+    ASSERT_EQ(MakeString(stepped.Line()), MakeString(passed.Line()));
+    ASSERT_EQ(MakeString(stepped.Ending()), MakeString(passed.Ending()));
+    ASSERT_EQ(stepped.ByteCount(), passed.ByteCount());
+    ASSERT_EQ(stepped.Fills(), passed.Fills());
+    // Both move on by one increment.
+    unsigned char const* const windowEnd = stepped.Held().end;
+    ++stepped;
+    ++passed;
+    if (moved < most) {
+      ++stoppedShort;
+      bool const allowed = stepped.Finished() || stepped.Fills() != fills ||
+                           stepped.Line().end >= stopA || stepped.Ending().end == windowEnd;
+      ASSERT_TRUE(allowed) << size << " " << ahead << " " << k << " " << moved;
+    }
+  }
+  EXPECT_TRUE(passed.Finished());
+  // The passes did move, and did stop.
+  EXPECT_GT(movedInAll, 0u);
+  EXPECT_GT(stoppedShort, 0u);
+}
+
+TEST_F(FileReaderTest, PassingBeforeAStopLandsWhereIncrementsLand) {
+  std::string text;
+  unsigned seed = 2024;
+  auto next = [&seed]() {
+    seed = seed * 1103515245u + 12345u;
+    return (seed >> 16) & 0x7FFF;
+  };
+  char const* const endings[] = {"\n", "\r\n", "\n\r", "\r", "\r\r", "\n\n"};
+  // Stretches of LF lines alone (the search for LF without CR) between
+  // stretches of every ending, lines short and long, some past 2048 bytes.
+  for (int i = 0; i < 6000; ++i) {
+    bool const lineFeeds = (i / 500) % 2 == 0;
+    unsigned const length = next() % 200 == 0  ? 2000 + next() % 300
+                            : next() % 10 == 0 ? next() % 300
+                                               : next() % 40;
+    for (unsigned k = 0; k < length; ++k) text += static_cast<char>('a' + next() % 26);
+    text += lineFeeds ? "\n" : endings[next() % 6];
+  }
+  text += "last";
+  std::string const path = Write("passing", text);
+  for (unsigned long size : {16UL, 100UL, 2048UL}) {
+    for (unsigned long ahead : {0UL, 2 * size + 7, 65536UL}) {
+      ExpectPassesLikeIncrements(path, size, ahead, seed);
+    }
+  }
+}
+
 }  // namespace
