@@ -101,23 +101,6 @@ std::uint64_t Load32(char const* at) {
   return word;
 }
 
-// Whether two texts of one size hold the same bytes. Type names are short:
-// they are compared a word at a time, the last word overlapping, without a
-// call.
-inline bool SameBytes(char const* a, char const* b, std::size_t size) {
-  if (size >= 8) {
-    for (std::size_t k = 0; k + 8 < size; k += 8) {
-      if (Load64(a + k) != Load64(b + k)) return false;
-    }
-    return Load64(a + size - 8) == Load64(b + size - 8);
-  }
-  if (size >= 4) return Load32(a) == Load32(b) && Load32(a + size - 4) == Load32(b + size - 4);
-  for (std::size_t k = 0; k < size; ++k) {
-    if (a[k] != b[k]) return false;
-  }
-  return true;
-}
-
 std::uint64_t HashText(std::string_view text) {
   constexpr std::uint64_t kMultiplier = 0x9e3779b97f4a7c15ULL;
   char const* const at = text.data();
@@ -601,8 +584,7 @@ inline std::string_view Registry::KeepTypeName(std::string_view name) {
   KeptTypeName& slot = keptTypeNames_[(address ^ (address >> 8)) % kKeptTypeNames];
   // The bytes are compared as well as the address: a text may have been
   // rewritten in place since (a buffer of the caller's, used again).
-  if (slot.from != name.data() || slot.kept.size() != name.size() ||
-      !SameBytes(slot.kept.data(), name.data(), name.size())) [[unlikely]] {
+  if (slot.from != name.data() || slot.kept != name) [[unlikely]] {
     slot.from = name.data();
     slot.kept = KeepName(name);
   }
@@ -867,13 +849,6 @@ std::optional<std::string> Registry::EndLoad() {
     return message;
   }
   return CheckRecordsSince(start);
-}
-
-void Registry::AdoptPasses(unsigned long long since,
-                           IteratedPassOver (*passOf)(void const* context)) {
-  LibraryOffers offers;
-  offers.passOf = passOf;
-  AdoptOffers(since, offers);
 }
 
 void Registry::AdoptOffers(unsigned long long since, LibraryOffers const& offers) {

@@ -242,11 +242,8 @@ class Registry {
   // type has, a type name registered twice, two records under one key),
   // each message naming the record. Nothing when the load is sound.
   std::optional<std::string> EndLoad();
-  // A count of registrations that a later AdoptPasses takes as its start.
+  // A count of registrations that a later AdoptOffers takes as its start.
   unsigned long long Sequence() const { return sequence_; }
-  // Gives each iterated record registered since `since` the pass that
-  // `passOf` names for its context, if any.
-  void AdoptPasses(unsigned long long since, IteratedPassOver (*passOf)(void const* context));
   // Gives each iterated record and each operator registered since `since`
   // the pass, the search and the required bytes that the offers name for
   // its context, in one walk of the records.

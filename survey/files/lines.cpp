@@ -141,6 +141,11 @@ file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, 
   // the string are given to the test.
   unsigned char const* hit = nullptr;
   unsigned long fills = 0;
+  // A search without a test of its own stands for many calls of Next,
+  // between which the host would check for interruption: it checks itself.
+  // The test of "lines containing" is the host's, and its search goes on as
+  // it always has.
+  constexpr bool kChecks = std::is_same_v<Test, Every>;
   [[maybe_unused]] unsigned long unchecked = kLinesPassedPerCheck;
   for (;;) {
     ConstData const line = loop_->Line();
@@ -154,29 +159,22 @@ file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, 
         hit <= line.end && static_cast<unsigned long>(line.end - hit) >= sought.length;
     if (mayHold && test(line.AsSurveyorString())) break;
     Step();
-    // A search without a test of its own stands for many calls of Next,
-    // between which the host would check; the test of "lines containing"
-    // is the host's, and its search goes on as it always has.
-    if constexpr (std::is_same_v<Test, Every>) {
-      if (--unchecked == 0) {
-        Check_For_Surveyor_Interruption();
-        unchecked = kLinesPassedPerCheck;
-      }
-    }
+    unsigned long passed = 1;
     // The lines after this one that end before the occurrence are passed
     // over in the loop of blocks, as the steps would pass them: each starts
     // at or before the occurrence and cannot hold it, and the window stays
     // as it is. The loop stops short of any line that would need a refill.
     if (fills == loop_->Fills()) {
-      unsigned long const most = std::is_same_v<Test, Every> ? unchecked : ULONG_MAX;
+      unsigned long const most = kChecks ? unchecked - 1 : ULONG_MAX;
       unsigned long const moved = loop_->PassBefore(most, hit, offset_);
       index_ += static_cast<long long>(moved);
-      if constexpr (std::is_same_v<Test, Every>) {
-        unchecked -= moved;
-        if (unchecked == 0) {
-          Check_For_Surveyor_Interruption();
-          unchecked = kLinesPassedPerCheck;
-        }
+      passed += moved;
+    }
+    if constexpr (kChecks) {
+      unchecked -= passed;
+      if (unchecked == 0) {
+        Check_For_Surveyor_Interruption();
+        unchecked = kLinesPassedPerCheck;
       }
     }
   }

@@ -694,15 +694,9 @@ int RequiredBytes(re_pattern_buffer const& pattern, unsigned char const** bytes,
   return 1;
 }
 
-// For "contains": the right operand is the pattern.
-int BytesOfContained(void const* pattern, void const*, unsigned char const** bytes,
-                     unsigned long* length) {
-  return RequiredBytes(*static_cast<regular_expression const*>(pattern)->pattern, bytes, length);
-}
-
-// For the matches of a string: the index is the pattern, and a string with
-// a match holds its bytes.
-int BytesOfMatched(void const* pattern, void const*, unsigned char const** bytes,
+// The operand is the pattern: the right operand of "contains", and the
+// index of the matches of a string (a string with a match holds the bytes).
+int BytesOfPattern(void const* pattern, void const*, unsigned char const** bytes,
                    unsigned long* length) {
   return RequiredBytes(*static_cast<regular_expression const*>(pattern)->pattern, bytes, length);
 }
@@ -914,7 +908,7 @@ survey::frame::IteratedRowOf<MatchSteps, Matches, regular_expression, surveyor_s
                              regular_expression_match, MatchSteps::Member>
 MatchRow(char const* singular, char const* plural, MatchSteps::Member first,
          MatchSteps::Member next) {
-  return {singular, plural, first, next, &DependsOnlyOnParameters, &BytesOfMatched};
+  return {singular, plural, first, next, &DependsOnlyOnParameters, &BytesOfPattern};
 }
 
 RegistrationTable table{
@@ -933,7 +927,7 @@ RegistrationTable table{
                 &DependsOnlyOnParameters),
     IndexedRow("parenthesized part", "parenthesized parts", &MatchPart, &DependsOnlyOnParameters),
     OperatorRow<surveyor_string, regular_expression, boolean>(
-        kOperatorContains, &Contains, &DependsOnlyOnParameters, &BytesOfContained),
+        kOperatorContains, &Contains, &DependsOnlyOnParameters, &BytesOfPattern),
     OperatorRow<surveyor_string, regular_expression, boolean>(kOperatorEqual, &operator==,
                                                               &DependsOnlyOnParameters),
     OperatorRow<regular_expression, surveyor_string, boolean>(kOperatorEqual, &operator==,

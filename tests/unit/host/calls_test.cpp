@@ -957,10 +957,15 @@ class Thousand {
   long long count_ = 0;
 };
 
-// The pass of the record `thousands` points to, for the host's AdoptPasses.
+// The pass of the record `thousands` points to, for the host's AdoptOffers.
 void const* thousands = nullptr;
 survey::host::IteratedPassOver PassOf(void const* context) {
   return context == thousands ? &Thousand::Pass : nullptr;
+}
+survey::host::LibraryOffers Passes() {
+  survey::host::LibraryOffers offers;
+  offers.passOf = &PassOf;
+  return offers;
 }
 
 }  // namespace
@@ -969,7 +974,7 @@ TEST_F(CallsTest, APassMovesOnAsNextWouldAndGivesItsMemoryBack) {
   unsigned long long const since = host.GetRegistry().Sequence();
   IteratedOfWorld<Thousand> record("thousand", "thousands", "integer");
   thousands = &record;
-  host.GetRegistry().AdoptPasses(since, &PassOf);
+  host.GetRegistry().AdoptOffers(since, Passes());
   passing = PassCounts();
   auto stream = Ask("thousands");
   // The first value comes by First; the others by passes, in as many calls
@@ -995,7 +1000,7 @@ TEST_F(CallsTest, WithoutAPassTheValuesArePassedOverOneByOne) {
   IteratedOfWorld<Thousand> record("thousand", "thousands", "integer");
   // A pass offered for records registered before this one is not its own.
   thousands = &record;
-  host.GetRegistry().AdoptPasses(host.GetRegistry().Sequence(), &PassOf);
+  host.GetRegistry().AdoptOffers(host.GetRegistry().Sequence(), Passes());
   passing = PassCounts();
   auto stream = Ask("thousands");
   EXPECT_EQ(10u, stream->SkipMany(10));
@@ -1009,7 +1014,7 @@ TEST_F(CallsTest, AnInterruptStopsAPassOfManyValues) {
   unsigned long long const since = host.GetRegistry().Sequence();
   IteratedOfWorld<Thousand> record("thousand", "thousands", "integer");
   thousands = &record;
-  host.GetRegistry().AdoptPasses(since, &PassOf);
+  host.GetRegistry().AdoptOffers(since, Passes());
   auto stream = Ask("thousands");
   EXPECT_EQ(1u, stream->SkipMany(1));
   Evaluation::RequestInterrupt();
