@@ -71,6 +71,9 @@ struct ProgramFacts {
   bool backtracking = false;
   // Bytes that every match holds, in this order; empty when none are known.
   std::string literal;
+  // Bytes that every match starts with; empty when none are known. A
+  // search need not look for a match before their first place in a text.
+  std::string leading;
   // Where the character set is UTF-8: the same pattern with each bracket
   // expression written out as the ASCII characters it matches, which the C
   // library searches byte by byte, as it searches any pattern of ASCII
@@ -218,6 +221,23 @@ std::string RequiredLiteral(char const* pattern, int flags) {
   return best;
 }
 
+// The run of plain bytes that every match of an extended pattern starts
+// with: those that open the pattern, less the last when a quantifier or a
+// backslash follows it, which may make it optional. None for a pattern
+// with an alternative at any level, and none when the pattern is matched
+// without regard to case.
+std::string LeadingLiteral(char const* pattern, int flags) {
+  if ((flags & REG_EXTENDED) == 0 || (flags & REG_ICASE) != 0 ||
+      std::strchr(pattern, '|') != nullptr) {
+    return std::string();
+  }
+  char const* p = pattern;
+  while (*p != '\0' && PlainByte(*p)) ++p;
+  std::string run(pattern, p);
+  if (!run.empty() && *p != '\0' && std::strchr("*?+{\\", *p) != nullptr) run.pop_back();
+  return run;
+}
+
 // Whether every byte of a range is an ASCII character other than NUL: for
 // each eight bytes, a byte of 128 or more sets its own top bit, and a NUL
 // byte sets the top bit of its difference with 1.
@@ -362,14 +382,28 @@ re_pattern_buffer const& FormFor(re_pattern_buffer const& pattern, ProgramFacts 
   return *facts->ascii;
 }
 
-// Whether a pattern with these facts can match inside a range: false when
-// a run of bytes that every match holds is not there. Only a search that
-// would run in this process is decided here: one that runs in a child
-// process may be stopped by the query's time limit, and is left to it.
-bool MayMatch(ProgramFacts const* facts, char const* from, char const* to) {
-  if (facts == nullptr || facts->literal.empty() || facts->backtracking) return true;
-  if (static_cast<unsigned long>(to - from) > kLongestSearchInProcess) return true;
-  return HoldsLiteral(from, to, facts->literal);
+// Where a search of a range for a pattern with these facts may find its
+// first match: the range's start, or the first place of the bytes that
+// every match starts with. Null when the range cannot hold a match: the
+// run of bytes that every match holds, or starts with, is not there. The
+// C library then searches less, and a search from there finds what a
+// search of the whole range finds, since it judges the context of its
+// start (a line's start, a word's edge) by the byte before it. Only a
+// search that would run in this process is decided here: one that runs in
+// a child process may be stopped by the query's time limit, and is left to
+// it.
+char const* SearchStart(ProgramFacts const* facts, char const* from, char const* to) {
+  if (facts == nullptr || facts->backtracking) return from;
+  if (static_cast<unsigned long>(to - from) > kLongestSearchInProcess) return from;
+  if (!facts->leading.empty()) {
+    unsigned long const length = static_cast<unsigned long>(to - from);
+    auto const* const found = reinterpret_cast<char const*>(
+        FindBytes(ConstData(from, length), ConstData(facts->leading.data(), facts->leading.size())));
+    if (found == nullptr) return nullptr;
+    from = found;
+  }
+  if (facts->literal.empty() || facts->literal == facts->leading) return from;
+  return HoldsLiteral(from, to, facts->literal) ? from : nullptr;
 }
 
 // Whether a pattern text holds a back-reference, a backslash and a digit
@@ -482,8 +516,10 @@ CompiledRegularExpression RegComp(char const* pattern, int flags) {
   ProgramFacts facts;
   facts.backtracking = HasBackReference(pattern);
   facts.literal = RequiredLiteral(pattern, flags);
+  facts.leading = LeadingLiteral(pattern, flags);
   if (!facts.backtracking) facts.ascii = AsciiForm(pattern, flags, compiled.buffer);
-  if (facts.backtracking || !facts.literal.empty() || facts.ascii != nullptr) {
+  if (facts.backtracking || !facts.literal.empty() || !facts.leading.empty() ||
+      facts.ascii != nullptr) {
     try {
       LastFacts() = LastLookUp{};
       KnownPrograms()[compiled.buffer.buffer] = std::move(facts);
@@ -631,8 +667,9 @@ boolean Contains(surveyor_string const& text, regular_expression const& pattern)
   unsigned long const length = SearchableLength(text);
   // A text without the bytes that every match holds has no match: the C
   // library is not asked.
-  if (!MayMatch(FactsOf(*pattern.pattern), base, base + length)) return boolean{0};
-  bool const found = RegExec(*pattern.pattern, base, base, base + length, 0, 0, nullptr);
+  char const* const start = SearchStart(FactsOf(*pattern.pattern), base, base + length);
+  if (start == nullptr) return boolean{0};
+  bool const found = RegExec(*pattern.pattern, base, start, base + length, 0, 0, nullptr);
   return boolean{static_cast<unsigned char>(found ? 1 : 0)};
 }
 
@@ -741,10 +778,11 @@ std::optional<regular_expression_match> regular_expression_match_iterator::Searc
   unsigned long const length = SearchableLength(text);
   // A range without the bytes that every match holds has no match: the C
   // library is not asked.
-  if (!MayMatch(FactsOf(*pattern.pattern), base + from, base + length)) return std::nullopt;
+  char const* const start = SearchStart(FactsOf(*pattern.pattern), base + from, base + length);
+  if (start == nullptr) return std::nullopt;
   // Room for the whole match only: with more, the C library works out where
   // every group stands, which the parts do only when asked.
-  if (!RegExec(*pattern.pattern, base, base + from, base + length, eflags, 1, &whole_)) {
+  if (!RegExec(*pattern.pattern, base, start, base + length, eflags, 1, &whole_)) {
     return std::nullopt;
   }
   found_ = true;

@@ -55,11 +55,15 @@ std::vector<std::string> GeneratedTexts(unsigned seed, int count) {
 // none matching the empty text, which grep -o does not print.
 std::vector<std::string> const kMatchPatterns = {
     "a+",    "ab|b",        "(a|b)c", "[0-9]+",    "a(b*)c",          "(x|xy)(z|yz)?",
-    "b[^a]", "(a)(b)?(c)?", "c{2,3}", "(a|b)+(c)", "[[:space:]][a-z]"};
+    "b[^a]", "(a)(b)?(c)?", "c{2,3}", "(a|b)+(c)", "[[:space:]][a-z]",
+    // Patterns that open with plain bytes, some made optional or repeated,
+    // so that a search may start where those bytes first stand.
+    "ab+c",  "ab?c",        "xy*z",   "a b",       "01{1,2}",         "bc(x|y)?"};
 
 // Patterns for the relations, some matching the empty text.
 std::vector<std::string> const kRelationPatterns = {
-    "a+", "ab|b", "b|ab", "x*", "(ab)*", "[0-9]", "a(b*)c", "(xy|x)(z)?", "c|cc", "y z"};
+    "a+", "ab|b", "b|ab", "x*", "(ab)*", "[0-9]", "a(b*)c", "(xy|x)(z)?", "c|cc", "y z",
+    "ab?c", "xy+", "ab\\>", "b0{0}a"};
 
 // A python3 program that asks grep and sed what they find: for each pattern
 // and text, the overlapping matches (each search starting one byte after the
