@@ -222,12 +222,28 @@ class IteratedStream final : public Stream {
   // unless the test kept it: then it is a value like those `Next` makes.
   bool Skip(ValueTest test, bool& passed) override {
     if (!started_) return Stream::Skip(test, passed);
+    return SkipTested(test, passed, [&](void* slot) { return StepInto(slot); });
+  }
+
+  // As `Skip(test, passed)`, the step going by the iterator's search when
+  // it has one.
+  bool SkipHolding(std::string_view bytes, ValueTest test, bool& passed) override {
+    IteratedNextHolding const search = property_.entry->nextHolding;
+    if (!started_ || search == nullptr || bytes.empty()) return Skip(test, passed);
+    return SkipTested(test, passed, [&](void* slot) { return SearchInto(slot, bytes); });
+  }
+
+ private:
+  // A later step made by `step` into the block kept for tested values, lent
+  // to the test, then dropped unless the test kept it.
+  template <class Step>
+  bool SkipTested(ValueTest test, bool& passed, Step const& step) {
     if (finished_) return false;
     CheckInterruption();
     Evaluation* const evaluation = Evaluation::Current();
     ArenaMark const before = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
     if (!tested_) tested_ = std::make_unique<ReusedValueBlock>(property_.result);
-    if (!StepInto(tested_->Slot())) return false;
+    if (!step(tested_->Slot())) return false;
     ArenaMark const made = evaluation != nullptr ? evaluation->GetArena().Mark() : ArenaMark{};
     Value const& value = tested_->Finish();
     try {
@@ -240,6 +256,7 @@ class IteratedStream final : public Stream {
     return true;
   }
 
+ public:
   // A step's value is made in one slot that the stream keeps for the
   // purpose and destroyed at once, and the arena memory a later step asked
   // for is given back: what `Next` and `Value::GiveBack` would do, without
@@ -362,6 +379,21 @@ class IteratedStream final : public Stream {
     bool produced = false;
     bool const answered = Guard(What(), [&] {
       produced = step(slot, index_.Data(), object_.Data(), state_->Memory(), entry.context) != 0;
+    });
+    if (answered && produced) return true;
+    Finish();
+    return false;
+  }
+  // A later step by the iterator's search for `bytes`, its value made in
+  // `slot`; false, and the stream finished, as for `StepInto`.
+  bool SearchInto(void* slot, std::string_view bytes) {
+    PropertyEntry const& entry = *property_.entry;
+    bool produced = false;
+    bool const answered = Guard(What(), [&] {
+      produced = entry.nextHolding(slot, index_.Data(), object_.Data(), state_->Memory(),
+                                   entry.context,
+                                   reinterpret_cast<unsigned char const*>(bytes.data()),
+                                   bytes.size()) != 0;
     });
     if (answered && produced) return true;
     Finish();

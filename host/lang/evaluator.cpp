@@ -241,10 +241,9 @@ class FilterStream final : public Stream {
     while (true) {
       bool passed = false;
       if (Holding()) {
-        Value value;
-        if (!Pull(value)) return false;
-        passed = Test(value);
-        value.GiveBack();
+        if (!source_->SkipHolding(bytes_, host::ValueTest{&TestAndLearn, this}, passed)) {
+          return false;
+        }
       } else if (learned_) {
         if (!source_->Skip(test_, passed)) return false;
       } else {
