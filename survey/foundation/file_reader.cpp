@@ -252,6 +252,8 @@ FileReadingLoop& FileReadingLoop::operator++() {
 
 void FileLineLoop::Start(FileReadingPath const& path, unsigned long offset) {
   reader_.Start(path, offset);
+  // Whatever was held before belongs to another start.
+  ++moves_;
   // The window moves on over the memory read ahead only if that holds a
   // window and the bytes carried into the next one, whatever was kept.
   readingAhead_ = aheadSize_ >= 2 * buffer_.Length() && reader_.Length() != kUnknownFileLength;
@@ -286,6 +288,7 @@ inline void FileLineLoop::ReadFromFile(Data target) {
   front_ = buffer_.begin;
   validEnd_ = into.current;
   ++fills_;
+  ++moves_;
   // The bytes have changed: a CR found before is no longer known.
   crKnown_ = false;
 }
@@ -309,6 +312,7 @@ void FileLineLoop::MoveWindow(unsigned char* start) {
     }
     // The bytes have changed: a CR found before is no longer known.
     crKnown_ = false;
+    ++moves_;
   }
   unsigned long const held = static_cast<unsigned long>(aheadEnd_ - start);
   front_ = start;
@@ -491,7 +495,7 @@ struct PassWindow {
 // from the line that ends at `found` with its ending up to `after`,
 // through blocks of 64 bytes whose CR and LF bytes are found at once;
 // copies each line's text to `copy`, or with `kStop` copies nothing and
-// moves to no line that ends at or past `stop`, nor moves the window.
+// moves to no line that ends at or past `stop`.
 // Blocks are read with a byte after them before `limit`, within the bytes
 // held, so that the byte after an ending found is known to be no CR where
 // the bytes before `limit` hold none. A line whose ending lies in the window
@@ -528,9 +532,8 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
       if (at >= stop) return moved;
     }
     if (__builtin_expect(window.end - at < 2, 0)) {
-      // No ending with a byte after it in the window; with `kStop` the
-      // window stays where it is.
-      if (kStop || at < window.end || after == window.front ||
+      // No ending with a byte after it in the window.
+      if (at < window.end || after == window.front ||
           static_cast<unsigned long>(window.held - after) < window.size) {
         return moved;
       }
@@ -644,7 +647,8 @@ inline unsigned long FileLineLoop::Move(unsigned long most, unsigned char* copy,
     endingStart_ = found;
     endingEnd_ = after;
     bytes += static_cast<unsigned long>(start - first);
-    // The next line ends at or past the stop, or lies beyond a refill.
+    // The next line ends at or past the stop, or lies beyond a refill that
+    // reads or moves bytes.
     if (kStop || moved == most) break;
     // A line that ends on the last byte the buffer holds, or runs past it:
     // the increment's own way.
@@ -675,6 +679,7 @@ void FileLineLoop::Refill() {
       start = validEnd_ - length;
       std::memmove(start, lineStart_, length);
       crKnown_ = false;
+      ++moves_;
     }
     MoveWindow(start);
     ScanForLine(front_, front_ + length);
