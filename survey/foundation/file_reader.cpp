@@ -537,6 +537,9 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
           static_cast<unsigned long>(window.held - after) < window.size) {
         return moved;
       }
+      // With `kStop` the window moves only to a line that the loop moves
+      // to, so that the window and Fills stay those of the present line.
+      if (kStop && after + window.size - at < 2) return moved;
       window.front = after;
       window.end = after + window.size;
       ++window.fills;
