@@ -449,6 +449,69 @@ inline std::uint64_t LineEndBits(unsigned char const* block) {
   }
 }
 
+// Whether the processor counts the bits of a word in one instruction,
+// which the baseline of this build does not assume: where it does, the lines
+// of a stretch that a pass crosses whole are counted block by block rather
+// than stepped over one by one.
+bool const kCountsBits = [] {
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("popcnt") != 0;
+}();
+
+// The LF bytes in the `blocks` blocks of 64 bytes from `from`, counted with
+// the processor's bit count: called only where kCountsBits holds.
+__attribute__((target("popcnt"))) unsigned long CountLineFeeds(unsigned char const* from,
+                                                                unsigned long blocks) {
+  unsigned long count = 0;
+  for (unsigned long i = 0; i < blocks; ++i) {
+    count += static_cast<unsigned long>(__builtin_popcountll(LineEndBits<false>(from + 64 * i)));
+  }
+  return count;
+}
+
+// The last LF before `end` in the blocks of 64 bytes from `from` up to
+// `end`, which lies a whole number of blocks on; `from` when there is none.
+inline unsigned char* LastLineFeed(unsigned char* const from, unsigned char* end) {
+  while (end != from) {
+    end -= 64;
+    std::uint64_t const bits = LineEndBits<false>(end);
+    if (bits != 0) return end + 63 - __builtin_clzll(bits);
+  }
+  return from;
+}
+
+// Moves on over the lines whose LF lies in the whole blocks of 64 bytes
+// from `after` that end at or before `before`, where every ending is a
+// single LF that the pass may move over, and none is past `most` lines: the
+// LFs are counted, and only the last two are found, for the present line's
+// start and end. Where they are more than `most`, nothing moves. The
+// number of lines moved to.
+inline unsigned long CountLinesBefore(unsigned long most, unsigned char*& start,
+                                      unsigned char*& found, unsigned char*& after,
+                                      unsigned char* const before) {
+  if (before - after < 64) return 0;
+  unsigned long const blocks = static_cast<unsigned long>(before - after) / 64;
+  unsigned long const count = CountLineFeeds(after, blocks);
+  if (count == 0 || count > most) return 0;
+  unsigned char* const end = after + 64 * blocks;
+  unsigned char* const last = LastLineFeed(after, end);
+  if (count == 1) {
+    start = after;
+  } else {
+    // The LF before the last one, in the last one's block before it, or in
+    // a block before that.
+    unsigned char* const lastBlock = after + (last - after) / 64 * 64;
+    std::uint64_t const earlier =
+        LineEndBits<false>(lastBlock) & ((std::uint64_t{1} << (last - lastBlock)) - 1);
+    start = (earlier != 0 ? lastBlock + 63 - __builtin_clzll(earlier)
+                          : LastLineFeed(after, lastBlock)) +
+            1;
+  }
+  found = last;
+  after = last + 1;
+  return count;
+}
+
 // Copies the text of a line that starts at `from`, in the bytes up to `end`,
 // to `to`, which has room for the buffer's length. A text of at most 128
 // bytes with 128 bytes before `end` goes in eight moves of sixteen, which
@@ -515,6 +578,22 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
                                     unsigned char* copy, unsigned char const* stop) {
   unsigned long moved = 0;
   if (most == 0 || limit - after <= 64) return 0;
+  // Without copies and without CR, the lines whose ending lies before the
+  // stop and before the window's last byte, and so may be moved over with
+  // no move of the window, are counted rather than stepped over, a window
+  // at a time.
+  auto const count = [&]() {
+    if constexpr (kStop && !kCarriageReturns) {
+      if (kCountsBits) {
+        unsigned char* before = window.end - 1;
+        if (stop < before) before = const_cast<unsigned char*>(stop);
+        if (limit - 1 < before) before = limit - 1;
+        moved += CountLinesBefore(most - moved, start, found, after, before);
+      }
+    }
+  };
+  count();
+  if (moved == most || limit - after <= 64) return moved;
   unsigned char* block = after;
   // The CR and LF bytes of the block at or after `after`.
   std::uint64_t bits = LineEndBits<kCarriageReturns>(block);
@@ -544,6 +623,19 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
       window.end = after + window.size;
       ++window.fills;
       if (window.end - at < 2) return moved;
+      if constexpr (kStop && !kCarriageReturns) {
+        // The line at the new window's front, then those of the new window
+        // counted.
+        start = after;
+        found = at;
+        after = at + 1;
+        if (++moved == most) return moved;
+        count();
+        if (moved == most || limit - after <= 64) return moved;
+        block = after;
+        bits = LineEndBits<false>(block);
+        continue;
+      }
     }
     start = after;
     found = at;
