@@ -449,38 +449,48 @@ inline std::uint64_t LineEndBits(unsigned char const* block) {
   }
 }
 
-// Whether the processor counts the bits of a word in one instruction,
-// which the baseline of this build does not assume: where it does, the lines
-// of a stretch that a pass crosses whole are counted block by block rather
-// than stepped over one by one.
-bool const kCountsBits = [] {
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("popcnt") != 0;
-}();
-
-// The LF bytes in the `blocks` blocks of 64 bytes from `from`, counted with
-// the processor's bit count: called only where kCountsBits holds.
-__attribute__((target("popcnt"))) unsigned long CountLineFeeds(unsigned char const* from,
-                                                                unsigned long blocks) {
+// The LF bytes in the `chunks` pieces of 16 bytes from `from`: each piece
+// adds one to a byte's count for each LF in its place, and the counts are
+// summed before any can pass 255.
+inline unsigned long CountLineFeeds(unsigned char const* from, unsigned long chunks) {
+  __m128i const lf = _mm_set1_epi8('\n');
+  __m128i const zero = _mm_setzero_si128();
   unsigned long count = 0;
-  for (unsigned long i = 0; i < blocks; ++i) {
-    count += static_cast<unsigned long>(__builtin_popcountll(LineEndBits<false>(from + 64 * i)));
+  while (chunks != 0) {
+    unsigned long run = chunks < 252 ? chunks : 252;
+    chunks -= run;
+    __m128i sums = zero;
+    for (; run >= 4; run -= 4, from += 64) {
+      auto const* const at = reinterpret_cast<__m128i const*>(from);
+      __m128i const a = _mm_cmpeq_epi8(_mm_loadu_si128(at), lf);
+      __m128i const b = _mm_cmpeq_epi8(_mm_loadu_si128(at + 1), lf);
+      __m128i const c = _mm_cmpeq_epi8(_mm_loadu_si128(at + 2), lf);
+      __m128i const d = _mm_cmpeq_epi8(_mm_loadu_si128(at + 3), lf);
+      sums = _mm_sub_epi8(sums, _mm_add_epi8(_mm_add_epi8(a, b), _mm_add_epi8(c, d)));
+    }
+    for (; run != 0; --run, from += 16) {
+      sums = _mm_sub_epi8(
+          sums, _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<__m128i const*>(from)), lf));
+    }
+    __m128i const total = _mm_sad_epu8(sums, zero);
+    count += static_cast<unsigned long>(_mm_cvtsi128_si32(total)) +
+             static_cast<unsigned long>(_mm_extract_epi16(total, 4));
   }
   return count;
 }
 
-// The last LF before `end` in the blocks of 64 bytes from `from` up to
-// `end`, which lies a whole number of blocks on; `from` when there is none.
+// The last LF before `end` in the pieces of 16 bytes from `from` up to
+// `end`, which lies a whole number of pieces on; `from` when there is none.
 inline unsigned char* LastLineFeed(unsigned char* const from, unsigned char* end) {
   while (end != from) {
-    end -= 64;
-    std::uint64_t const bits = LineEndBits<false>(end);
+    end -= 16;
+    std::uint64_t const bits = LineFeedBits16(end);
     if (bits != 0) return end + 63 - __builtin_clzll(bits);
   }
   return from;
 }
 
-// Moves on over the lines whose LF lies in the whole blocks of 64 bytes
+// Moves on over the lines whose LF lies in the whole pieces of 16 bytes
 // from `after` that end at or before `before`, where every ending is a
 // single LF that the pass may move over, and none is past `most` lines: the
 // LFs are counted, and only the last two are found, for the present line's
@@ -489,23 +499,20 @@ inline unsigned char* LastLineFeed(unsigned char* const from, unsigned char* end
 inline unsigned long CountLinesBefore(unsigned long most, unsigned char*& start,
                                       unsigned char*& found, unsigned char*& after,
                                       unsigned char* const before) {
-  if (before - after < 64) return 0;
-  unsigned long const blocks = static_cast<unsigned long>(before - after) / 64;
-  unsigned long const count = CountLineFeeds(after, blocks);
+  if (before - after < 16) return 0;
+  unsigned long const chunks = static_cast<unsigned long>(before - after) / 16;
+  unsigned long const count = CountLineFeeds(after, chunks);
   if (count == 0 || count > most) return 0;
-  unsigned char* const end = after + 64 * blocks;
-  unsigned char* const last = LastLineFeed(after, end);
+  unsigned char* const last = LastLineFeed(after, after + 16 * chunks);
   if (count == 1) {
     start = after;
   } else {
-    // The LF before the last one, in the last one's block before it, or in
-    // a block before that.
-    unsigned char* const lastBlock = after + (last - after) / 64 * 64;
+    // The LF before the last one, in the last one's piece before it, or in
+    // a piece before that.
+    unsigned char* const piece = after + (last - after) / 16 * 16;
     std::uint64_t const earlier =
-        LineEndBits<false>(lastBlock) & ((std::uint64_t{1} << (last - lastBlock)) - 1);
-    start = (earlier != 0 ? lastBlock + 63 - __builtin_clzll(earlier)
-                          : LastLineFeed(after, lastBlock)) +
-            1;
+        LineFeedBits16(piece) & ((std::uint64_t{1} << (last - piece)) - 1);
+    start = (earlier != 0 ? piece + 63 - __builtin_clzll(earlier) : LastLineFeed(after, piece)) + 1;
   }
   found = last;
   after = last + 1;
@@ -584,12 +591,10 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
   // at a time.
   auto const count = [&]() {
     if constexpr (kStop && !kCarriageReturns) {
-      if (kCountsBits) {
-        unsigned char* before = window.end - 1;
-        if (stop < before) before = const_cast<unsigned char*>(stop);
-        if (limit - 1 < before) before = limit - 1;
-        moved += CountLinesBefore(most - moved, start, found, after, before);
-      }
+      unsigned char* before = window.end - 1;
+      if (stop < before) before = const_cast<unsigned char*>(stop);
+      if (limit - 1 < before) before = limit - 1;
+      moved += CountLinesBefore(most - moved, start, found, after, before);
     }
   };
   count();
@@ -773,7 +778,10 @@ void FileLineLoop::Refill() {
     if (lineEnd_ != validEnd_) {
       start = validEnd_ - length;
       std::memmove(start, lineStart_, length);
-      crKnown_ = false;
+      // The text moved holds no CR, and the bytes after it are as they
+      // were: a CR known to lie past them stays the next one, and a search
+      // for a CR from the line on need not be made again.
+      crKnown_ = crKnown_ && nextCr_ >= validEnd_;
       ++moves_;
     }
     MoveWindow(start);
