@@ -883,11 +883,14 @@ TEST_F(FileReaderTest, PassingBeforeAStopLandsWhereIncrementsLand) {
     for (unsigned long ahead : {0UL, 2 * size + 7, 65536UL}) {
       unsigned long windowMoves = 0;
       ExpectPassesLikeIncrements(path, size, ahead, seed, windowMoves);
-      // Read ahead far enough, passes move the window on over the bytes
-      // read.
+      // Read ahead far enough, passes in the loop of blocks (which the
+      // 32-bit build, without SSE2, goes without) move the window on over
+      // the bytes read.
+#if defined(__SSE2__)
       if (ahead == 65536) {
         EXPECT_GT(windowMoves, 0u) << size << " " << ahead;
       }
+#endif
     }
   }
 }
