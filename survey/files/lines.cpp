@@ -165,9 +165,11 @@ file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, 
     // at or before the occurrence and cannot hold it. The window moves on
     // over the bytes read ahead as the steps would move it; the loop stops
     // short of any line that a read or a move of the bytes would bring. A
-    // line that ends at or past the occurrence has none such after it.
+    // line that ends at or past the occurrence has none such after it. The
+    // pass moves on to the line after them, the one that may hold the
+    // occurrence, as the next step would.
     if (moves == loop_->Moves() && loop_->Line().end < hit) {
-      unsigned long const moved = loop_->PassBefore(ULONG_MAX, hit, offset_);
+      unsigned long const moved = loop_->PassOnto(ULONG_MAX, hit, offset_);
       index_ += static_cast<long long>(moved);
     }
     if constexpr (kChecks) {

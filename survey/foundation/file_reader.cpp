@@ -687,7 +687,12 @@ unsigned long FileLineLoop::PassBefore(unsigned long most, unsigned char const* 
   return Move<true>(most, nullptr, stop, bytes);
 }
 
-template <bool kStop>
+unsigned long FileLineLoop::PassOnto(unsigned long most, unsigned char const* stop,
+                                     unsigned long& bytes) {
+  return Move<true, true>(most, nullptr, stop, bytes);
+}
+
+template <bool kStop, bool kOnto>
 inline unsigned long FileLineLoop::Move(unsigned long most, unsigned char* copy,
                                         unsigned char const* stop, unsigned long& bytes) {
   unsigned long moved = 0;
@@ -732,15 +737,17 @@ inline unsigned long FileLineLoop::Move(unsigned long most, unsigned char* copy,
     while (moved != most) {
       unsigned char* const at = FirstLineEnd(after, end);
       if (end - at < 2) break;
-      if constexpr (kStop) {
-        if (at >= stop) break;
-      }
+      // With `kOnto`, the line that ends at or past the stop is the last
+      // one moved to.
+      bool const last = kStop && at >= stop;
+      if (last && !kOnto) break;
       bool const pair = (at[0] ^ at[1]) == kPairBits;
       start = after;
       found = at;
       after = at + (pair ? 2 : 1);
       if constexpr (!kStop) CopyText(copy, start, static_cast<unsigned long>(at - start));
       ++moved;
+      if (last) break;
     }
     lineStart_ = start;
     lineEnd_ = found;

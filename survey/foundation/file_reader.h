@@ -204,6 +204,10 @@ class FileLineLoop {
   // present line's ByteCount is added to `bytes`. The number of lines moved
   // to, which may be none.
   unsigned long PassBefore(unsigned long most, unsigned char const* stop, unsigned long& bytes);
+  // PassBefore, and then, within `most`, one more line: the one whose text
+  // ends at or past `stop`, where an increment would reach it as
+  // PassBefore reaches the lines before it. The number of lines moved to.
+  unsigned long PassOnto(unsigned long most, unsigned char const* stop, unsigned long& bytes);
 
   // From the next Start on, a file of known length is read into memory of
   // the loop's own, `size` bytes of it (at least twice the buffer's length),
@@ -261,7 +265,9 @@ class FileLineLoop {
   // Advance, or with `kStop` PassBefore: one loop over the lines, which
   // without `kStop` copies each line to `copy` and refills as it goes, and
   // with it copies nothing and stops before `stop` or a refill.
-  template <bool kStop>
+  // With `kOnto`, the pass moves onto the first line that ends at or past
+  // the stop too, as PassOnto.
+  template <bool kStop, bool kOnto = false>
   inline unsigned long Move(unsigned long most, unsigned char* copy, unsigned char const* stop,
                             unsigned long& bytes);
   // The rest of an increment whose line has no ending in the buffer: the

@@ -792,6 +792,7 @@ void ExpectPassesLikeIncrements(std::string const& path, unsigned long size, uns
   passed.Start(file, 0);
   unsigned long stoppedShort = 0;
   unsigned long movedInAll = 0;
+  unsigned long ontoStop = 0;
   while (stepped.Unfinished()) {
     ASSERT_TRUE(passed.Unfinished());
     ASSERT_EQ(MakeString(stepped.Line()), MakeString(passed.Line()));
@@ -814,19 +815,30 @@ void ExpectPassesLikeIncrements(std::string const& path, unsigned long size, uns
     unsigned long const most = next() % 3 == 0 ? 1 + next() % 5 : 100000;
     unsigned long const fillsBefore = passed.Fills();
     unsigned long bytes = 0;
-    unsigned long const moved = passed.PassBefore(most, held.begin + k, bytes);
+    // PassOnto moves, within `most`, onto the line after those PassBefore
+    // moves over, where an increment reaches it without a read or a move
+    // of bytes, and where that line ends at or past the stop.
+    bool const onto = next() % 2 == 0;
+    unsigned long const moved = onto ? passed.PassOnto(most, held.begin + k, bytes)
+                                     : passed.PassBefore(most, held.begin + k, bytes);
     ASSERT_LE(moved, most);
     movedInAll += moved;
     windowMovesPassed += passed.Fills() - fillsBefore;
     unsigned char const* const stopA = stepped.Ahead().begin + k;
     unsigned long const moves = stepped.Moves();
     unsigned long sum = 0;
+    bool reachedStop = false;
     for (unsigned long i = 0; i < moved; ++i) {
+      ASSERT_FALSE(reachedStop);
       sum += stepped.ByteCount();
       ++stepped;
       ASSERT_TRUE(stepped.Unfinished());
       ASSERT_EQ(stepped.Moves(), moves);
-      ASSERT_LT(stepped.Line().end, stopA) << size << " " << ahead << " " << i;
+      if (stepped.Line().end >= stopA) {
+        ASSERT_TRUE(onto) << size << " " << ahead << " " << i;
+        reachedStop = true;
+        ++ontoStop;
+      }
     }
     ASSERT_EQ(sum, bytes);
     ASSERT_EQ(MakeString(stepped.Line()), MakeString(passed.Line()));
@@ -845,18 +857,19 @@ void ExpectPassesLikeIncrements(std::string const& path, unsigned long size, uns
     unsigned char const* const windowEnd = stepped.Held().end;
     ++stepped;
     ++passed;
-    if (moved < most) {
+    if (moved < most && !reachedStop) {
       ++stoppedShort;
       bool const allowed = stepped.Finished() || stepped.Moves() != moves ||
-                           stepped.Fills() != fills || stepped.Line().end >= stopA ||
+                           stepped.Fills() != fills || (!onto && stepped.Line().end >= stopA) ||
                            stepped.Ending().end == windowEnd;
       ASSERT_TRUE(allowed) << size << " " << ahead << " " << k << " " << moved;
     }
   }
   EXPECT_TRUE(passed.Finished());
-  // The passes did move, and did stop.
+  // The passes did move, did stop, and did move onto the line at a stop.
   EXPECT_GT(movedInAll, 0u);
   EXPECT_GT(stoppedShort, 0u);
+  EXPECT_GT(ontoStop, 0u);
 }
 
 TEST_F(FileReaderTest, PassingBeforeAStopLandsWhereIncrementsLand) {
