@@ -761,9 +761,11 @@ TEST_F(FileReaderTest, AWindowOverBytesReadAheadGivesTheLinesOfTheBuffer) {
   }
 }
 
-// PassBefore against increments of a second loop over the same file: the
-// lines it moves over are exactly those increments reach without a read or
-// a move of the bytes held and that end before the stop; it lands where
+// PassBefore, or PassOnto (which moves onto the line at the stop too, as
+// an increment would), against increments of a second loop over the same
+// file: the lines it moves over are exactly those increments reach without
+// a read or a move of the bytes held and that end before the stop (and, for
+// PassOnto, the one line after them); it lands where
 // they land, with the same text, ending, byte count, fills and moves, and
 // the bytes it counts are the sum of the increments' ByteCounts. The stop
 // lies anywhere in the bytes held from the present line on, mostly past the
