@@ -159,7 +159,6 @@ file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, 
     bool const mayHold =
         hit <= line.end && static_cast<unsigned long>(line.end - hit) >= sought.length;
     if (mayHold && test(line.AsSurveyorString())) break;
-    Step();
     // The lines after this one that end before the occurrence are passed
     // over in the loop of blocks, as the steps would pass them: each starts
     // at or before the occurrence and cannot hold it. The window moves on
@@ -167,11 +166,14 @@ file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, 
     // short of any line that a read or a move of the bytes would bring. A
     // line that ends at or past the occurrence has none such after it. The
     // pass moves on to the line after them, the one that may hold the
-    // occurrence, as the next step would.
-    if (moves == loop_->Moves() && loop_->Line().end < hit) {
-      unsigned long const moved = loop_->PassOnto(ULONG_MAX, hit, offset_);
+    // occurrence, as the next step would; where it moves to no line, the
+    // step is taken.
+    unsigned long moved = 0;
+    if (moves == loop_->Moves() && line.end < hit) {
+      moved = loop_->PassOnto(ULONG_MAX, hit, offset_);
       index_ += static_cast<long long>(moved);
     }
+    if (moved == 0) Step();
     if constexpr (kChecks) {
       if (offset_ >= checkAt) {
         Check_For_Surveyor_Interruption();
