@@ -128,11 +128,6 @@ struct Containing {
 template <class Test>
 file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, file const& object,
                                      Test const& test) {
-  if (first) {
-    Open(object);
-  } else {
-    Step();
-  }
   // The bytes held from a line on, those of the window and those read
   // ahead after it, are searched once for the string's first occurrence; a
   // line that ends before that occurrence could end cannot hold the string,
@@ -143,6 +138,35 @@ file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, 
   // the test.
   unsigned char const* hit = nullptr;
   unsigned long moves = 0;
+  // Moves on from the present line, which ends at `end`: the lines after it
+  // that end before the occurrence are passed over in the loop of blocks,
+  // as the steps would pass them; each starts at or before the occurrence
+  // and cannot hold it. The window moves on over the bytes read ahead as
+  // the steps would move it; the loop stops short of any line that a read
+  // or a move of the bytes would bring. A line that ends at or past the
+  // occurrence has none such after it. The pass moves on to the line after
+  // them, the one that may hold the occurrence, as the next step would;
+  // where it moves to no line, the step is taken.
+  auto const moveOn = [&](unsigned char const* end) {
+    unsigned long moved = 0;
+    if (hit != nullptr && moves == loop_->Moves() && end < hit) {
+      moved = loop_->PassOnto(ULONG_MAX, hit, offset_);
+      index_ += static_cast<long long>(moved);
+    }
+    if (moved == 0) Step();
+  };
+  if (first) {
+    Open(object);
+  } else if (loop_ && loop_->Unfinished()) {
+    // The line given last may hold an occurrence; the search starts at its
+    // end, where the lines after it start.
+    ConstData const line = loop_->Line();
+    hit = FirstOccurrence(ConstData(line.end, loop_->Ahead().end), sought);
+    moves = loop_->Moves();
+    moveOn(line.end);
+  } else {
+    Step();
+  }
   // A search without a test of its own stands for many calls of Next,
   // between which the host would check for interruption: it checks itself.
   // The test of "lines containing" is the host's, and its search goes on as
@@ -159,21 +183,7 @@ file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, 
     bool const mayHold =
         hit <= line.end && static_cast<unsigned long>(line.end - hit) >= sought.length;
     if (mayHold && test(line.AsSurveyorString())) break;
-    // The lines after this one that end before the occurrence are passed
-    // over in the loop of blocks, as the steps would pass them: each starts
-    // at or before the occurrence and cannot hold it. The window moves on
-    // over the bytes read ahead as the steps would move it; the loop stops
-    // short of any line that a read or a move of the bytes would bring. A
-    // line that ends at or past the occurrence has none such after it. The
-    // pass moves on to the line after them, the one that may hold the
-    // occurrence, as the next step would; where it moves to no line, the
-    // step is taken.
-    unsigned long moved = 0;
-    if (moves == loop_->Moves() && line.end < hit) {
-      moved = loop_->PassOnto(ULONG_MAX, hit, offset_);
-      index_ += static_cast<long long>(moved);
-    }
-    if (moved == 0) Step();
+    moveOn(line.end);
     if constexpr (kChecks) {
       if (offset_ >= checkAt) {
         Check_For_Surveyor_Interruption();
