@@ -21,10 +21,10 @@ constexpr unsigned long kLineReadAhead = 0x10000;
 // host's interruption: the host reads its clock at one check in many, and
 // lines of a full buffer each take a refill of it.
 constexpr unsigned long kLinesPerCheck = 32;
-// How many lines a search of the buffer passes over between two checks: a
-// line passed over costs a step alone, and most are far shorter than the
-// buffer.
-constexpr unsigned long kLinesPassedPerCheck = 512;
+// How many bytes a search of the lines passes over between two checks for
+// the host's interruption: a pass over the lines before a find crosses at
+// most the bytes read ahead, and each line passed takes a byte at least.
+constexpr unsigned long kBytesPassedPerCheck = 0x10000;
 
 surveyor_string CopyToSurveyorMemory(ConstData text) {
   unsigned long const length = text.Length();
@@ -128,53 +128,66 @@ struct Containing {
 template <class Test>
 file_line line_iterator::SeekHolding(bool first, surveyor_string const& sought, file const& object,
                                      Test const& test) {
+  // The bytes held from a line on, those of the window and those read
+  // ahead after it, are searched once for the string's first occurrence; a
+  // line that ends before that occurrence could end cannot hold the string,
+  // and is passed over without the test. A read or a move of the bytes held,
+  // or a line that starts past the occurrence (one that ran across a line
+  // ending), asks for a new search; the window may move on over the bytes
+  // read ahead without one. The lines that may hold the string are given to
+  // the test.
+  unsigned char const* hit = nullptr;
+  unsigned long moves = 0;
+  // Moves on from the present line, which ends at `end`: the lines after it
+  // that end before the occurrence are passed over in the loop of blocks,
+  // as the steps would pass them; each starts at or before the occurrence
+  // and cannot hold it. The window moves on over the bytes read ahead as
+  // the steps would move it; the loop stops short of any line that a read
+  // or a move of the bytes would bring. A line that ends at or past the
+  // occurrence has none such after it. The pass moves on to the line after
+  // them, the one that may hold the occurrence, as the next step would;
+  // where it moves to no line, the step is taken.
+  auto const moveOn = [&](unsigned char const* end) {
+    unsigned long moved = 0;
+    if (hit != nullptr && moves == loop_->Moves() && end < hit) {
+      moved = loop_->PassOnto(ULONG_MAX, hit, offset_);
+      index_ += static_cast<long long>(moved);
+    }
+    if (moved == 0) Step();
+  };
   if (first) {
     Open(object);
+  } else if (loop_ && loop_->Unfinished()) {
+    // The line given last may hold an occurrence; the search starts at its
+    // end, where the lines after it start.
+    ConstData const line = loop_->Line();
+    hit = FirstOccurrence(ConstData(line.end, loop_->Ahead().end), sought);
+    moves = loop_->Moves();
+    moveOn(line.end);
   } else {
     Step();
   }
-  // The buffer's bytes from a line on are searched once for the string's
-  // first occurrence; a line that ends before that occurrence could end
-  // cannot hold the string, and is passed over without the test. A refill
-  // of the buffer, or a line that starts past the occurrence (one that ran
-  // across a line ending), asks for a new search. The lines that may hold
-  // the string are given to the test.
-  unsigned char const* hit = nullptr;
-  unsigned long fills = 0;
   // A search without a test of its own stands for many calls of Next,
   // between which the host would check for interruption: it checks itself.
   // The test of "lines containing" is the host's, and its search goes on as
   // it always has.
   constexpr bool kChecks = std::is_same_v<Test, Every>;
-  [[maybe_unused]] unsigned long unchecked = kLinesPassedPerCheck;
+  [[maybe_unused]] unsigned long checkAt = offset_ + kBytesPassedPerCheck;
   for (;;) {
     ConstData const line = loop_->Line();
-    if (hit == nullptr || fills != loop_->Fills() || hit < line.begin) {
-      ConstData const held = loop_->Held();
-      // None in the buffer: the end of what it holds, past every line in it.
-      hit = FirstOccurrence(held, sought);
-      fills = loop_->Fills();
+    if (hit == nullptr || moves != loop_->Moves() || hit < line.begin) {
+      // None held: the end of what is held, past every line in it.
+      hit = FirstOccurrence(loop_->Ahead(), sought);
+      moves = loop_->Moves();
     }
     bool const mayHold =
         hit <= line.end && static_cast<unsigned long>(line.end - hit) >= sought.length;
     if (mayHold && test(line.AsSurveyorString())) break;
-    Step();
-    unsigned long passed = 1;
-    // The lines after this one that end before the occurrence are passed
-    // over in the loop of blocks, as the steps would pass them: each starts
-    // at or before the occurrence and cannot hold it, and the window stays
-    // as it is. The loop stops short of any line that would need a refill.
-    if (fills == loop_->Fills()) {
-      unsigned long const most = kChecks ? unchecked - 1 : ULONG_MAX;
-      unsigned long const moved = loop_->PassBefore(most, hit, offset_);
-      index_ += static_cast<long long>(moved);
-      passed += moved;
-    }
+    moveOn(line.end);
     if constexpr (kChecks) {
-      unchecked -= passed;
-      if (unchecked == 0) {
+      if (offset_ >= checkAt) {
         Check_For_Surveyor_Interruption();
-        unchecked = kLinesPassedPerCheck;
+        checkAt = offset_ + kBytesPassedPerCheck;
       }
     }
   }

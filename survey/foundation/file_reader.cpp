@@ -252,6 +252,8 @@ FileReadingLoop& FileReadingLoop::operator++() {
 
 void FileLineLoop::Start(FileReadingPath const& path, unsigned long offset) {
   reader_.Start(path, offset);
+  // Whatever was held before belongs to another start.
+  ++moves_;
   // The window moves on over the memory read ahead only if that holds a
   // window and the bytes carried into the next one, whatever was kept.
   readingAhead_ = aheadSize_ >= 2 * buffer_.Length() && reader_.Length() != kUnknownFileLength;
@@ -286,6 +288,7 @@ inline void FileLineLoop::ReadFromFile(Data target) {
   front_ = buffer_.begin;
   validEnd_ = into.current;
   ++fills_;
+  ++moves_;
   // The bytes have changed: a CR found before is no longer known.
   crKnown_ = false;
 }
@@ -309,6 +312,7 @@ void FileLineLoop::MoveWindow(unsigned char* start) {
     }
     // The bytes have changed: a CR found before is no longer known.
     crKnown_ = false;
+    ++moves_;
   }
   unsigned long const held = static_cast<unsigned long>(aheadEnd_ - start);
   front_ = start;
@@ -445,6 +449,76 @@ inline std::uint64_t LineEndBits(unsigned char const* block) {
   }
 }
 
+// The LF bytes in the `chunks` pieces of 16 bytes from `from`: each piece
+// adds one to a byte's count for each LF in its place, and the counts are
+// summed before any can pass 255.
+inline unsigned long CountLineFeeds(unsigned char const* from, unsigned long chunks) {
+  __m128i const lf = _mm_set1_epi8('\n');
+  __m128i const zero = _mm_setzero_si128();
+  unsigned long count = 0;
+  while (chunks != 0) {
+    unsigned long run = chunks < 252 ? chunks : 252;
+    chunks -= run;
+    __m128i sums = zero;
+    for (; run >= 4; run -= 4, from += 64) {
+      auto const* const at = reinterpret_cast<__m128i const*>(from);
+      __m128i const a = _mm_cmpeq_epi8(_mm_loadu_si128(at), lf);
+      __m128i const b = _mm_cmpeq_epi8(_mm_loadu_si128(at + 1), lf);
+      __m128i const c = _mm_cmpeq_epi8(_mm_loadu_si128(at + 2), lf);
+      __m128i const d = _mm_cmpeq_epi8(_mm_loadu_si128(at + 3), lf);
+      sums = _mm_sub_epi8(sums, _mm_add_epi8(_mm_add_epi8(a, b), _mm_add_epi8(c, d)));
+    }
+    for (; run != 0; --run, from += 16) {
+      sums = _mm_sub_epi8(
+          sums, _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<__m128i const*>(from)), lf));
+    }
+    __m128i const total = _mm_sad_epu8(sums, zero);
+    count += static_cast<unsigned long>(_mm_cvtsi128_si32(total)) +
+             static_cast<unsigned long>(_mm_extract_epi16(total, 4));
+  }
+  return count;
+}
+
+// The last LF before `end` in the pieces of 16 bytes from `from` up to
+// `end`, which lies a whole number of pieces on; `from` when there is none.
+inline unsigned char* LastLineFeed(unsigned char* const from, unsigned char* end) {
+  while (end != from) {
+    end -= 16;
+    std::uint64_t const bits = LineFeedBits16(end);
+    if (bits != 0) return end + 63 - __builtin_clzll(bits);
+  }
+  return from;
+}
+
+// Moves on over the lines whose LF lies in the whole pieces of 16 bytes
+// from `after` that end at or before `before`, where every ending is a
+// single LF that the pass may move over, and none is past `most` lines: the
+// LFs are counted, and only the last two are found, for the present line's
+// start and end. Where they are more than `most`, nothing moves. The
+// number of lines moved to.
+inline unsigned long CountLinesBefore(unsigned long most, unsigned char*& start,
+                                      unsigned char*& found, unsigned char*& after,
+                                      unsigned char* const before) {
+  if (before - after < 16) return 0;
+  unsigned long const chunks = static_cast<unsigned long>(before - after) / 16;
+  unsigned long const count = CountLineFeeds(after, chunks);
+  if (count == 0 || count > most) return 0;
+  unsigned char* const last = LastLineFeed(after, after + 16 * chunks);
+  if (count == 1) {
+    start = after;
+  } else {
+    // The LF before the last one, in the last one's piece before it, or in
+    // a piece before that.
+    unsigned char* const piece = after + (last - after) / 16 * 16;
+    std::uint64_t const earlier =
+        LineFeedBits16(piece) & ((std::uint64_t{1} << (last - piece)) - 1);
+    start = (earlier != 0 ? piece + 63 - __builtin_clzll(earlier) : LastLineFeed(after, piece)) + 1;
+  }
+  found = last;
+  after = last + 1;
+  return count;
+}
+
 // Copies the text of a line that starts at `from`, in the bytes up to `end`,
 // to `to`, which has room for the buffer's length. A text of at most 128
 // bytes with 128 bytes before `end` goes in eight moves of sixteen, which
@@ -491,7 +565,7 @@ struct PassWindow {
 // from the line that ends at `found` with its ending up to `after`,
 // through blocks of 64 bytes whose CR and LF bytes are found at once;
 // copies each line's text to `copy`, or with `kStop` copies nothing and
-// moves to no line that ends at or past `stop`, nor moves the window.
+// moves to no line that ends at or past `stop`.
 // Blocks are read with a byte after them before `limit`, within the bytes
 // held, so that the byte after an ending found is known to be no CR where
 // the bytes before `limit` hold none. A line whose ending lies in the window
@@ -511,6 +585,20 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
                                     unsigned char* copy, unsigned char const* stop) {
   unsigned long moved = 0;
   if (most == 0 || limit - after <= 64) return 0;
+  // Without copies and without CR, the lines whose ending lies before the
+  // stop and before the window's last byte, and so may be moved over with
+  // no move of the window, are counted rather than stepped over, a window
+  // at a time.
+  auto const count = [&]() {
+    if constexpr (kStop && !kCarriageReturns) {
+      unsigned char* before = window.end - 1;
+      if (stop < before) before = const_cast<unsigned char*>(stop);
+      if (limit - 1 < before) before = limit - 1;
+      moved += CountLinesBefore(most - moved, start, found, after, before);
+    }
+  };
+  count();
+  if (moved == most || limit - after <= 64) return moved;
   unsigned char* block = after;
   // The CR and LF bytes of the block at or after `after`.
   std::uint64_t bits = LineEndBits<kCarriageReturns>(block);
@@ -528,16 +616,31 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
       if (at >= stop) return moved;
     }
     if (__builtin_expect(window.end - at < 2, 0)) {
-      // No ending with a byte after it in the window; with `kStop` the
-      // window stays where it is.
-      if (kStop || at < window.end || after == window.front ||
+      // No ending with a byte after it in the window.
+      if (at < window.end || after == window.front ||
           static_cast<unsigned long>(window.held - after) < window.size) {
         return moved;
       }
+      // With `kStop` the window moves only to a line that the loop moves
+      // to, so that the window and Fills stay those of the present line.
+      if (kStop && after + window.size - at < 2) return moved;
       window.front = after;
       window.end = after + window.size;
       ++window.fills;
       if (window.end - at < 2) return moved;
+      if constexpr (kStop && !kCarriageReturns) {
+        // The line at the new window's front, then those of the new window
+        // counted.
+        start = after;
+        found = at;
+        after = at + 1;
+        if (++moved == most) return moved;
+        count();
+        if (moved == most || limit - after <= 64) return moved;
+        block = after;
+        bits = LineEndBits<false>(block);
+        continue;
+      }
     }
     start = after;
     found = at;
@@ -584,7 +687,12 @@ unsigned long FileLineLoop::PassBefore(unsigned long most, unsigned char const* 
   return Move<true>(most, nullptr, stop, bytes);
 }
 
-template <bool kStop>
+unsigned long FileLineLoop::PassOnto(unsigned long most, unsigned char const* stop,
+                                     unsigned long& bytes) {
+  return Move<true, true>(most, nullptr, stop, bytes);
+}
+
+template <bool kStop, bool kOnto>
 inline unsigned long FileLineLoop::Move(unsigned long most, unsigned char* copy,
                                         unsigned char const* stop, unsigned long& bytes) {
   unsigned long moved = 0;
@@ -629,22 +737,25 @@ inline unsigned long FileLineLoop::Move(unsigned long most, unsigned char* copy,
     while (moved != most) {
       unsigned char* const at = FirstLineEnd(after, end);
       if (end - at < 2) break;
-      if constexpr (kStop) {
-        if (at >= stop) break;
-      }
+      // With `kOnto`, the line that ends at or past the stop is the last
+      // one moved to.
+      bool const last = kStop && at >= stop;
+      if (last && !kOnto) break;
       bool const pair = (at[0] ^ at[1]) == kPairBits;
       start = after;
       found = at;
       after = at + (pair ? 2 : 1);
       if constexpr (!kStop) CopyText(copy, start, static_cast<unsigned long>(at - start));
       ++moved;
+      if (last) break;
     }
     lineStart_ = start;
     lineEnd_ = found;
     endingStart_ = found;
     endingEnd_ = after;
     bytes += static_cast<unsigned long>(start - first);
-    // The next line ends at or past the stop, or lies beyond a refill.
+    // The next line ends at or past the stop, or lies beyond a refill that
+    // reads or moves bytes.
     if (kStop || moved == most) break;
     // A line that ends on the last byte the buffer holds, or runs past it:
     // the increment's own way.
@@ -674,7 +785,11 @@ void FileLineLoop::Refill() {
     if (lineEnd_ != validEnd_) {
       start = validEnd_ - length;
       std::memmove(start, lineStart_, length);
-      crKnown_ = false;
+      // The text moved holds no CR, and the bytes after it are as they
+      // were: a CR known to lie past them stays the next one, and a search
+      // for a CR from the line on need not be made again.
+      crKnown_ = crKnown_ && nextCr_ >= validEnd_;
+      ++moves_;
     }
     MoveWindow(start);
     ScanForLine(front_, front_ + length);

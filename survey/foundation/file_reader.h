@@ -197,11 +197,17 @@ class FileLineLoop {
   // Moves on by at most `most` lines, exactly as that many increments would,
   // over lines that end before `stop`: it stops before a line whose text
   // ends at or past `stop`, and before any line that an increment would
-  // reach only by a refill of the buffer or a move of the window (so that
-  // Fills stays as it is and the window's bytes stay where they are).
-  // Copies nothing. Before each step the present line's ByteCount is added
-  // to `bytes`. The number of lines moved to, which may be none.
+  // reach only by a refill that reads or moves bytes (so that Moves stays
+  // as it is and the bytes held stay where they are). The window moves on
+  // over the memory read ahead as the increments would move it, and Fills
+  // counts those moves as they would. Copies nothing. Before each step the
+  // present line's ByteCount is added to `bytes`. The number of lines moved
+  // to, which may be none.
   unsigned long PassBefore(unsigned long most, unsigned char const* stop, unsigned long& bytes);
+  // PassBefore, and then, within `most`, one more line: the one whose text
+  // ends at or past `stop`, where an increment would reach it as
+  // PassBefore reaches the lines before it. The number of lines moved to.
+  unsigned long PassOnto(unsigned long most, unsigned char const* stop, unsigned long& bytes);
 
   // From the next Start on, a file of known length is read into memory of
   // the loop's own, `size` bytes of it (at least twice the buffer's length),
@@ -223,8 +229,16 @@ class FileLineLoop {
   // what was read: this line and those after it, as far as the window
   // holds them. They stay as they are until the window is next filled.
   ConstData Held() const { return ConstData(lineStart_, validEnd_); }
+  // The bytes from the present line's start to the end of all that was
+  // read: those of the window and, while the file is read ahead, those read
+  // ahead after it. They stay where they are, as they are, while Moves()
+  // stays the same, however far the window moves on over them.
+  ConstData Ahead() const { return ConstData(lineStart_, SearchEnd()); }
   // How many times the buffer was filled, the first time included.
   unsigned long Fills() const { return fills_; }
+  // How many times bytes were read from the file or moved in memory: a
+  // place found in Ahead() holds the same byte while this stays the same.
+  unsigned long Moves() const { return moves_; }
   // Whether nothing is left: the present line and its ending are empty.
   bool Finished() const { return lineStart_ == lineEnd_ && endingStart_ == endingEnd_; }
   bool Unfinished() const { return !Finished(); }
@@ -251,7 +265,9 @@ class FileLineLoop {
   // Advance, or with `kStop` PassBefore: one loop over the lines, which
   // without `kStop` copies each line to `copy` and refills as it goes, and
   // with it copies nothing and stops before `stop` or a refill.
-  template <bool kStop>
+  // With `kOnto`, the pass moves onto the first line that ends at or past
+  // the stop too, as PassOnto.
+  template <bool kStop, bool kOnto = false>
   inline unsigned long Move(unsigned long most, unsigned char* copy, unsigned char const* stop,
                             unsigned long& bytes);
   // The rest of an increment whose line has no ending in the buffer: the
@@ -291,6 +307,7 @@ class FileLineLoop {
   unsigned char* front_ = nullptr;
   unsigned char* validEnd_ = nullptr;
   unsigned long fills_ = 0;
+  unsigned long moves_ = 0;
   // The first CR at or after some earlier place up to SearchEnd() (or that
   // end when there is none), while `crKnown_`: a search for the next line
   // end need look for a CR again only once it has passed this one, so bytes

@@ -320,4 +320,125 @@ TEST_F(LinesSearchCommandTest, RandomLinesFoundBySearchAreThoseFoundByTestingEac
             Ask(matches + " of lines" + file).values);
 }
 
+
+// Finds far apart, with long stretches of lines between them that hold
+// nothing sought, and finds right before, across and right after the places
+// where the file is read in pieces (around each 2048 bytes and each 64 KiB),
+// in stretches of LF endings and of every ending, with lines that end on
+// the last byte of 2048 and lines past it: the lines found by the search
+// for the pattern's bytes are those found when every line is tested, and
+// their count is grep's.
+TEST_F(LinesSearchCommandTest, FindsFarApartAndAroundTheReadingPiecesAreThoseOfTestingEachLine) {
+  unsigned seed = 4321;
+  auto next = [&seed]() {
+    seed = seed * 1103515245u + 12345u;
+    return (seed >> 16) & 0x7FFF;
+  };
+  char const* const endings[] = {"\n", "\r\n", "\n\r", "\r"};
+  std::string text;
+  bool lineFeeds = true;
+  auto filler = [&](std::size_t upTo) {
+    // Lines of words without the sought bytes, up to the offset.
+    while (text.size() < upTo) {
+      std::size_t const room = upTo - text.size();
+      std::size_t length = next() % 100 == 0 ? 2040 + next() % 20 : 10 + next() % 70;
+      if (length + 2 > room) length = room > 2 ? room - 2 : 0;
+      std::string line;
+      for (std::size_t k = 0; k < length; ++k) line += static_cast<char>('a' + next() % 22);
+      text += line + (lineFeeds ? "\n" : endings[next() % 4]);
+    }
+  };
+  for (int find = 0; find < 400; ++find) {
+    lineFeeds = (find / 50) % 2 == 0;
+    unsigned const kind = next() % 4;
+    std::size_t target;
+    if (kind == 0) {
+      // Far on: up to twice the memory read ahead.
+      target = text.size() + 100 + (next() * 8UL + next() % 8) % 140000;
+    } else {
+      // Around a border of 2048 bytes or of 64 KiB a little further on.
+      std::size_t const unit = kind == 1 ? 65536 : 2048;
+      std::size_t const border = (text.size() / unit + 1 + next() % 3) * unit;
+      target = border + next() % 24 - 12;
+      if (target < text.size() + 8) target += unit;
+    }
+    filler(target - 8);
+    // The find's line: some bytes, then the sought ones at about the
+    // target, or a line whose ending lands on the target.
+    std::string line;
+    while (text.size() + line.size() + 8 < target) line += 'q';
+    switch (next() % 3) {
+      case 0:
+        line += "warning" + std::to_string(next() % 1000);
+        break;
+      case 1:
+        line += "x warn" + std::to_string(next() % 10) + " warn";
+        break;
+      default:
+        // "warn" split by a line ending, then the next line's number.
+        text += line + "wa" + (lineFeeds ? "\n" : endings[next() % 4]);
+        line = "rn" + std::to_string(next() % 100);
+        break;
+    }
+    text += line + (lineFeeds ? "\n" : endings[next() % 4]);
+  }
+  text += "warning7";
+  std::string const path = Make("far-apart", text);
+  std::string const file = " of file " + Q(path);
+  for (std::string const& relation :
+       {"it contains regex " + Q("warn(ing)?[0-9]+"), "it contains " + Q("warning"),
+        "it contains regex " + Q("warn[0-9]")}) {
+    Answer const searched = Ask("line numbers of lines whose (" + relation + ")" + file);
+    Answer const tested = Ask("line numbers of lines whose (true and " + relation + ")" + file);
+    EXPECT_EQ("", searched.error) << relation;
+    EXPECT_GT(searched.values.size(), 100u) << relation;
+    EXPECT_EQ(tested.values, searched.values) << relation;
+  }
+  Answer const containing = Ask("line numbers of lines containing " + Q("warn") + file);
+  EXPECT_EQ(Ask("line numbers of lines whose (true and it contains " + Q("warn") + ")" + file).values,
+            containing.values);
+  // grep counts LF lines; in the stretches of LF endings alone those are the
+  // lines, and so the count of a file of LF endings alone is grep's.
+  std::string lineFeedText = text;
+  for (char& byte : lineFeedText) {
+    if (byte == '\r') byte = 'r';
+  }
+  std::string const lineFeedPath = Make("far-apart-lf", lineFeedText);
+  EXPECT_EQ(Tool("grep -E -c " + ShellQuoted("warn(ing)?[0-9]+") + " " + ShellQuoted(lineFeedPath)),
+            Count(lineFeedPath, "contains regex " + Q("warn(ing)?[0-9]+")));
+  EXPECT_EQ(Tool("grep -c -F warning " + ShellQuoted(lineFeedPath)),
+            One("number of lines containing " + Q("warning") + " of file " + Q(lineFeedPath)));
+}
+
+
+// Lines of 64 bytes, endings included, so that every other 2048-byte
+// window ends on a line's ending, which is dropped: the line's text moves
+// and joins the next line. Each line ends in "war" and the next starts with
+// "ning" and a digit, so that each join makes a "warning" that no line of
+// the file holds; the bytes moved are searched again, and the joined lines
+// found by the search for the pattern's bytes are those found when every
+// line is tested.
+TEST_F(LinesSearchCommandTest, LinesJoinedAcrossADroppedEndingAreFoundAsWhenEachIsTested) {
+  std::string text;
+  for (int i = 0; i < 4000; ++i) {
+    std::string line = "ning" + std::to_string(i % 10) + " ";
+    line.resize(60, static_cast<char>('b' + i % 20));
+    text += line + "war\n";
+  }
+  std::string const path = Make("joined", text);
+  std::string const file = " of file " + Q(path);
+  EXPECT_EQ("0", Tool("grep -c warning " + ShellQuoted(path) + " || true"));
+  for (std::string const& relation :
+       {"it contains regex " + Q("warn(ing)?[0-9]+"), "it contains " + Q("warning")}) {
+    Answer const searched = Ask("line numbers of lines whose (" + relation + ")" + file);
+    Answer const tested = Ask("line numbers of lines whose (true and " + relation + ")" + file);
+    EXPECT_EQ("", searched.error) << relation;
+    EXPECT_GT(searched.values.size(), 50u) << relation;
+    EXPECT_EQ(tested.values, searched.values) << relation;
+  }
+  EXPECT_EQ(Ask("line numbers of lines whose (true and it contains " + Q("warning") + ")" + file)
+                .values,
+            Ask("line numbers of lines containing " + Q("warning") + file).values);
+}
+
 }  // namespace

@@ -761,15 +761,25 @@ TEST_F(FileReaderTest, AWindowOverBytesReadAheadGivesTheLinesOfTheBuffer) {
   }
 }
 
-// PassBefore against increments of a second loop over the same file: the
-// lines it moves over are exactly those increments reach without a refill
-// and that end before the stop; it lands where they land, with the same
-// text, ending, byte count and fills, and the bytes it counts are the sum
-// of the increments' ByteCounts. Where it stops short of `most`, the next
-// increment refills, reaches a line that ends at or past the stop, ends the
-// file, or reaches a line whose ending closes the window.
+// PassBefore, or PassOnto (which moves onto the line at the stop too, as
+// an increment would), against increments of a second loop over the same
+// file: the lines it moves over are exactly those increments reach without
+// a read or a move of the bytes held and that end before the stop (and, for
+// PassOnto, the one line after them); it lands where
+// they land, with the same text, ending, byte count, fills and moves, and
+// the bytes it counts are the sum of the increments' ByteCounts. The stop
+// lies anywhere in the bytes held from the present line on, mostly past the
+// window, so that passes cross moves of the window over the bytes read
+// ahead. Where it stops short of `most`, the next increment reads or moves
+// bytes, moves the window, reaches a line that ends at or past the stop,
+// ends the file, or reaches a line whose ending closes the window. While
+// the moves stay the same, the bytes held from the start of a pass are
+// where they were, as they were. Passes that move onto the line at their
+// stop are added to `ontoStop`, and the window moves they make to
+// `windowMovesPassed`.
 void ExpectPassesLikeIncrements(std::string const& path, unsigned long size, unsigned long ahead,
-                                unsigned& seed) {
+                                unsigned& seed, unsigned long& windowMovesPassed,
+                                unsigned long& ontoStop) {
   auto next = [&seed]() {
     seed = seed * 1103515245u + 12345u;
     return (seed >> 16) & 0x7FFF;
@@ -792,38 +802,70 @@ void ExpectPassesLikeIncrements(std::string const& path, unsigned long size, uns
     ASSERT_EQ(MakeString(stepped.Line()), MakeString(passed.Line()));
     ASSERT_EQ(MakeString(stepped.Ending()), MakeString(passed.Ending()));
     ASSERT_EQ(stepped.Fills(), passed.Fills());
+    ASSERT_EQ(stepped.Moves(), passed.Moves());
     ASSERT_EQ(stepped.Held().Length(), passed.Held().Length());
+    ASSERT_EQ(MakeString(stepped.Ahead()), MakeString(passed.Ahead()));
+    // Without reading ahead, what is held is the window.
+    if (ahead == 0) {
+      ASSERT_EQ(passed.Held().end, passed.Ahead().end);
+    }
     // The stop: anywhere in the bytes held from this line on, mostly far on.
-    unsigned long const held = passed.Held().Length();
-    unsigned long const k = next() % 4 == 0 ? next() % (held + 1) : held - next() % (held / 8 + 1);
+    ConstData const held = passed.Ahead();
+    std::string const heldBytes = MakeString(held);
+    unsigned long const length = held.Length();
+    unsigned long const k = next() % 4 == 0   ? next() % (length + 1)
+                            : next() % 3 == 0 ? length - next() % (length / 8 + 1)
+                                              : (next() * 32768UL + next()) % (length + 1);
     unsigned long const most = next() % 3 == 0 ? 1 + next() % 5 : 100000;
+    unsigned long const fillsBefore = passed.Fills();
     unsigned long bytes = 0;
-    unsigned long const moved = passed.PassBefore(most, passed.Held().begin + k, bytes);
+    // PassOnto moves, within `most`, onto the line after those PassBefore
+    // moves over, where an increment reaches it without a read or a move
+    // of bytes, and where that line ends at or past the stop.
+    bool const onto = next() % 2 == 0;
+    unsigned long const moved = onto ? passed.PassOnto(most, held.begin + k, bytes)
+                                     : passed.PassBefore(most, held.begin + k, bytes);
     ASSERT_LE(moved, most);
     movedInAll += moved;
-    unsigned char const* const stopA = stepped.Held().begin + k;
-    unsigned long const fills = stepped.Fills();
+    windowMovesPassed += passed.Fills() - fillsBefore;
+    unsigned char const* const stopA = stepped.Ahead().begin + k;
+    unsigned long const moves = stepped.Moves();
     unsigned long sum = 0;
+    bool reachedStop = false;
     for (unsigned long i = 0; i < moved; ++i) {
+      ASSERT_FALSE(reachedStop);
       sum += stepped.ByteCount();
       ++stepped;
       ASSERT_TRUE(stepped.Unfinished());
-      ASSERT_EQ(stepped.Fills(), fills);
-      ASSERT_LT(stepped.Line().end, stopA) << size << " " << ahead << " " << i;
+      ASSERT_EQ(stepped.Moves(), moves);
+      if (stepped.Line().end >= stopA) {
+        ASSERT_TRUE(onto) << size << " " << ahead << " " << i;
+        reachedStop = true;
+        ++ontoStop;
+      }
     }
     ASSERT_EQ(sum, bytes);
     ASSERT_EQ(MakeString(stepped.Line()), MakeString(passed.Line()));
     ASSERT_EQ(MakeString(stepped.Ending()), MakeString(passed.Ending()));
     ASSERT_EQ(stepped.ByteCount(), passed.ByteCount());
     ASSERT_EQ(stepped.Fills(), passed.Fills());
+    ASSERT_EQ(stepped.Moves(), passed.Moves());
+    // The bytes held have not moved: the present line starts among them,
+    // and they are as they were.
+    ASSERT_EQ(passed.Moves(), moves);
+    ASSERT_GE(passed.Line().begin, held.begin);
+    ASSERT_LE(passed.Ahead().end, held.end);
+    ASSERT_EQ(heldBytes, MakeString(held));
     // Both move on by one increment.
+    unsigned long const fills = stepped.Fills();
     unsigned char const* const windowEnd = stepped.Held().end;
     ++stepped;
     ++passed;
-    if (moved < most) {
+    if (moved < most && !reachedStop) {
       ++stoppedShort;
-      bool const allowed = stepped.Finished() || stepped.Fills() != fills ||
-                           stepped.Line().end >= stopA || stepped.Ending().end == windowEnd;
+      bool const allowed = stepped.Finished() || stepped.Moves() != moves ||
+                           stepped.Fills() != fills || (!onto && stepped.Line().end >= stopA) ||
+                           stepped.Ending().end == windowEnd;
       ASSERT_TRUE(allowed) << size << " " << ahead << " " << k << " " << moved;
     }
   }
@@ -853,9 +895,73 @@ TEST_F(FileReaderTest, PassingBeforeAStopLandsWhereIncrementsLand) {
   }
   text += "last";
   std::string const path = Write("passing", text);
+  // Passes that moved onto the line at their stop.
+  unsigned long ontoStop = 0;
   for (unsigned long size : {16UL, 100UL, 2048UL}) {
     for (unsigned long ahead : {0UL, 2 * size + 7, 65536UL}) {
-      ExpectPassesLikeIncrements(path, size, ahead, seed);
+      unsigned long windowMoves = 0;
+      ExpectPassesLikeIncrements(path, size, ahead, seed, windowMoves, ontoStop);
+      // Read ahead far enough, passes in the loop of blocks (which the
+      // 32-bit build, without SSE2, goes without) move the window on over
+      // the bytes read.
+#if defined(__SSE2__)
+      if (ahead == 65536) {
+        EXPECT_GT(windowMoves, 0u) << size << " " << ahead;
+      }
+#endif
+    }
+  }
+  EXPECT_GT(ontoStop, 0u);
+}
+
+// While Moves() stays the same, the bytes held from a line on stay where
+// they were, as they were, through every increment: the window moves on
+// over them, and each line's text and ending lie among them. A line that
+// ends on the window's last byte, whose ending is dropped and whose text
+// moves, and a line longer than the window come in the text often.
+TEST_F(FileReaderTest, HeldBytesStayWhileTheMovesStay) {
+  std::string text;
+  unsigned seed = 77;
+  auto next = [&seed]() {
+    seed = seed * 1103515245u + 12345u;
+    return (seed >> 16) & 0x7FFF;
+  };
+  char const* const endings[] = {"\n", "\r\n", "\n\r", "\r"};
+  for (int i = 0; i < 8000; ++i) {
+    unsigned const length = next() % 100 == 0 ? 2000 + next() % 2200 : next() % 70;
+    for (unsigned k = 0; k < length; ++k) text += static_cast<char>('a' + next() % 26);
+    text += (i / 1000) % 2 == 0 ? "\n" : endings[next() % 4];
+  }
+  std::string const path = Write("held", text);
+  for (unsigned long size : {16UL, 100UL, 2048UL}) {
+    for (unsigned long ahead : {0UL, 2 * size + 7, 65536UL}) {
+      std::vector<unsigned char> buffer(size);
+      FileReadingPath file{FileLocation(path.c_str())};
+      FileLineLoop loop{Data(buffer.data(), buffer.size())};
+      if (ahead != 0) loop.ReadAhead(ahead);
+      loop.Start(file, 0);
+      unsigned long moves = loop.Moves();
+      ConstData held = loop.Ahead();
+      std::string bytes = MakeString(held);
+      unsigned long kept = 0;
+      unsigned long changed = 0;
+      while (loop.Unfinished()) {
+        ++loop;
+        if (loop.Moves() != moves) {
+          ++changed;
+          moves = loop.Moves();
+          held = loop.Ahead();
+          bytes = MakeString(held);
+          continue;
+        }
+        ++kept;
+        ASSERT_EQ(bytes, MakeString(held)) << size << " " << ahead;
+        ASSERT_GE(loop.Line().begin, held.begin) << size << " " << ahead;
+        ASSERT_LE(loop.Ending().end, held.end) << size << " " << ahead;
+        ASSERT_EQ(loop.Ahead().end, held.end) << size << " " << ahead;
+      }
+      EXPECT_GT(kept, 0u) << size << " " << ahead;
+      EXPECT_GT(changed, 0u) << size << " " << ahead;
     }
   }
 }
