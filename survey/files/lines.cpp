@@ -18,9 +18,9 @@ constexpr unsigned long kContentWindow = 0x8000;
 // a time.
 constexpr unsigned long kLineReadAhead = 0x10000;
 // How many lines a pass over lines moves on by between two checks for the
-// host's interruption: the host reads its clock at one check in many, and
-// lines of a full buffer each take a refill of it.
-constexpr unsigned long kLinesPerCheck = 32;
+// host's interruption: at most 2 MiB of text, each line being at most the
+// buffer's length.
+constexpr unsigned long kLinesPerCheck = 1024;
 // How many bytes a search of the lines passes over between two checks for
 // the host's interruption: a pass over the lines before a find crosses at
 // most the bytes read ahead, and each line passed takes a byte at least.
@@ -217,14 +217,13 @@ file_line line_iterator::NextContaining(surveyor_string const& sought, Of, file 
 unsigned long line_iterator::PassOver(unsigned long most, file const&) {
   // Where Step would throw NoSuchObject at once.
   if (!loop_ || loop_->Finished() || most == 0) return 0;
-  // A line is at most the buffer's length.
-  unsigned char* const copy = Allocate_Surveyor_Memory(kLineBufferSize);
   unsigned long passed = 0;
   while (passed != most) {
-    // Step and the copy of Deliver, as Next does them, without a value, a
-    // few lines at a time between checks.
+    // Step, as Next takes it, without a value and without the copy of
+    // Deliver, which nothing would see: many lines at a time between
+    // checks.
     unsigned long const wanted = most - passed < kLinesPerCheck ? most - passed : kLinesPerCheck;
-    unsigned long const moved = loop_->Advance(wanted, copy, offset_);
+    unsigned long const moved = loop_->Advance(wanted, offset_);
     passed += moved;
     if (moved != wanted) {
       // The step that found the end counts, as Step counts it.

@@ -379,46 +379,6 @@ namespace {
 // no two other bytes one of which is CR or LF, differ by it.
 constexpr unsigned char kPairBits = '\n' ^ '\r';
 
-// Copies `length` bytes, at least one Word's worth, as two Words: the first
-// and the last, which overlap where the text is shorter than two.
-template <class Word>
-inline void CopyByEnds(unsigned char* to, unsigned char const* from, unsigned long length) {
-  Word head;
-  Word tail;
-  std::memcpy(&head, from, sizeof head);
-  std::memcpy(&tail, from + length - sizeof tail, sizeof tail);
-  std::memcpy(to, &head, sizeof head);
-  std::memcpy(to + length - sizeof tail, &tail, sizeof tail);
-}
-
-// Copies `length` bytes, within them alone.
-inline void CopyText(unsigned char* to, unsigned char const* from, unsigned long length) {
-#if defined(__SSE2__)
-  if (length >= 16) {
-    // Blocks of sixteen, the last one ending with the text, over the one
-    // before where they overlap.
-    for (unsigned long at = 0; at + 16 < length; at += 16) {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at),
-                       _mm_loadu_si128(reinterpret_cast<__m128i const*>(from + at)));
-    }
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + length - 16),
-                     _mm_loadu_si128(reinterpret_cast<__m128i const*>(from + length - 16)));
-    return;
-  }
-#endif
-  // Shorter texts in two moves of a fixed width from either end, which
-  // overlap where they meet: no call for a few bytes.
-  if (length >= 8) {
-    CopyByEnds<std::uint64_t>(to, from, length);
-  } else if (length >= 4) {
-    CopyByEnds<std::uint32_t>(to, from, length);
-  } else if (length != 0) {
-    to[0] = from[0];
-    to[length / 2] = from[length / 2];
-    to[length - 1] = from[length - 1];
-  }
-}
-
 #if defined(__SSE2__)
 
 // The CR and LF bytes of the 16 bytes at `bytes`, one bit each.
@@ -519,37 +479,6 @@ inline unsigned long CountLinesBefore(unsigned long most, unsigned char*& start,
   return count;
 }
 
-// Copies the text of a line that starts at `from`, in the bytes up to `end`,
-// to `to`, which has room for the buffer's length. A text of at most 128
-// bytes with 128 bytes before `end` goes in eight moves of sixteen, which
-// may write past the text: one path, whatever the line's length, so that
-// the processor need not guess at a branch on the length of each line.
-inline void CopyLine(unsigned char* to, unsigned char const* from, unsigned long length,
-                     unsigned char const* end) {
-  if (__builtin_expect(length <= 128 && end - from >= 128, 1)) {
-    auto const* const source = reinterpret_cast<__m128i const*>(from);
-    auto* const target = reinterpret_cast<__m128i*>(to);
-    __m128i const first = _mm_loadu_si128(source);
-    __m128i const second = _mm_loadu_si128(source + 1);
-    __m128i const third = _mm_loadu_si128(source + 2);
-    __m128i const fourth = _mm_loadu_si128(source + 3);
-    __m128i const fifth = _mm_loadu_si128(source + 4);
-    __m128i const sixth = _mm_loadu_si128(source + 5);
-    __m128i const seventh = _mm_loadu_si128(source + 6);
-    __m128i const eighth = _mm_loadu_si128(source + 7);
-    _mm_storeu_si128(target, first);
-    _mm_storeu_si128(target + 1, second);
-    _mm_storeu_si128(target + 2, third);
-    _mm_storeu_si128(target + 3, fourth);
-    _mm_storeu_si128(target + 4, fifth);
-    _mm_storeu_si128(target + 5, sixth);
-    _mm_storeu_si128(target + 6, seventh);
-    _mm_storeu_si128(target + 7, eighth);
-    return;
-  }
-  CopyText(to, from, length);
-}
-
 // The window of a pass: the bytes the buffer holds, from `front` to `end`,
 // within the bytes held from the file up to `held`, which a window of
 // `size` bytes may move on over as a refill of the buffer would.
@@ -563,9 +492,8 @@ struct PassWindow {
 
 // Moves on by at most `most` lines, as ScanForLine and Refill find them,
 // from the line that ends at `found` with its ending up to `after`,
-// through blocks of 64 bytes whose CR and LF bytes are found at once;
-// copies each line's text to `copy`, or with `kStop` copies nothing and
-// moves to no line that ends at or past `stop`.
+// through blocks of 64 bytes whose CR and LF bytes are found at once,
+// moving to no line that ends at or past `stop`.
 // Blocks are read with a byte after them before `limit`, within the bytes
 // held, so that the byte after an ending found is known to be no CR where
 // the bytes before `limit` hold none. A line whose ending lies in the window
@@ -578,19 +506,19 @@ struct PassWindow {
 // too few bytes are held) is left to the caller. Without
 // `kCarriageReturns`, the bytes up to `limit` hold no CR, and every ending
 // is a single LF. The number of lines moved to.
-template <bool kCarriageReturns, bool kStop>
+template <bool kCarriageReturns>
 inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
                                     unsigned char*& found, unsigned char*& after,
                                     PassWindow& window, unsigned char* const limit,
-                                    unsigned char* copy, unsigned char const* stop) {
+                                    unsigned char const* stop) {
   unsigned long moved = 0;
   if (most == 0 || limit - after <= 64) return 0;
-  // Without copies and without CR, the lines whose ending lies before the
+  // Without CR, the lines whose ending lies before the
   // stop and before the window's last byte, and so may be moved over with
   // no move of the window, are counted rather than stepped over, a window
   // at a time.
   auto const count = [&]() {
-    if constexpr (kStop && !kCarriageReturns) {
+    if constexpr (!kCarriageReturns) {
       unsigned char* before = window.end - 1;
       if (stop < before) before = const_cast<unsigned char*>(stop);
       if (limit - 1 < before) before = limit - 1;
@@ -611,24 +539,22 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
       if (kCarriageReturns && after > block) bits &= ~std::uint64_t{0} << (after - block);
     }
     unsigned char* const at = block + __builtin_ctzll(bits);
-    // With `kStop`, a line that ends at or past `stop` is not moved to.
-    if constexpr (kStop) {
-      if (at >= stop) return moved;
-    }
+    // A line that ends at or past `stop` is not moved to.
+    if (at >= stop) return moved;
     if (__builtin_expect(window.end - at < 2, 0)) {
       // No ending with a byte after it in the window.
       if (at < window.end || after == window.front ||
           static_cast<unsigned long>(window.held - after) < window.size) {
         return moved;
       }
-      // With `kStop` the window moves only to a line that the loop moves
-      // to, so that the window and Fills stay those of the present line.
-      if (kStop && after + window.size - at < 2) return moved;
+      // The window moves only to a line that the loop moves to, so that
+      // the window and Fills stay those of the present line.
+      if (after + window.size - at < 2) return moved;
       window.front = after;
       window.end = after + window.size;
       ++window.fills;
       if (window.end - at < 2) return moved;
-      if constexpr (kStop && !kCarriageReturns) {
+      if constexpr (!kCarriageReturns) {
         // The line at the new window's front, then those of the new window
         // counted.
         start = after;
@@ -655,9 +581,6 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
     } else {
       after = at + 1;
     }
-    if constexpr (!kStop) {
-      CopyLine(copy, start, static_cast<unsigned long>(at - start), window.held);
-    }
     if (++moved == most) return moved;
   }
 }
@@ -678,96 +601,92 @@ inline unsigned char* FirstLineEnd(unsigned char* from, unsigned char* const end
 
 }  // namespace
 
-unsigned long FileLineLoop::Advance(unsigned long most, unsigned char* copy, unsigned long& bytes) {
-  return Move<false>(most, copy, nullptr, bytes);
+unsigned long FileLineLoop::Advance(unsigned long most, unsigned long& bytes) {
+  unsigned long moved = 0;
+  while (moved != most) {
+    moved += Move<false>(most - moved, SearchEnd(), bytes);
+    if (moved == most) break;
+    // A line that ends on the last byte held, or runs past it, or that a
+    // refill reads, moves or cuts: the increment's own way.
+    bytes += ByteCount();
+    ++*this;
+    if (Finished()) break;
+    ++moved;
+  }
+  return moved;
 }
 
 unsigned long FileLineLoop::PassBefore(unsigned long most, unsigned char const* stop,
                                        unsigned long& bytes) {
-  return Move<true>(most, nullptr, stop, bytes);
+  return Move<false>(most, stop, bytes);
 }
 
 unsigned long FileLineLoop::PassOnto(unsigned long most, unsigned char const* stop,
                                      unsigned long& bytes) {
-  return Move<true, true>(most, nullptr, stop, bytes);
+  return Move<true>(most, stop, bytes);
 }
 
-template <bool kStop, bool kOnto>
-inline unsigned long FileLineLoop::Move(unsigned long most, unsigned char* copy,
-                                        unsigned char const* stop, unsigned long& bytes) {
+template <bool kOnto>
+inline unsigned long FileLineLoop::Move(unsigned long most, unsigned char const* stop,
+                                        unsigned long& bytes) {
+  // Most lines end in the window with a byte after their ending, which
+  // tells a single ending from a pair: such a step is the search for the
+  // ending and a look at the byte after it, the step that ScanForLine
+  // takes, here in a loop that keeps the present line in locals. The bytes
+  // of the lines moved past are those from the first one's start to the
+  // present one's: a line's ending, or the line's end if it has none, is
+  // followed by the next line, also where the loop of blocks moved the
+  // window on, since that drops no byte.
   unsigned long moved = 0;
-  while (moved != most) {
-    // Most lines end in the window with a byte after their ending, which
-    // tells a single ending from a pair: such a step is the search for the
-    // ending and a look at the byte after it, the step that ScanForLine
-    // takes, here in a loop that keeps the present line in locals. The
-    // bytes of the lines moved past are those from the first one's start to
-    // the present one's: a line's ending, or the line's end if it has none,
-    // is followed by the next line, also where the loop of blocks moved the
-    // window on, since that drops no byte.
-    unsigned char* const first = lineStart_;
-    unsigned char* start = lineStart_;
-    unsigned char* found = lineEnd_;
-    unsigned char* after = endingEnd_;
+  if (most == 0) return moved;
+  unsigned char* const first = lineStart_;
+  unsigned char* start = lineStart_;
+  unsigned char* found = lineEnd_;
+  unsigned char* after = endingEnd_;
 #if defined(__SSE2__)
-    unsigned char* const held = SearchEnd();
-    if (held - after >= 64) {
-      // Whether the bytes held have a CR from here on, which the search for
-      // the next line would look for too: blocks before the first CR are
-      // searched for LF alone.
-      if (!crKnown_ || nextCr_ < after) {
-        auto* const cr = static_cast<unsigned char*>(
-            std::memchr(after, '\r', static_cast<unsigned long>(held - after)));
-        nextCr_ = cr != nullptr ? cr : held;
-        crKnown_ = true;
-      }
-      PassWindow window{front_, validEnd_, held, buffer_.Length(), fills_};
-      moved += nextCr_ - after > 64
-                   ? PassOverBlocks<false, kStop>(most - moved, start, found, after, window,
-                                                  nextCr_, copy, stop)
-                   : PassOverBlocks<true, kStop>(most - moved, start, found, after, window, held,
-                                                 copy, stop);
-      front_ = window.front;
-      validEnd_ = window.end;
-      if (readingAhead_) aheadStart_ = window.end;
-      fills_ = window.fills;
+  unsigned char* const held = SearchEnd();
+  if (held - after >= 64) {
+    // Whether the bytes held have a CR from here on, which the search for
+    // the next line would look for too: blocks before the first CR are
+    // searched for LF alone.
+    if (!crKnown_ || nextCr_ < after) {
+      auto* const cr = static_cast<unsigned char*>(
+          std::memchr(after, '\r', static_cast<unsigned long>(held - after)));
+      nextCr_ = cr != nullptr ? cr : held;
+      crKnown_ = true;
     }
-#endif
-    unsigned char* const end = validEnd_;
-    while (moved != most) {
-      unsigned char* const at = FirstLineEnd(after, end);
-      if (end - at < 2) break;
-      // With `kOnto`, the line that ends at or past the stop is the last
-      // one moved to.
-      bool const last = kStop && at >= stop;
-      if (last && !kOnto) break;
-      bool const pair = (at[0] ^ at[1]) == kPairBits;
-      start = after;
-      found = at;
-      after = at + (pair ? 2 : 1);
-      if constexpr (!kStop) CopyText(copy, start, static_cast<unsigned long>(at - start));
-      ++moved;
-      if (last) break;
-    }
-    lineStart_ = start;
-    lineEnd_ = found;
-    endingStart_ = found;
-    endingEnd_ = after;
-    bytes += static_cast<unsigned long>(start - first);
-    // The next line ends at or past the stop, or lies beyond a refill that
-    // reads or moves bytes.
-    if (kStop || moved == most) break;
-    // A line that ends on the last byte the buffer holds, or runs past it:
-    // the increment's own way.
-    bytes += ByteCount();
-    ScanForLine(endingEnd_, endingEnd_);
-    if (endingStart_ == endingEnd_) {
-      Refill();
-      if (Finished()) break;
-    }
-    std::memcpy(copy, lineStart_, static_cast<unsigned long>(lineEnd_ - lineStart_));
-    ++moved;
+    PassWindow window{front_, validEnd_, held, buffer_.Length(), fills_};
+    moved += nextCr_ - after > 64
+                 ? PassOverBlocks<false>(most, start, found, after, window, nextCr_, stop)
+                 : PassOverBlocks<true>(most, start, found, after, window, held, stop);
+    front_ = window.front;
+    validEnd_ = window.end;
+    if (readingAhead_) aheadStart_ = window.end;
+    fills_ = window.fills;
   }
+#endif
+  unsigned char* const end = validEnd_;
+  while (moved != most) {
+    unsigned char* const at = FirstLineEnd(after, end);
+    if (end - at < 2) break;
+    // With `kOnto`, the line that ends at or past the stop is the last one
+    // moved to.
+    bool const last = at >= stop;
+    if (last && !kOnto) break;
+    bool const pair = (at[0] ^ at[1]) == kPairBits;
+    start = after;
+    found = at;
+    after = at + (pair ? 2 : 1);
+    ++moved;
+    if (last) break;
+  }
+  lineStart_ = start;
+  lineEnd_ = found;
+  endingStart_ = found;
+  endingEnd_ = after;
+  bytes += static_cast<unsigned long>(start - first);
+  // The next line ends at or past the stop, or lies beyond a refill that
+  // reads or moves bytes: the increment's own way.
   return moved;
 }
 

@@ -187,13 +187,12 @@ class FileLineLoop {
   void Start(FileReadingPath const& path, unsigned long offset);
   FileLineLoop& operator++();
   // Moves on by at most `most` lines, exactly as that many increments
-  // would, and copies the text of each line it moves to into `copy` (room
-  // for the buffer's length, and for 128 bytes at least: a short line's
-  // copy may write past its text), each over the one before. Before each step
-  // the present line's ByteCount is added to `bytes`. The number of lines
-  // moved to: fewer than `most` when the loop finished on the way, after
-  // one more step.
-  unsigned long Advance(unsigned long most, unsigned char* copy, unsigned long& bytes);
+  // would: those that end in the bytes held with a byte after them in the
+  // loop of blocks, as PassBefore moves, the others by increments. Copies
+  // nothing. Before each step the present line's ByteCount is added to
+  // `bytes`. The number of lines moved to: fewer than `most` when the loop
+  // finished on the way, after one more step.
+  unsigned long Advance(unsigned long most, unsigned long& bytes);
   // Moves on by at most `most` lines, exactly as that many increments would,
   // over lines that end before `stop`: it stops before a line whose text
   // ends at or past `stop`, and before any line that an increment would
@@ -262,14 +261,10 @@ class FileLineLoop {
   void MoveWindow(unsigned char* start);
   // The line runs from `start` to the first line end at or after `from`.
   inline void ScanForLine(unsigned char* start, unsigned char* from);
-  // Advance, or with `kStop` PassBefore: one loop over the lines, which
-  // without `kStop` copies each line to `copy` and refills as it goes, and
-  // with it copies nothing and stops before `stop` or a refill.
-  // With `kOnto`, the pass moves onto the first line that ends at or past
-  // the stop too, as PassOnto.
-  template <bool kStop, bool kOnto = false>
-  inline unsigned long Move(unsigned long most, unsigned char* copy, unsigned char const* stop,
-                            unsigned long& bytes);
+  // PassBefore, or with `kOnto` PassOnto: one loop over the lines, which
+  // stops before `stop` or a refill that reads or moves bytes.
+  template <bool kOnto>
+  inline unsigned long Move(unsigned long most, unsigned char const* stop, unsigned long& bytes);
   // The rest of an increment whose line has no ending in the buffer: the
   // line is delivered as it stands, or moved to the front and the buffer
   // refilled behind it.

@@ -6,9 +6,11 @@
 // An iterator that can do the same work for many values in a loop of its
 // own offers a pass: it moves on by at most `most` values, exactly as that
 // many calls of its Next would (each value's work done as Next does it, in
-// memory that the pass asks of the host once and uses for every value),
-// checks for the host's interruption as it goes, and returns how many it
-// passed over; the host gives that memory back after the call. Fewer than
+// memory that the pass asks of the host once and uses for every value, but
+// for what nothing after the value could see, such as a copy of a line's
+// text that no value holds), checks for the host's interruption as it goes,
+// and returns how many it passed over; the host gives that memory back
+// after the call. Fewer than
 // `most` means that the iteration has ended. It never throws NoSuchObject;
 // any other exception is the one Next would have thrown at that value.
 //

@@ -682,7 +682,6 @@ std::vector<Line> LinesReadAhead(std::string const& path, unsigned long bufferSi
                                  unsigned long ahead, unsigned long step,
                                  std::vector<unsigned long>& counts) {
   std::vector<unsigned char> buffer(bufferSize);
-  std::vector<unsigned char> copy(bufferSize < 128 ? 128 : bufferSize);
   FileReadingPath file{FileLocation(path.c_str())};
   FileLineLoop loop{Data(buffer.data(), buffer.size())};
   loop.ReadAhead(ahead);
@@ -696,7 +695,7 @@ std::vector<Line> LinesReadAhead(std::string const& path, unsigned long bufferSi
       continue;
     }
     unsigned long bytes = 0;
-    unsigned long const moved = loop.Advance(step, copy.data(), bytes);
+    unsigned long const moved = loop.Advance(step, bytes);
     // The lines moved past, the present one left for the next round; at
     // the end, every line moved to.
     unsigned long const past = moved < step ? moved : moved - 1;
