@@ -513,10 +513,9 @@ inline unsigned long PassOverBlocks(unsigned long most, unsigned char*& start,
                                     unsigned char const* stop) {
   unsigned long moved = 0;
   if (most == 0 || limit - after <= 64) return 0;
-  // Without CR, the lines whose ending lies before the
-  // stop and before the window's last byte, and so may be moved over with
-  // no move of the window, are counted rather than stepped over, a window
-  // at a time.
+  // Without CR, the lines whose ending lies before the stop and before the
+  // window's last byte, and so may be moved over with no move of the
+  // window, are counted rather than stepped over, a window at a time.
   auto const count = [&]() {
     if constexpr (!kCarriageReturns) {
       unsigned char* before = window.end - 1;
