@@ -34,7 +34,8 @@ FUZZ_TARGETS ?= \
   client_import_fuzzer \
   certificate_pem_fuzzer \
   host_selector_fuzzer \
-  usage_statistics_fuzzer
+  usage_statistics_fuzzer \
+  file_lines_fuzzer
 FUZZ_SECONDS ?= 15
 JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 
