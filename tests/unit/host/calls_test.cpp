@@ -1113,6 +1113,47 @@ TEST_F(CallsTest, ASearchGivesTheFirstValueByFirstAndThenOnlyValuesThatMayHoldTh
   EXPECT_EQ(1000, searching.nexts);
 }
 
+// Records the values it is shown, keeps every third, and passes every
+// second.
+struct RecordingTest {
+  std::vector<long long> seen;
+  std::vector<Value> kept;
+  static bool Test(void const* context, Value const& value) {
+    auto* const self = const_cast<RecordingTest*>(static_cast<RecordingTest const*>(context));
+    self->seen.push_back(value.As<integer>().value);
+    if (self->seen.size() % 3 == 0) self->kept.push_back(value);
+    return self->seen.size() % 2 == 0;
+  }
+};
+
+TEST_F(CallsTest, ATestOfTheValuesThatMayHoldTheBytesSeesThoseTheSearchGives) {
+  unsigned long long const since = host.GetRegistry().Sequence();
+  IteratedOfWorld<Numbered> record("number", "numbers", "integer");
+  numbers = &record;
+  survey::host::LibraryOffers offers;
+  offers.nextHoldingOf = &SearchOf;
+  host.GetRegistry().AdoptOffers(since, offers);
+  searching = SearchCounts();
+  auto stream = Ask("numbers");
+  RecordingTest recording;
+  survey::host::ValueTest const test{&RecordingTest::Test, &recording};
+  bool passed = false;
+  int passes = 0;
+  while (stream->SkipHolding("77", test, passed)) passes += passed ? 1 : 0;
+  stream.reset();
+  std::vector<long long> expected = Holding("77");
+  expected.insert(expected.begin(), 1);
+  EXPECT_EQ(expected, recording.seen);
+  EXPECT_EQ(0, searching.nexts);
+  EXPECT_EQ(static_cast<int>(expected.size()), searching.searches);
+  EXPECT_EQ(static_cast<int>(expected.size() / 2), passes);
+  // The values the test kept stay whole after the stream has gone.
+  ASSERT_EQ(expected.size() / 3, recording.kept.size());
+  for (std::size_t k = 0; k < recording.kept.size(); ++k) {
+    EXPECT_EQ(expected[3 * k + 2], recording.kept[k].As<integer>().value) << k;
+  }
+}
+
 TEST_F(CallsTest, WithoutASearchEveryValueComesByNext) {
   IteratedOfWorld<Numbered> record("number", "numbers", "integer");
   // A search offered for records registered before this one is not its own.
