@@ -1081,6 +1081,17 @@ std::vector<long long> Holding(std::string const& bytes) {
   return found;
 }
 
+// Offers the numbers' search to the records registered since `since`, the
+// numbers' record being `record`, and starts the counts afresh.
+void OfferSearch(survey::host::Registry& registry, unsigned long long since,
+                 void const* record) {
+  numbers = record;
+  survey::host::LibraryOffers offers;
+  offers.nextHoldingOf = &SearchOf;
+  registry.AdoptOffers(since, offers);
+  searching = SearchCounts();
+}
+
 std::vector<long long> PulledHolding(Stream& stream, std::string const& bytes) {
   std::vector<long long> values;
   Value value;
@@ -1093,11 +1104,7 @@ std::vector<long long> PulledHolding(Stream& stream, std::string const& bytes) {
 TEST_F(CallsTest, ASearchGivesTheFirstValueByFirstAndThenOnlyValuesThatMayHoldTheBytes) {
   unsigned long long const since = host.GetRegistry().Sequence();
   IteratedOfWorld<Numbered> record("number", "numbers", "integer");
-  numbers = &record;
-  survey::host::LibraryOffers offers;
-  offers.nextHoldingOf = &SearchOf;
-  host.GetRegistry().AdoptOffers(since, offers);
-  searching = SearchCounts();
+  OfferSearch(host.GetRegistry(), since, &record);
   auto stream = Ask("numbers");
   std::vector<long long> expected = Holding("77");
   // The first value is First's, whatever it holds.
@@ -1129,11 +1136,7 @@ struct RecordingTest {
 TEST_F(CallsTest, ATestOfTheValuesThatMayHoldTheBytesSeesThoseTheSearchGives) {
   unsigned long long const since = host.GetRegistry().Sequence();
   IteratedOfWorld<Numbered> record("number", "numbers", "integer");
-  numbers = &record;
-  survey::host::LibraryOffers offers;
-  offers.nextHoldingOf = &SearchOf;
-  host.GetRegistry().AdoptOffers(since, offers);
-  searching = SearchCounts();
+  OfferSearch(host.GetRegistry(), since, &record);
   auto stream = Ask("numbers");
   RecordingTest recording;
   survey::host::ValueTest const test{&RecordingTest::Test, &recording};
@@ -1157,11 +1160,7 @@ TEST_F(CallsTest, ATestOfTheValuesThatMayHoldTheBytesSeesThoseTheSearchGives) {
 TEST_F(CallsTest, WithoutASearchEveryValueComesByNext) {
   IteratedOfWorld<Numbered> record("number", "numbers", "integer");
   // A search offered for records registered before this one is not its own.
-  numbers = &record;
-  survey::host::LibraryOffers offers;
-  offers.nextHoldingOf = &SearchOf;
-  host.GetRegistry().AdoptOffers(host.GetRegistry().Sequence(), offers);
-  searching = SearchCounts();
+  OfferSearch(host.GetRegistry(), host.GetRegistry().Sequence(), &record);
   auto stream = Ask("numbers");
   EXPECT_EQ(1000u, PulledHolding(*stream, "77").size());
   EXPECT_EQ(0, searching.searches);
