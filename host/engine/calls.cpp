@@ -177,10 +177,7 @@ class IteratedStream final : public Stream {
   bool NextHolding(std::string_view bytes, Value& out) override {
     IteratedNextHolding const search = property_.entry->nextHolding;
     if (!started_ || search == nullptr || bytes.empty()) return Next(out);
-    return Pull(out, [&](void* slot) {
-      return search(slot, index_.Data(), object_.Data(), state_->Memory(), property_.entry->context,
-                    reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size()) != 0;
-    });
+    return Pull(out, [&](void* slot) { return Search(slot, bytes); });
   }
 
  private:
@@ -387,17 +384,19 @@ class IteratedStream final : public Stream {
   // A later step by the iterator's search for `bytes`, its value made in
   // `slot`; false, and the stream finished, as for `StepInto`.
   bool SearchInto(void* slot, std::string_view bytes) {
-    PropertyEntry const& entry = *property_.entry;
     bool produced = false;
-    bool const answered = Guard(What(), [&] {
-      produced = entry.nextHolding(slot, index_.Data(), object_.Data(), state_->Memory(),
-                                   entry.context,
-                                   reinterpret_cast<unsigned char const*>(bytes.data()),
-                                   bytes.size()) != 0;
-    });
+    bool const answered = Guard(What(), [&] { produced = Search(slot, bytes); });
     if (answered && produced) return true;
     Finish();
     return false;
+  }
+  // The iterator's search for `bytes`, its value made in `slot`: whether
+  // there was one.
+  bool Search(void* slot, std::string_view bytes) {
+    PropertyEntry const& entry = *property_.entry;
+    return entry.nextHolding(slot, index_.Data(), object_.Data(), state_->Memory(), entry.context,
+                             reinterpret_cast<unsigned char const*>(bytes.data()),
+                             bytes.size()) != 0;
   }
   // The tested value goes, and the arena memory its step asked for with it,
   // unless the test kept the value.

@@ -203,6 +203,17 @@ class LazyOne final : public Stream {
   bool done_ = false;
 };
 
+// Bytes that every value of one type must hold, learned from the first
+// value of that type, and the type of the last value taken: the next value
+// may be searched for by the bytes while the values keep that type.
+struct LearnedBytes {
+  std::string bytes;
+  TypeEntry const* type = nullptr;
+  TypeEntry const* last = nullptr;
+
+  bool Searching() const { return !bytes.empty() && last == type; }
+};
+
 // Yields the values of a source that pass a test. A value passed over is
 // seen by nothing else, so its memory is given back at once.
 //
@@ -223,9 +234,7 @@ class FilterStream final : public Stream {
       : source_(std::move(source)), keep_(std::move(keep)), test_{&Keep, &keep_} {}
   // A test called through a plain pointer: a filter runs it for every value.
   FilterStream(std::unique_ptr<Stream> source, host::ValueTest test, Required required = nullptr)
-      : source_(std::move(source)), test_(test), required_(std::move(required)) {
-    learned_ = required_ == nullptr;
-  }
+      : source_(std::move(source)), test_(test), required_(std::move(required)) {}
   bool Next(Value& out) override {
     while (Pull(out)) {
       if (Test(out)) return true;
@@ -240,14 +249,13 @@ class FilterStream final : public Stream {
   bool Skip() override {
     while (true) {
       bool passed = false;
-      if (Holding()) {
-        if (!source_->SkipHolding(bytes_, host::ValueTest{&TestAndLearn, this}, passed)) {
-          return false;
-        }
-      } else if (learned_) {
-        if (!source_->Skip(test_, passed)) return false;
+      host::ValueTest const learning{&TestAndLearn, this};
+      if (learned_.Searching()) {
+        if (!source_->SkipHolding(learned_.bytes, learning, passed)) return false;
+      } else if (Learns()) {
+        if (!source_->Skip(learning, passed)) return false;
       } else {
-        if (!source_->Skip(host::ValueTest{&TestAndLearn, this}, passed)) return false;
+        if (!source_->Skip(test_, passed)) return false;
       }
       if (passed) return true;
       host::CheckInterruption();
@@ -258,24 +266,25 @@ class FilterStream final : public Stream {
   static bool Keep(void const* keep, Value const& value) {
     return (*static_cast<std::function<bool(Value const&)> const*>(keep))(value);
   }
+  // Whether a value may still teach the filter bytes, or tell it that the
+  // values have the type of those it learned again.
+  bool Learns() const {
+    return required_ != nullptr && (learned_.type == nullptr || !learned_.bytes.empty());
+  }
   static bool TestAndLearn(void const* self, Value const& value) {
     return const_cast<FilterStream*>(static_cast<FilterStream const*>(self))->Test(value);
   }
-  // Whether the next value may be searched for by the bytes: they are known,
-  // and the last value was of the type they are known for.
-  bool Holding() const { return !bytes_.empty() && lastType_ == bytesType_; }
   bool Pull(Value& out) {
-    return Holding() ? source_->NextHolding(bytes_, out) : source_->Next(out);
+    return learned_.Searching() ? source_->NextHolding(learned_.bytes, out) : source_->Next(out);
   }
   // The test, which the first value also teaches the bytes that values of
   // its type require.
   bool Test(Value const& value) {
     bool const passed = test_(value);
-    lastType_ = value.Type();
-    if (!learned_) {
-      learned_ = true;
-      bytes_ = required_(value);
-      bytesType_ = value.Type();
+    learned_.last = value.Type();
+    if (required_ != nullptr && learned_.type == nullptr) {
+      learned_.bytes = required_(value);
+      learned_.type = value.Type();
     }
     return passed;
   }
@@ -284,10 +293,7 @@ class FilterStream final : public Stream {
   std::function<bool(Value const&)> keep_;
   host::ValueTest test_;
   Required required_;
-  bool learned_ = true;
-  std::string bytes_;
-  TypeEntry const* bytesType_ = nullptr;
-  TypeEntry const* lastType_ = nullptr;
+  LearnedBytes learned_;
 };
 
 // For each value of a source, the values of a stream opened on it.
@@ -659,12 +665,13 @@ class PropertyStream final : public Stream {
       object = std::move(pending_);
       pending_ = Value();
     } else {
-      bool const holding = !objectBytes_.empty() && lastType_ == bytesType_;
-      if (!(holding ? objects_->NextHolding(objectBytes_, object) : objects_->Next(object))) {
+      bool const searched = objectBytes_.Searching();
+      if (!(searched ? objects_->NextHolding(objectBytes_.bytes, object)
+                     : objects_->Next(object))) {
         return false;
       }
     }
-    lastType_ = object.Type();
+    objectBytes_.last = object.Type();
     return true;
   }
 
@@ -675,8 +682,8 @@ class PropertyStream final : public Stream {
     if (!node_.plural || entry.kind != host::PropertyKind::kIterated || entry.object != "string") {
       return;
     }
-    objectBytes_ = host::NecessaryBytesOf(entry, index_);
-    bytesType_ = pending_.Type();
+    objectBytes_.bytes = host::NecessaryBytesOf(entry, index_);
+    objectBytes_.type = pending_.Type();
   }
 
   bool NextPlural(Value& out) {
@@ -771,11 +778,9 @@ class PropertyStream final : public Stream {
   std::unique_ptr<Stream> inner_;
   Value object_;  // the object of `inner_`
   bool lent_ = false;  // whether `inner_` has given a value to the consumer
-  // The bytes that every object of type `bytesType_` with a value holds,
-  // and the type of the last object taken.
-  std::string objectBytes_;
-  TypeEntry const* bytesType_ = nullptr;
-  TypeEntry const* lastType_ = nullptr;
+  // The bytes that every object of the type they were learned for holds
+  // when it has a value.
+  LearnedBytes objectBytes_;
 };
 
 Evaluator::Evaluator(host::Host& host) : host_(host) {}

@@ -150,18 +150,31 @@ char const* BracketEnd(char const* open) {
   return *q == ']' ? q : nullptr;
 }
 
-// The longest run of plain bytes that every match of an extended pattern
-// holds: plain bytes in a row at the top level of the pattern, outside
-// groups and bracket expressions, less a byte that a "*", "?" or interval
-// makes optional or repeats. None for a pattern with an alternative at any
-// level, which may match without any given run, and none when the pattern
-// is matched without regard to case. What this cannot read for certain ends
+// Runs of plain bytes that every match of an extended pattern holds.
+struct Literals {
+  // The longest of them.
+  std::string longest;
+  // The one that opens the pattern, with which every match starts.
+  std::string leading;
+};
+
+// The runs of plain bytes that every match of an extended pattern holds:
+// plain bytes in a row at the top level of the pattern, outside groups and
+// bracket expressions, less a byte that a "*", "?" or interval makes
+// optional or repeats. None for a pattern with an alternative at any level,
+// which may match without any given run, and none when the pattern is
+// matched without regard to case. What this cannot read for certain ends
 // the reading: the runs before it still hold.
-std::string RequiredLiteral(char const* pattern, int flags) {
-  if ((flags & REG_ICASE) != 0 || std::strchr(pattern, '|') != nullptr) return std::string();
-  std::string best;
+Literals RequiredLiterals(char const* pattern, int flags) {
+  Literals found;
+  if ((flags & REG_ICASE) != 0 || std::strchr(pattern, '|') != nullptr) return found;
+  std::string& best = found.longest;
   std::string run;
+  // Whether the run read so far opens the pattern.
+  bool opening = true;
   auto end = [&] {
+    if (opening) found.leading = run;
+    opening = false;
     if (run.size() > best.size()) best = run;
     run.clear();
   };
@@ -218,24 +231,7 @@ std::string RequiredLiteral(char const* pattern, int flags) {
     run += c;
   }
   end();
-  return best;
-}
-
-// The run of plain bytes that every match of an extended pattern starts
-// with: those that open the pattern, less the last when a quantifier or a
-// backslash follows it, which may make it optional. None for a pattern
-// with an alternative at any level, and none when the pattern is matched
-// without regard to case.
-std::string LeadingLiteral(char const* pattern, int flags) {
-  if ((flags & REG_EXTENDED) == 0 || (flags & REG_ICASE) != 0 ||
-      std::strchr(pattern, '|') != nullptr) {
-    return std::string();
-  }
-  char const* p = pattern;
-  while (*p != '\0' && PlainByte(*p)) ++p;
-  std::string run(pattern, p);
-  if (!run.empty() && *p != '\0' && std::strchr("*?+{\\", *p) != nullptr) run.pop_back();
-  return run;
+  return found;
 }
 
 // Whether every byte of a range is an ASCII character other than NUL: for
@@ -515,8 +511,9 @@ CompiledRegularExpression RegComp(char const* pattern, int flags) {
   compiled.owned = true;
   ProgramFacts facts;
   facts.backtracking = HasBackReference(pattern);
-  facts.literal = RequiredLiteral(pattern, flags);
-  facts.leading = LeadingLiteral(pattern, flags);
+  Literals literals = RequiredLiterals(pattern, flags);
+  facts.literal = std::move(literals.longest);
+  facts.leading = std::move(literals.leading);
   if (!facts.backtracking) facts.ascii = AsciiForm(pattern, flags, compiled.buffer);
   if (facts.backtracking || !facts.literal.empty() || !facts.leading.empty() ||
       facts.ascii != nullptr) {
