@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/repeatable_random.h"
 #include "tests/unit/files/files_test_support.h"
 
 namespace {
@@ -98,6 +99,27 @@ class LinesSearchCommandTest : public ::testing::Test {
     return joined;
   }
 
+  // The count and the numbers of the lines that hold the pattern, against
+  // those that the shell commands `count` and `numbers` print (a count; the
+  // numbers, one a line).
+  static void ExpectAsTools(std::string const& path, std::string const& pattern,
+                            std::string const& count, std::string const& numbers) {
+    EXPECT_EQ(Tool(count), Count(path, "contains regex " + Q(pattern))) << pattern;
+    EXPECT_EQ(Output(numbers), Numbers(path, "contains regex " + Q(pattern))) << pattern;
+  }
+
+  // The answers of `form` + the relation + `file`, checked against those of
+  // the same query with "true and" before the relation, which is tested for
+  // every line; and that there are more than `least` of them.
+  static void ExpectAsEachTested(std::string const& form, std::string const& relation,
+                                 std::string const& file, std::size_t least) {
+    Answer const searched = Ask(form + relation + ")" + file);
+    Answer const tested = Ask(form + "true and " + relation + ")" + file);
+    EXPECT_EQ("", searched.error) << form << relation;
+    EXPECT_GT(searched.values.size(), least) << form << relation;
+    EXPECT_EQ(tested.values, searched.values) << form << relation;
+  }
+
   ScratchTree tree;
 };
 
@@ -105,17 +127,13 @@ TEST_F(LinesSearchCommandTest, LineFeedLinesAgreeWithGrep) {
   std::string const path = Make("lf", Generated(9000, {"\n"}));
   for (std::string const& pattern : kPatterns) {
     std::string const grep = "grep -E " + ShellQuoted(pattern) + " ";
-    EXPECT_EQ(Tool(grep + "-c " + ShellQuoted(path) + " || true"),
-              Count(path, "contains regex " + Q(pattern)))
-        << pattern;
+    ExpectAsTools(path, pattern, grep + "-c " + ShellQuoted(path) + " || true",
+                  grep + "-n " + ShellQuoted(path) + " | cut -d: -f1");
     EXPECT_EQ(Tool(grep + "-c " + ShellQuoted(path) + " || true"),
               Count(path, "contains regular expression " + Q(pattern)))
         << pattern;
     EXPECT_EQ(Tool(grep + "-c -i " + ShellQuoted(path) + " || true"),
               Count(path, "contains case insensitive regex " + Q(pattern)))
-        << pattern;
-    EXPECT_EQ(Output(grep + "-n " + ShellQuoted(path) + " | cut -d: -f1"),
-              Numbers(path, "contains regex " + Q(pattern)))
         << pattern;
   }
   // Lines that do not hold it are not searched for at all.
@@ -127,12 +145,8 @@ TEST_F(LinesSearchCommandTest, EveryLineEndingAgreesWithAwk) {
   std::string const path = Make("mixed", Generated(6000, {"\r\n", "\n", "\n\r", "\r"}));
   std::string const awk = "awk 'BEGIN{RS=\"\\r\\n|\\n\\r|\\r|\\n\"} ";
   for (std::string const& pattern : kPatterns) {
-    EXPECT_EQ(Tool(awk + "/" + pattern + "/{n++} END{print n+0}' " + ShellQuoted(path)),
-              Count(path, "contains regex " + Q(pattern)))
-        << pattern;
-    EXPECT_EQ(Output(awk + "/" + pattern + "/{print NR}' " + ShellQuoted(path)),
-              Numbers(path, "contains regex " + Q(pattern)))
-        << pattern;
+    ExpectAsTools(path, pattern, awk + "/" + pattern + "/{n++} END{print n+0}' " + ShellQuoted(path),
+                  awk + "/" + pattern + "/{print NR}' " + ShellQuoted(path));
   }
 }
 
@@ -152,12 +166,8 @@ TEST_F(LinesSearchCommandTest, LinesLongerThanTheBufferAreSearchedInTheirPieces)
   std::string const path = Make("long", text);
   std::string const fold = "fold -b -w 2048 " + ShellQuoted(path);
   for (std::string const& pattern : kPatterns) {
-    EXPECT_EQ(Tool(fold + " | grep -E -c " + ShellQuoted(pattern) + " || true"),
-              Count(path, "contains regex " + Q(pattern)))
-        << pattern;
-    EXPECT_EQ(Output(fold + " | grep -E -n " + ShellQuoted(pattern) + " | cut -d: -f1"),
-              Numbers(path, "contains regex " + Q(pattern)))
-        << pattern;
+    ExpectAsTools(path, pattern, fold + " | grep -E -c " + ShellQuoted(pattern) + " || true",
+                  fold + " | grep -E -n " + ShellQuoted(pattern) + " | cut -d: -f1");
   }
 }
 
@@ -174,23 +184,16 @@ TEST_F(LinesSearchCommandTest, LinesWithNulBytesAgreeWithGrepReadingText) {
   std::string const path = Make("nul", text);
   for (std::string const& pattern : kPatterns) {
     std::string const grep = "grep -a -E " + ShellQuoted(pattern) + " ";
-    EXPECT_EQ(Tool(grep + "-c " + ShellQuoted(path) + " || true"),
-              Count(path, "contains regex " + Q(pattern)))
-        << pattern;
-    EXPECT_EQ(Output(grep + "-n " + ShellQuoted(path) + " | cut -d: -f1"),
-              Numbers(path, "contains regex " + Q(pattern)))
-        << pattern;
+    ExpectAsTools(path, pattern, grep + "-c " + ShellQuoted(path) + " || true",
+                  grep + "-n " + ShellQuoted(path) + " | cut -d: -f1");
   }
 }
 
 TEST_F(LinesSearchCommandTest, TheLastLineWithoutAnEndingIsSearched) {
   std::string const path = Make("open", "first\nwarn\nsecond 12\nwarning12");
   std::string const pattern = "warn(ing)?[0-9]+";
-  EXPECT_EQ(Tool("grep -E -c " + ShellQuoted(pattern) + " " + ShellQuoted(path)),
-            Count(path, "contains regex " + Q(pattern)));
-  EXPECT_EQ(
-      Output("grep -E -n " + ShellQuoted(pattern) + " " + ShellQuoted(path) + " | cut -d: -f1"),
-      Numbers(path, "contains regex " + Q(pattern)));
+  ExpectAsTools(path, pattern, "grep -E -c " + ShellQuoted(pattern) + " " + ShellQuoted(path),
+                "grep -E -n " + ShellQuoted(pattern) + " " + ShellQuoted(path) + " | cut -d: -f1");
   std::string const none = Make("none", "first\nwarn\nsecond 12\nwarning");
   EXPECT_EQ(Tool("grep -E -c " + ShellQuoted(pattern) + " " + ShellQuoted(none) + " || true"),
             Count(none, "contains regex " + Q(pattern)));
@@ -264,11 +267,7 @@ TEST_F(LinesSearchCommandTest, MatchesInLinesAgreeWithGrepAndWithEveryLineSearch
 // (which are found from each line's byte offsets) are those found when
 // every line is tested.
 TEST_F(LinesSearchCommandTest, RandomLinesFoundBySearchAreThoseFoundByTestingEachLine) {
-  unsigned seed = 99;
-  auto next = [&seed]() {
-    seed = seed * 1103515245u + 12345u;
-    return (seed >> 16) & 0x7FFF;
-  };
+  survey::testing::RepeatableRandom next(99);
   char const* const endings[] = {"\n", "\r\n", "\n\r", "\r", "\r\r", "\n\n"};
   std::string text;
   for (int i = 0; i < 7000; ++i) {
@@ -299,11 +298,7 @@ TEST_F(LinesSearchCommandTest, RandomLinesFoundBySearchAreThoseFoundByTestingEac
     for (std::string const form :
          {"lines whose (", "line numbers of lines whose (", "next lines of lines whose (",
           "previous lines of lines whose ("}) {
-      Answer const searched = Ask(form + relation + ")" + file);
-      Answer const tested = Ask(form + "true and " + relation + ")" + file);
-      EXPECT_EQ("", searched.error) << form << relation;
-      EXPECT_GT(searched.values.size(), 300u) << form << relation;
-      EXPECT_EQ(tested.values, searched.values) << form << relation;
+      ExpectAsEachTested(form, relation, file, 300);
     }
   }
   // The lines containing a string, and the matches in lines.
@@ -329,11 +324,7 @@ TEST_F(LinesSearchCommandTest, RandomLinesFoundBySearchAreThoseFoundByTestingEac
 // for the pattern's bytes are those found when every line is tested, and
 // their count is grep's.
 TEST_F(LinesSearchCommandTest, FindsFarApartAndAroundTheReadingPiecesAreThoseOfTestingEachLine) {
-  unsigned seed = 4321;
-  auto next = [&seed]() {
-    seed = seed * 1103515245u + 12345u;
-    return (seed >> 16) & 0x7FFF;
-  };
+  survey::testing::RepeatableRandom next(4321);
   char const* const endings[] = {"\n", "\r\n", "\n\r", "\r"};
   std::string text;
   bool lineFeeds = true;
@@ -388,11 +379,7 @@ TEST_F(LinesSearchCommandTest, FindsFarApartAndAroundTheReadingPiecesAreThoseOfT
   for (std::string const& relation :
        {"it contains regex " + Q("warn(ing)?[0-9]+"), "it contains " + Q("warning"),
         "it contains regex " + Q("warn[0-9]")}) {
-    Answer const searched = Ask("line numbers of lines whose (" + relation + ")" + file);
-    Answer const tested = Ask("line numbers of lines whose (true and " + relation + ")" + file);
-    EXPECT_EQ("", searched.error) << relation;
-    EXPECT_GT(searched.values.size(), 100u) << relation;
-    EXPECT_EQ(tested.values, searched.values) << relation;
+    ExpectAsEachTested("line numbers of lines whose (", relation, file, 100);
   }
   Answer const containing = Ask("line numbers of lines containing " + Q("warn") + file);
   EXPECT_EQ(Ask("line numbers of lines whose (true and it contains " + Q("warn") + ")" + file).values,
@@ -430,11 +417,7 @@ TEST_F(LinesSearchCommandTest, LinesJoinedAcrossADroppedEndingAreFoundAsWhenEach
   EXPECT_EQ("0", Tool("grep -c warning " + ShellQuoted(path) + " || true"));
   for (std::string const& relation :
        {"it contains regex " + Q("warn(ing)?[0-9]+"), "it contains " + Q("warning")}) {
-    Answer const searched = Ask("line numbers of lines whose (" + relation + ")" + file);
-    Answer const tested = Ask("line numbers of lines whose (true and " + relation + ")" + file);
-    EXPECT_EQ("", searched.error) << relation;
-    EXPECT_GT(searched.values.size(), 50u) << relation;
-    EXPECT_EQ(tested.values, searched.values) << relation;
+    ExpectAsEachTested("line numbers of lines whose (", relation, file, 50);
   }
   EXPECT_EQ(Ask("line numbers of lines whose (true and it contains " + Q("warning") + ")" + file)
                 .values,

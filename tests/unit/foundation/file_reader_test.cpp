@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "survey/foundation/stringy.h"
+#include "tests/support/repeatable_random.h"
 #include "tests/support/shell.h"
 
 namespace {
@@ -715,11 +716,7 @@ TEST_F(FileReaderTest, AWindowOverBytesReadAheadGivesTheLinesOfTheBuffer) {
   // memory from twice the buffer up: the window moves over the bytes held,
   // and what is held moves to the front, at every kind of place in a line.
   std::string text;
-  unsigned seed = 12345;
-  auto next = [&seed]() {
-    seed = seed * 1103515245u + 12345u;
-    return (seed >> 16) & 0x7FFF;
-  };
+  survey::testing::RepeatableRandom next(12345);
   char const* const endings[] = {"\n", "\r\n", "\n\r", "\r", "\r\r", "\n\n"};
   for (int i = 0; i < 4000; ++i) {
     unsigned const length = next() % 10 == 0 ? next() % 300 : next() % 40;
@@ -777,12 +774,8 @@ TEST_F(FileReaderTest, AWindowOverBytesReadAheadGivesTheLinesOfTheBuffer) {
 // stop are added to `ontoStop`, and the window moves they make to
 // `windowMovesPassed`.
 void ExpectPassesLikeIncrements(std::string const& path, unsigned long size, unsigned long ahead,
-                                unsigned& seed, unsigned long& windowMovesPassed,
-                                unsigned long& ontoStop) {
-  auto next = [&seed]() {
-    seed = seed * 1103515245u + 12345u;
-    return (seed >> 16) & 0x7FFF;
-  };
+                                survey::testing::RepeatableRandom& next,
+                                unsigned long& windowMovesPassed, unsigned long& ontoStop) {
   std::vector<unsigned char> bufferA(size);
   std::vector<unsigned char> bufferB(size);
   FileReadingPath file{FileLocation(path.c_str())};
@@ -876,11 +869,7 @@ void ExpectPassesLikeIncrements(std::string const& path, unsigned long size, uns
 
 TEST_F(FileReaderTest, PassingBeforeAStopLandsWhereIncrementsLand) {
   std::string text;
-  unsigned seed = 2024;
-  auto next = [&seed]() {
-    seed = seed * 1103515245u + 12345u;
-    return (seed >> 16) & 0x7FFF;
-  };
+  survey::testing::RepeatableRandom next(2024);
   char const* const endings[] = {"\n", "\r\n", "\n\r", "\r", "\r\r", "\n\n"};
   // Stretches of LF lines alone (the search for LF without CR) between
   // stretches of every ending, lines short and long, some past 2048 bytes.
@@ -899,7 +888,7 @@ TEST_F(FileReaderTest, PassingBeforeAStopLandsWhereIncrementsLand) {
   for (unsigned long size : {16UL, 100UL, 2048UL}) {
     for (unsigned long ahead : {0UL, 2 * size + 7, 65536UL}) {
       unsigned long windowMoves = 0;
-      ExpectPassesLikeIncrements(path, size, ahead, seed, windowMoves, ontoStop);
+      ExpectPassesLikeIncrements(path, size, ahead, next, windowMoves, ontoStop);
       // Read ahead far enough, passes in the loop of blocks (which the
       // 32-bit build, without SSE2, goes without) move the window on over
       // the bytes read.
@@ -920,11 +909,7 @@ TEST_F(FileReaderTest, PassingBeforeAStopLandsWhereIncrementsLand) {
 // moves, and a line longer than the window come in the text often.
 TEST_F(FileReaderTest, HeldBytesStayWhileTheMovesStay) {
   std::string text;
-  unsigned seed = 77;
-  auto next = [&seed]() {
-    seed = seed * 1103515245u + 12345u;
-    return (seed >> 16) & 0x7FFF;
-  };
+  survey::testing::RepeatableRandom next(77);
   char const* const endings[] = {"\n", "\r\n", "\n\r", "\r"};
   for (int i = 0; i < 8000; ++i) {
     unsigned const length = next() % 100 == 0 ? 2000 + next() % 2200 : next() % 70;
